@@ -1,0 +1,36 @@
+# Warnings and sanitizers sit on one interface target; every target of the tree links it.
+add_library(celld_options INTERFACE)
+add_library(celld::options ALIAS celld_options)
+target_compile_options(celld_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+    -Wcast-align -Wundef $<$<BOOL:${CELLD_WERROR}>:-Werror>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # False alarms on "text" + std::string under optimisation (GCC bug 105651).
+    target_compile_options(celld_options INTERFACE -Wno-restrict)
+endif()
+if(CELLD_SANITIZE)
+    target_compile_options(celld_options INTERFACE -fsanitize=${CELLD_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(celld_options INTERFACE -fsanitize=${CELLD_SANITIZE})
+endif()
+
+# celld_library(name SOURCES ... LINK ...): one static library a folder, seen as celld::<name>.
+function(celld_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(celld_${name} STATIC ${ARG_SOURCES})
+    add_library(celld::${name} ALIAS celld_${name})
+    target_include_directories(celld_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+    target_link_libraries(celld_${name} PUBLIC ${ARG_LINK} PRIVATE celld::options)
+endfunction()
+
+# celld_test(name SOURCES ... LINK ... [LABELS ...] [TIMEOUT seconds]): one GoogleTest program, one CTest case a TEST.
+function(celld_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gtest_main GTest::gmock celld::options)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()

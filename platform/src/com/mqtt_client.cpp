@@ -1,0 +1,276 @@
+#include "mqtt_client.hpp"
+
+#include "thread_without_signals.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace ecu::kova::com {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds FIRST_DELAY = 1s; // between two tries, doubled up to the longest
+constexpr std::chrono::seconds LONGEST_DELAY = 30s;
+constexpr auto CONNECT_TIMEOUT = 10s; // for TCP, TLS and the broker's answer together
+constexpr auto STABLE_AFTER = 10s;    // a connection that held this long makes the next delay short again
+constexpr auto END_TIMEOUT = 2s;      // for a name service that does not answer
+constexpr int TIMERS_MS = 1000;       // how often the library's keep-alive is looked after
+
+logging::Module& logger()
+{
+    static auto& own = logging::module("kova.com.mqtt");
+    return own;
+}
+
+int publication_qos(const std::string& topic)
+{
+    return topic.rfind("system/", 0) == 0 ? 1 : 0;
+}
+
+std::mutex& library_mutex()
+{
+    static auto* const mutex = new std::mutex; // never destroyed: a detached thread may end after main
+    return *mutex;
+}
+
+} // namespace
+
+MqttLibrary::MqttLibrary()
+{
+    const std::lock_guard lock(library_mutex());
+    mosqpp::lib_init();
+}
+
+MqttLibrary::~MqttLibrary()
+{
+    const std::lock_guard lock(library_mutex());
+    mosqpp::lib_cleanup();
+}
+
+MqttWorker::MqttWorker(MqttSettings settings)
+    : settings_(std::move(settings)), wake_descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      delay_(FIRST_DELAY)
+{
+    if (wake_descriptor_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+}
+
+MqttWorker::~MqttWorker()
+{
+    close(wake_descriptor_);
+}
+
+void MqttWorker::run()
+{
+    while (!stopping_) {
+        run_session();
+        rest();
+    }
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    ended_changed_.notify_all();
+}
+
+void MqttWorker::stop()
+{
+    stopping_ = true;
+    wake();
+}
+
+bool MqttWorker::wait_until_ended(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(mutex_);
+    return ended_changed_.wait_for(lock, timeout, [this] { return ended_; });
+}
+
+bool MqttWorker::publish(const std::string& topic, const Message& message)
+{
+    if (!is_topic(topic) || !outbox_.put(topic, message, publication_qos(topic))) {
+        return false;
+    }
+    wake();
+    return true;
+}
+
+bool MqttWorker::subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer)
+{
+    if (!is_filter(topic)) {
+        return false;
+    }
+    subscriptions_.add(topic, std::move(observer));
+    {
+        const std::lock_guard lock(mutex_);
+        unsent_filters_.insert(topic);
+    }
+    wake();
+    return true;
+}
+
+void MqttWorker::received(const std::string& topic, const Message& message)
+{
+    subscriptions_.deliver(topic, message);
+}
+
+void MqttWorker::left(std::uint64_t item_id)
+{
+    outbox_.left(item_id);
+}
+
+void MqttWorker::run_session()
+{
+    const auto begin = steady_clock::now();
+    MqttSession session(settings_, *this);
+    const bool stopped = session.open() && serve_until_over(session);
+    const bool was_connected = outbox_.is_connected();
+    outbox_.connection_lost();
+    if (stopped) {
+        session.close();
+        return;
+    }
+    if (was_connected && steady_clock::now() - begin >= STABLE_AFTER) {
+        delay_ = FIRST_DELAY;
+    }
+    report_failure(session.failure());
+}
+
+/// True when it ended because the client is to stop.
+bool MqttWorker::serve_until_over(MqttSession& session)
+{
+    const auto deadline = steady_clock::now() + CONNECT_TIMEOUT;
+    // Cleared before looking for work and for the end: what comes later wakes again.
+    for (clear_wake(); !stopping_; clear_wake()) {
+        if (session.is_connected() && !hand_over(session)) {
+            return false;
+        }
+        if (!session.serve(wake_descriptor_, TIMERS_MS)) {
+            return false;
+        }
+        if (session.is_connected() && !outbox_.is_connected()) {
+            session_connected();
+        }
+        if (!session.is_connected() && steady_clock::now() >= deadline) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void MqttWorker::session_connected()
+{
+    logger().notice("Connected to ", settings_.host, ":", settings_.port);
+    failure_reported_ = false;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto filters = subscriptions_.filters();
+        unsent_filters_.insert(filters.begin(), filters.end());
+    }
+    outbox_.connected();
+}
+
+bool MqttWorker::hand_over(MqttSession& session)
+{
+    std::set<std::string> filters;
+    {
+        const std::lock_guard lock(mutex_);
+        filters.swap(unsent_filters_);
+    }
+    for (const auto& filter : filters) { // lost on failure, but then the next session begins with all of them
+        if (!session.subscribe_to(filter)) {
+            return false;
+        }
+    }
+    while (const auto item = outbox_.next()) {
+        if (!session.send(*item)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The first of a row at WARNING: a broker that stays away for a day must not fill the log.
+void MqttWorker::report_failure(const std::string& failure)
+{
+    const auto level = failure_reported_ ? logging::Level::DEBUG : logging::Level::WARNING;
+    logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ",
+                   failure.empty() ? "the broker does not answer" : failure.c_str(),
+                   "; trying again for ever, next in ", delay_.count(), " s");
+    failure_reported_ = true;
+}
+
+void MqttWorker::rest()
+{
+    const auto end = steady_clock::now() + delay_;
+    delay_ = std::min(2 * delay_, LONGEST_DELAY);
+    while (!stopping_) {
+        const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+        if (remaining <= 0ms) {
+            return;
+        }
+        clear_wake();
+        pollfd wanted{wake_descriptor_, POLLIN, 0};
+        static_cast<void>(poll(&wanted, 1, stopping_ ? 0 : static_cast<int>(remaining.count())));
+    }
+}
+
+void MqttWorker::wake()
+{
+    static_cast<void>(eventfd_write(wake_descriptor_, 1)); // full means that it is awake
+}
+
+void MqttWorker::clear_wake()
+{
+    eventfd_t count = 0;
+    static_cast<void>(eventfd_read(wake_descriptor_, &count));
+}
+
+MqttClient::MqttClient(const config::Configuration& configuration)
+    : worker_(std::make_shared<MqttWorker>(MqttSettings::from(configuration)))
+{
+    thread_ = thread_without_signals([worker = worker_] { worker->run(); });
+}
+
+MqttClient::~MqttClient()
+{
+    worker_->stop();
+    // The thread owns the worker too and ends by itself where it cannot be waited for: when an observer held
+    // the last reference to the client, or while the name service takes its time.
+    if (thread_.get_id() != std::this_thread::get_id() && worker_->wait_until_ended(END_TIMEOUT)) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
+}
+
+bool MqttClient::publish(const std::string& topic, const Message& message)
+{
+    return worker_->publish(topic, message);
+}
+
+bool MqttClient::subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer)
+{
+    return worker_->subscribe(topic, std::move(observer));
+}
+
+bool MqttClient::flush(std::chrono::milliseconds timeout)
+{
+    // The client's own thread is the one that sends: from within an observer there is nothing to wait for.
+    const bool own_thread = thread_.get_id() == std::this_thread::get_id();
+    return worker_->outbox().wait_until_empty(own_thread ? 0ms : timeout);
+}
+
+bool MqttClient::is_connected() const
+{
+    return worker_->outbox().is_connected();
+}
+
+} // namespace ecu::kova::com

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "mqtt_session.hpp"
+#include "outbox.hpp"
+#include "subscriptions.hpp"
+
+#include <ecu/kova/com/transport_client.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace ecu::kova::com {
+
+/// A reference to the mosquitto library's global state, whose own counting is not made for several threads.
+class MqttLibrary {
+public:
+    MqttLibrary();
+    MqttLibrary(const MqttLibrary&) = delete;
+    MqttLibrary& operator=(const MqttLibrary&) = delete;
+    ~MqttLibrary();
+};
+
+/// Makes one session after the other, for ever, and serves it; the only thread that touches the library.
+/// Shared by the client and the thread, for the client may be destroyed by an observer on that very thread.
+class MqttWorker final : private IMqttSessionOwner {
+public:
+    explicit MqttWorker(MqttSettings settings);
+    MqttWorker(const MqttWorker&) = delete;
+    MqttWorker& operator=(const MqttWorker&) = delete;
+    ~MqttWorker() override;
+
+    /// The thread's body.
+    void run();
+    /// Any thread.
+    void stop();
+    /// Any thread but the worker's own: false when it is still busy (in the name service) after `timeout`.
+    bool wait_until_ended(std::chrono::milliseconds timeout);
+
+    bool publish(const std::string& topic, const Message& message);
+    bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer);
+    Outbox& outbox() { return outbox_; }
+
+private:
+    using Delay = std::chrono::seconds;
+
+    void received(const std::string& topic, const Message& message) override;
+    void left(std::uint64_t item_id) override;
+
+    void run_session();
+    bool serve_until_over(MqttSession& session);
+    void session_connected();
+    bool hand_over(MqttSession& session);
+    void report_failure(const std::string& failure);
+    void rest();
+    void wake();
+    void clear_wake();
+
+    MqttLibrary library_;
+    const MqttSettings settings_;
+    Outbox outbox_;
+    Subscriptions subscriptions_;
+    int wake_descriptor_ = -1; // eventfd(2): something to send, or the end
+    std::atomic<bool> stopping_{false};
+
+    std::mutex mutex_;
+    std::set<std::string> unsent_filters_; // guarded by mutex_
+    bool ended_ = false;                   // guarded by mutex_
+    std::condition_variable ended_changed_;
+
+    // The thread's own.
+    Delay delay_;
+    bool failure_reported_ = false;
+};
+
+class MqttClient final : public ITransportClient {
+public:
+    explicit MqttClient(const config::Configuration& configuration);
+    MqttClient(const MqttClient&) = delete;
+    MqttClient& operator=(const MqttClient&) = delete;
+    ~MqttClient() override;
+
+    bool publish(const std::string& topic, const Message& message) override;
+    bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer) override;
+    bool flush(std::chrono::milliseconds timeout) override;
+    bool is_connected() const override;
+
+private:
+    std::shared_ptr<MqttWorker> worker_;
+    std::thread thread_;
+};
+
+} // namespace ecu::kova::com

@@ -1,0 +1,174 @@
+#include "mqtt_session.hpp"
+
+#include <ecu/kova/logging.hpp>
+#include <ecu/kova/root.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstddef>
+#include <poll.h>
+#include <system_error>
+
+namespace ecu::kova::com {
+
+namespace {
+
+constexpr int DEFAULT_PORT = 1883; // IANA, mqtt
+constexpr int KEEP_ALIVE_S = 30;   // a broker whose host has vanished is noticed within 45 s
+constexpr int MOST_PACKETS = 100;  // read in one go, so that a flood does not keep the outbox waiting
+constexpr std::size_t LARGEST_RECEIVED = 1024UL * 1024UL; // bytes; nothing on this bus comes near
+
+/// QoS 1: what is missed would be missed for good; real-time signals come again.
+int subscription_qos(const std::string& filter)
+{
+    return filter.rfind("rt/", 0) == 0 ? 0 : 1;
+}
+
+std::string text_of(int code, int system_error)
+{
+    if (code == MOSQ_ERR_ERRNO) {
+        return std::generic_category().message(system_error);
+    }
+    if (code == MOSQ_ERR_KEEPALIVE) { // has no text in the library
+        return "no sign of life from the broker";
+    }
+    return mosqpp::strerror(code);
+}
+
+const char* or_null(const std::string& text)
+{
+    return text.empty() ? nullptr : text.c_str();
+}
+
+} // namespace
+
+MqttSettings MqttSettings::from(const config::Configuration& configuration)
+{
+    MqttSettings settings;
+    settings.host = configuration.get("host").empty() ? "localhost" : configuration.get("host");
+    settings.port = DEFAULT_PORT;
+    const std::string port = configuration.get("port"); // verified by whoever read the configuration
+    std::from_chars(port.data(), port.data() + port.size(), settings.port);
+    settings.client_id = configuration.get("client_name");
+    settings.username = configuration.get("bus.username");
+    settings.password = configuration.get("bus.password");
+    settings.ca_file = rooted(configuration.get("bus.cafile"));
+    settings.certificate_file = rooted(configuration.get("bus.certfile"));
+    settings.key_file = rooted(configuration.get("bus.keyfile"));
+    return settings;
+}
+
+MqttSession::MqttSession(const MqttSettings& settings, IMqttSessionOwner& owner)
+    : mosquittopp(or_null(settings.client_id), true), settings_(settings), owner_(owner)
+{
+}
+
+bool MqttSession::open()
+{
+    return set_up_security() &&
+           check("connecting", connect_async(settings_.host.c_str(), settings_.port, KEEP_ALIVE_S));
+}
+
+bool MqttSession::set_up_security()
+{
+    if (!settings_.username.empty() &&
+        !check("setting the user name",
+               username_pw_set(settings_.username.c_str(), or_null(settings_.password)))) {
+        return false;
+    }
+    return settings_.ca_file.empty() ||
+           check("reading bus.cafile, bus.certfile or bus.keyfile",
+                 tls_set(settings_.ca_file.c_str(), nullptr, or_null(settings_.certificate_file),
+                         or_null(settings_.key_file)));
+}
+
+bool MqttSession::serve(int wake_descriptor, int timeout_ms)
+{
+    const short wanted = want_write() ? POLLIN | POLLOUT : POLLIN;
+    std::array<pollfd, 2> descriptors{pollfd{socket(), wanted, 0}, pollfd{wake_descriptor, POLLIN, 0}};
+    if (descriptors[0].fd < 0) {
+        return check("talking to the broker", MOSQ_ERR_CONN_LOST);
+    }
+    // Interrupted or timed out: the events are empty, and the library's own timers are served all the same.
+    if (poll(descriptors.data(), descriptors.size(), timeout_ms) > 0) {
+        const short events = descriptors[0].revents;
+        if ((events & (POLLIN | POLLERR | POLLHUP)) != 0 && !check("reading", loop_read(MOST_PACKETS))) {
+            return false;
+        }
+        if ((events & (POLLOUT | POLLERR | POLLHUP)) != 0 && !check("writing", loop_write(MOST_PACKETS))) {
+            return false;
+        }
+    }
+    return failure_.empty() && check("keeping alive", loop_misc());
+}
+
+void MqttSession::close()
+{
+    static_cast<void>(disconnect()); // polite only: the descriptor is closed by the destructor anyway
+}
+
+bool MqttSession::subscribe_to(const std::string& filter)
+{
+    return check("subscribing", subscribe(nullptr, filter.c_str(), subscription_qos(filter)));
+}
+
+bool MqttSession::send(const Outbox::Item& item)
+{
+    // The library writes the message id before it sends, and may call on_publish before `publish` returns.
+    auto& sent = sent_.emplace_back(Sent{0, item.id});
+    const auto& payload = item.message.payload();
+    const int code = publish(&sent.message_id, item.topic.c_str(), static_cast<int>(payload.size()),
+                             payload.data(), item.qos, item.message.retained());
+    return check("publishing", code);
+}
+
+void MqttSession::on_connect(int code)
+{
+    connected_ = code == 0;
+    if (code != 0) {
+        failure_ = std::string("the broker refused: ") + mosqpp::connack_string(code);
+    }
+}
+
+void MqttSession::on_message(const mosquitto_message* message)
+{
+    if (message->payloadlen < 0 || static_cast<std::size_t>(message->payloadlen) > LARGEST_RECEIVED) {
+        logging::module("kova.com.mqtt").warning("Message on ", message->topic, " is too large, dropped");
+        return;
+    }
+    Message::Payload payload;
+    if (message->payloadlen > 0) {
+        const auto* const bytes = static_cast<const std::uint8_t*>(message->payload);
+        payload.assign(bytes, bytes + message->payloadlen);
+    }
+    Message received(std::move(payload));
+    received.retained(message->retain);
+    owner_.received(message->topic, received);
+}
+
+void MqttSession::on_publish(int message_id)
+{
+    const auto found = std::find_if(sent_.begin(), sent_.end(),
+                                    [&](const Sent& sent) { return sent.message_id == message_id; });
+    if (found != sent_.end()) {
+        const auto item_id = found->item_id;
+        sent_.erase(found);
+        owner_.left(item_id);
+    }
+}
+
+bool MqttSession::check(const char* what, int code)
+{
+    const int system_error = errno;
+    if (code == MOSQ_ERR_SUCCESS || code == MOSQ_ERR_CONN_PENDING) {
+        return true;
+    }
+    if (failure_.empty()) {
+        failure_ = std::string(what) + " failed: " + text_of(code, system_error);
+    }
+    return false;
+}
+
+} // namespace ecu::kova::com

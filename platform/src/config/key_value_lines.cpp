@@ -1,0 +1,59 @@
+#include "key_value_lines.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace ecu::kova::config {
+
+namespace {
+
+// Far above any real file: they keep a device or a runaway generator in the file's place from filling memory.
+constexpr std::size_t LONGEST_LINE = 64UL * 1024UL; // bytes
+constexpr std::size_t MOST_LINES = 16UL * 1024UL;
+
+} // namespace
+
+std::string without_blanks(const std::string& text)
+{
+    constexpr const char* BLANKS = " \t\r\f\v";
+    const auto first = text.find_first_not_of(BLANKS);
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+}
+
+void read_key_value_lines(std::istream& input,
+                          const std::function<void(const std::string& key, const std::string& value)>& pair,
+                          const std::function<bool(const std::string& text)>& fault)
+{
+    std::vector<char> buffer(LONGEST_LINE + 1);
+    std::size_t number = 0;
+    while (input.getline(buffer.data(), static_cast<std::streamsize>(buffer.size()))) {
+        const std::string where = "line " + std::to_string(++number) + ": ";
+        if (number > MOST_LINES) {
+            fault(where + "the file is too long");
+            return;
+        }
+        // gcount() counts the line break too, which only the last line may lack.
+        const auto count = static_cast<std::size_t>(input.gcount());
+        const std::string line(buffer.data(), input.eof() ? count : count - 1);
+        if (line.front() == '#' || without_blanks(line).empty()) {
+            continue;
+        }
+        const auto equals = line.find('=');
+        const std::string key = without_blanks(line.substr(0, equals));
+        if (equals != std::string::npos && !key.empty()) {
+            pair(key, without_blanks(line.substr(equals + 1)));
+        } else if (!fault(where + (key.empty() ? "no key in front of '='" : "no '=' in it"))) {
+            return;
+        }
+    }
+    if (input.bad()) {
+        fault("cannot be read");
+    } else if (!input.eof()) {
+        fault("line " + std::to_string(number + 1) + ": the line is too long");
+    }
+}
+
+} // namespace ecu::kova::config

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+/// A mosquitto of its own on a free loopback port. It keeps nothing over a restart, as one that was killed.
+class Broker {
+public:
+    Broker() : port_(free_port()) {}
+    Broker(const Broker&) = delete;
+    Broker& operator=(const Broker&) = delete;
+    ~Broker() { stop(); }
+
+    int port() const { return port_; }
+
+    void start()
+    {
+        std::string program = "mosquitto";
+        std::string option = "-p";
+        std::string port = std::to_string(port_);
+        char* const arguments[] = {program.data(), option.data(), port.data(), nullptr};
+        // Debian keeps the broker in /usr/sbin, which an ordinary user's PATH lacks.
+        char* const environment[] = {nullptr};
+        posix_spawn_file_actions_t quiet{};
+        posix_spawn_file_actions_init(&quiet);
+        posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        const int failed =
+            posix_spawn(&process_, "/usr/sbin/mosquitto", &quiet, nullptr, arguments, environment);
+        posix_spawn_file_actions_destroy(&quiet);
+        if (failed != 0) {
+            process_ = 0;
+            throw std::runtime_error("cannot start /usr/sbin/mosquitto");
+        }
+        wait_until_listening();
+    }
+
+    void stop()
+    {
+        if (process_ != 0) {
+            kill(process_, SIGKILL);
+            waitpid(process_, nullptr, 0);
+            process_ = 0;
+        }
+    }
+
+    static sockaddr_in loopback(int port)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        return address;
+    }
+
+    /// A socket that listens on the port; 0: on a free one.
+    static int listen_on(int port)
+    {
+        const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const int yes = 1;
+        setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        const auto address = loopback(port);
+        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            listen(listener, 1) != 0) {
+            close(listener);
+            throw std::runtime_error("cannot listen on port " + std::to_string(port));
+        }
+        return listener;
+    }
+
+private:
+    static int free_port()
+    {
+        const int listener = listen_on(0);
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+        close(listener);
+        return ntohs(address.sin_port);
+    }
+
+    void wait_until_listening() const
+    {
+        using namespace std::chrono_literals;
+        for (int tries = 0; tries < 500; ++tries, std::this_thread::sleep_for(10ms)) {
+            const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            const auto address = loopback(port_);
+            const bool listening =
+                connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+            close(probe);
+            if (listening) {
+                return;
+            }
+        }
+        throw std::runtime_error("the broker does not listen");
+    }
+
+    int port_;
+    pid_t process_ = 0;
+};

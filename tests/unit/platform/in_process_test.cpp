@@ -1,0 +1,58 @@
+#include "observer.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using namespace ecu::kova::com;
+using namespace std::chrono_literals;
+
+class InProcessBus : public testing::Test {
+protected:
+    InProcessBus() { in_process::reset(); }
+
+    std::shared_ptr<ITransportClient> client = create_client({}, TransportType::IN_PROCESS);
+    std::shared_ptr<RecordingObserver> observer = std::make_shared<RecordingObserver>();
+};
+
+TEST_F(InProcessBus, DeliversToMatchingFiltersAndRetainedStateToLateSubscribers)
+{
+    EXPECT_TRUE(client->publish("system/modem/status", text_message("now", true)));
+    EXPECT_TRUE(client->subscribe("system/+/status", observer));
+    EXPECT_TRUE(client->subscribe("rt/#", observer));
+    EXPECT_FALSE(client->subscribe("rt/#/creg", observer));
+    EXPECT_FALSE(client->publish("rt/#", text_message("no topic")));
+    in_process::publish("rt/system/blackout_mode", text_message("on"));
+    in_process::publish("be/status", text_message("unasked for"));
+    ASSERT_TRUE(in_process::settle(5s));
+    const auto seen = observer->wait_for(2, 0s);
+    ASSERT_EQ(seen.size(), 2U);
+    EXPECT_TRUE(seen[0].retained && seen[0].text == "now");
+    EXPECT_TRUE(!seen[1].retained && seen[1].topic == "rt/system/blackout_mode");
+    std::weak_ptr<RecordingObserver> gone = observer;
+    observer.reset();
+    EXPECT_TRUE(gone.expired()) << "a subscription must not keep its observer alive";
+    in_process::publish("rt/system/blackout_mode", text_message("off"));
+}
+
+TEST_F(InProcessBus, AnOutageIsWhatABrokerOutageIs)
+{
+    in_process::set_outage(true);
+    EXPECT_FALSE(client->is_connected());
+    EXPECT_FALSE(client->publish("rt/a", text_message("dropped")));
+    EXPECT_TRUE(client->publish("system/a", text_message("overtaken", true)));
+    EXPECT_TRUE(client->publish("system/a", text_message("newest", true)));
+    EXPECT_FALSE(client->flush(1ms));
+    in_process::set_outage(false);
+    EXPECT_TRUE(client->flush(1ms));
+    EXPECT_EQ(in_process::count("rt/a"), 0U);
+    EXPECT_EQ(in_process::history("system/a").size(), 1U);
+    EXPECT_EQ(in_process::retained("system/a")->payload(), text_message("newest").payload());
+    client->publish("system/a", text_message("", true));
+    EXPECT_FALSE(in_process::retained("system/a")) << "an empty message clears the topic";
+}
+
+} // namespace

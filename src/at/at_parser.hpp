@@ -1,0 +1,53 @@
+#pragma once
+
+#include "at/at_command.hpp"
+#include "at/at_command_response.hpp"
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+/// Turns the module's byte stream into responses: lines that belong to the active command, the final line
+/// that ends it, and unsolicited result codes (ITU-T V.250, 5.7). Logs on "celld.atparser".
+///
+/// `feed_input`, `extract_responses` and `take_responses` belong to one thread, the receiver's; the others
+/// may be called from any. Whatever is fed, no more than `LIMIT` bytes are kept of an unfinished line, of a
+/// command's lines, and of the responses that nobody has taken: what is beyond is dropped with a WARNING.
+class AtParser {
+public:
+    /// Bytes; the longest real answers (a list of operators) have some hundreds.
+    static constexpr std::size_t LIMIT = std::size_t{64} * 1024;
+
+    /// Appends, and extracts as soon as there is a complete line.
+    void feed_input(const std::string& data);
+    void extract_responses();
+    /// The finished responses, oldest first; leaves none.
+    std::vector<AtCommandResponse> take_responses();
+
+    /// From now on lines belong to this command, as far as its prefix says so.
+    void active_command(const AtCommand& command);
+    /// Lines are unsolicited again. The command's lines so far stay, in front of the next command's answer.
+    void timeout_active_command();
+
+private:
+    bool resynchronise();
+    void cut_endless_line();
+    void classify(const std::string& line);
+    void finish(const std::string& final_line);
+    void append_text(const std::string& line);
+    void append_unsolicited(const std::string& line);
+
+    // The receiver's thread only.
+    std::string input_;
+    std::vector<AtCommandResponse> responses_;
+    std::size_t queued_bytes_ = 0; // what the unsolicited ones of responses_ hold
+    bool queue_full_ = false;      // said once a time the queue is full
+    bool skipping_ = false;        // inside a line that was cut
+
+    std::mutex mutex_; // guards what follows
+    int state_ = 0;    // 1 while a command is active
+    std::string active_prefix_;
+    std::string response_text_;
+    bool text_full_ = false; // said once a command
+};

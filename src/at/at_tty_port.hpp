@@ -1,0 +1,130 @@
+#pragma once
+
+#include "at/at_command.hpp"
+#include "at/at_parser.hpp"
+#include "at/i_port_observer.hpp"
+#include "at/result.hpp"
+#include "at/unique_fd.hpp"
+#include "timer/clock.hpp"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// The module's AT port: finds its TTY among candidates, opens it exclusively in raw mode at 115200 8N1, and
+/// executes commands on it, one at a time, through a thread of its own that alone reads and writes.
+///
+/// `execute` may be called from any thread but the port's own; `start`, `stop` and `wait_until_available`
+/// from one thread at a time. Nothing throws. Logs on "celld.atport", the bytes received on
+/// "celld.atport.raw".
+class AtTtyPort {
+public:
+    /// `candidates`: device paths, tried in this order, below CELLD_ROOT.
+    explicit AtTtyPort(std::vector<std::string> candidates, Clock& clock = SystemClock::instance());
+    AtTtyPort(const AtTtyPort&) = delete;
+    AtTtyPort& operator=(const AtTtyPort&) = delete;
+
+    /// Blocks until a candidate exists (true) or the wait is stopped (false): each is probed once a second
+    /// for 20 s, in turn, without end. False at once without candidates.
+    virtual bool wait_until_available();
+    /// Ends a wait that has begun; one that comes before is lost, since a wait starts by forgetting it. Any
+    /// thread.
+    virtual void stop_wait_until_available();
+    /// Whether the device is there: its node while the port is closed, its descriptor while open.
+    virtual bool is_available() const;
+
+    /// More than 10 consecutive failed writes.
+    virtual bool is_write_error() const;
+    /// More than 10 consecutive commands without an answer.
+    virtual bool is_timeout() const;
+
+    /// Opens the device, starts the thread and probes with "AT" up to 30 times, a second apart.
+    /// A port whose loop has ended by itself is stopped first, or the start ends the process.
+    /// Success: true when started, false when it was running already. Failure: what went wrong.
+    virtual PortResult start();
+    /// Interrupts the command in flight (it returns code 14) and joins the thread.
+    virtual PortResult stop();
+    /// Before `start`; null is ignored. Observers live as long as the port runs.
+    virtual void add_observer(IPortObserver* observer);
+
+    /// Runs one command and waits for its final answer, `command.timeout` at most. Waits up to 30 s for
+    /// another thread's command to end first (code 1 after that).
+    virtual Result execute(const AtCommand& command);
+    /// As above, then scans the answer behind the command's prefix with vsscanf(3); one conversion is enough,
+    /// so values start with a defined default. Code 13 when nothing was converted.
+    __attribute__((format(scanf, 3, 4))) virtual Result execute(const AtCommand& command, const char* format,
+                                                                ...);
+    /// As above: `out` is the first word of the answer, at most 1024 characters.
+    virtual Result execute(const AtCommand& command, std::string& out);
+
+    virtual ~AtTtyPort();
+
+    /// Whether the send/receive thread is up. A loop that ended by itself (hang-up, poll error) leaves this
+    /// false even when the node has come back.
+    virtual bool is_running() const;
+
+private:
+    struct Exchange;
+    class Turn;
+
+    // at_tty_port_line.cpp: the descriptor and its settings
+    PortResult open();
+    bool close();
+
+    // at_tty_port_start.cpp: the thread's life
+    bool launch();
+    bool probe();
+    void interrupt_command();
+    void wake();
+
+    // at_tty_port_loop.cpp: the port thread
+    void send_receive_loop();
+    bool is_rw_avail(short event, std::chrono::milliseconds timeout);
+    void drain_wake();
+    void receive();
+    void hand_out(AtCommandResponse&& response);
+    void notify_observers(const AtCommandResponse& response);
+    void send();
+    void write(Exchange& exchange);
+    void complete(AtCommandResponse&& response);
+    void release_command();
+
+    // at_tty_port_execute.cpp: the callers' side
+    std::shared_ptr<Exchange> publish(const AtCommand& command);
+    Result await(const std::shared_ptr<Exchange>& exchange);
+    Result timed_out(const AtCommand& command);
+
+    Clock& clock_;
+    const std::vector<std::string> candidates_;
+
+    std::mutex start_mutex_;  // held by start() from beginning to end; nothing else takes it
+    std::mutex thread_mutex_; // guards thread_; held while it is joined; the port thread never takes it
+    std::thread thread_;
+
+    mutable std::mutex port_mutex_; // guards the next three; never held while waiting
+    std::string device_;
+    UniqueFd fd_; // while the port thread runs only it replaces this, so it alone reads without the mutex
+    std::vector<IPortObserver*> observers_;
+
+    UniqueFd wake_; // eventfd: a command was published, or the thread shall end
+    std::atomic<bool> waiting_{false};
+    std::atomic<bool> running_{false}; // false before the port thread looks for a command for the last time
+    std::atomic<bool> report_timeouts_{true};
+    std::atomic<int> write_errors_{0}; // consecutive
+    std::atomic<int> timeouts_{0};     // consecutive
+
+    // Guards the next two and every exchange. The port thread ends by looking for a command under it, and a
+    // command is only published under it while running_: so none is ever left without an answer.
+    std::mutex exchange_mutex_;
+    std::condition_variable turn_free_;
+    std::condition_variable answered_;
+    bool turn_taken_ = false;
+    std::shared_ptr<Exchange> current_; // the one in flight; emptied when it has its answer or is given up
+
+    AtParser parser_; // port thread only
+};

@@ -1,0 +1,191 @@
+#include "at/at_exchange.hpp"
+#include "at/at_tty_port.hpp"
+#include "utils/strings.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <exception>
+#include <poll.h>
+#include <system_error>
+#include <termios.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using namespace std::chrono_literals;
+using ecu::kova::logging::Level;
+
+const auto& port_log = ecu::kova::logging::module("celld.atport");
+const auto& raw_log = ecu::kova::logging::module("celld.atport.raw");
+
+constexpr auto READ_POLL = 100ms; // the upper bound should a wake-up ever be missed
+constexpr auto WRITE_POLL = 10ms; // under the exchange lock: a time-out is at most this late
+constexpr auto EMPTY_READ_PAUSE = 100ms;
+constexpr std::size_t READ_SIZE = 2048; // bytes
+
+std::string text_of(int error)
+{
+    return std::generic_category().message(error);
+}
+
+} // namespace
+
+void AtTtyPort::send_receive_loop()
+{
+    port_log.debug("Start send & receive thread ... ");
+    while (running_) {
+        if (is_rw_avail(POLLIN, READ_POLL)) {
+            receive();
+        }
+        if (running_) {
+            send();
+        }
+    }
+    release_command();
+    (void)close(); // logged there
+}
+
+// Waits for the line, and for a wake-up as well while it waits for something to read.
+bool AtTtyPort::is_rw_avail(short event, std::chrono::milliseconds timeout)
+{
+    std::array<pollfd, 2> lines{{{fd_.get(), event, 0}, {event == POLLIN ? wake_.get() : -1, POLLIN, 0}}};
+    if (::poll(lines.data(), lines.size(), static_cast<int>(timeout.count())) == -1) {
+        if (errno == EINTR) { // a signal to the process is not the line's fault
+            return false;
+        }
+        port_log.error(utils::errno_text("poll() error for reading/writing, stopping send and receive loop"));
+        running_ = false;
+        return false;
+    }
+    if (lines[1].revents != 0) {
+        drain_wake();
+    }
+    const auto happened = lines[0].revents;
+    if (happened == 0) {
+        return false;
+    }
+    if ((happened & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+        port_log.error("poll() error/nval/hup, stopping send and receive loop");
+        running_ = false;
+        return false;
+    }
+    if ((happened & event) == 0) {
+        port_log.error("poll() returned an unknown event");
+        return false;
+    }
+    port_log.debug("poll() reported event for reading/writing");
+    return true;
+}
+
+void AtTtyPort::drain_wake()
+{
+    std::uint64_t count = 0;
+    (void)!::read(wake_.get(), &count, sizeof count); // non-blocking; an empty one is as good
+}
+
+void AtTtyPort::receive()
+{
+    std::array<char, READ_SIZE> buffer;
+    const auto got = ::read(fd_.get(), buffer.data(), buffer.size());
+    if (got <= 0) {
+        if (got < 0) {
+            port_log.warning("read returned < 0, should not be reachable");
+        }
+        clock_.sleep_for(EMPTY_READ_PAUSE); // the poll before it succeeded: without a rest this would spin
+        return;
+    }
+    const std::string bytes(buffer.data(), static_cast<std::size_t>(got));
+    if (raw_log.wants(Level::DEBUG)) {
+        raw_log.debug("received: ", utils::replace_crlf(bytes));
+    }
+    parser_.feed_input(bytes);
+    for (auto& response : parser_.take_responses()) {
+        hand_out(std::move(response));
+    }
+}
+
+void AtTtyPort::hand_out(AtCommandResponse&& response)
+{
+    switch (response.type) {
+    case AtCommandResponse::Type::Unsolicited:
+        notify_observers(response);
+        return;
+    case AtCommandResponse::Type::Final: {
+        const std::lock_guard held(exchange_mutex_);
+        if (current_ && current_->written) {
+            complete(std::move(response));
+        } // else nobody waits for it any more
+        return;
+    }
+    }
+}
+
+void AtTtyPort::notify_observers(const AtCommandResponse& response)
+{
+    std::unique_lock held(port_mutex_);
+    const auto observers = observers_;
+    held.unlock();
+    for (auto* observer : observers) {
+        try {
+            observer->urc(response);
+        } catch (const std::exception& error) { // an observer's fault does not take the port down
+            port_log.error("URC observer with exception: ", error.what());
+        }
+    }
+}
+
+// The whole step is made under the lock: a command is either written before its time-out or not at all.
+void AtTtyPort::send()
+{
+    const std::lock_guard held(exchange_mutex_);
+    if (!current_ || current_->written) {
+        return;
+    }
+    if (::tcflush(fd_.get(), TCIOFLUSH) == -1) {
+        port_log.error(utils::errno_text("tcflush() error"));
+        return;
+    }
+    if (is_rw_avail(POLLOUT, WRITE_POLL)) {
+        write(*current_);
+    }
+}
+
+// A short write is not retried: the module answers ERROR to the torso, or nothing.
+void AtTtyPort::write(Exchange& exchange)
+{
+    const auto visible = utils::replace_crlf(exchange.line);
+    if (::write(fd_.get(), exchange.line.data(), exchange.line.size()) >= 0) {
+        parser_.active_command(exchange.command);
+        port_log.debug("Port written: '", visible, "'");
+        exchange.written = true;
+        write_errors_ = 0;
+        return;
+    }
+    const auto reason = text_of(errno);
+    const auto harmless = utils::mask_secrets(visible); // goes to records, here and at the caller's
+    ++write_errors_;
+    port_log.error("Unable to write to port: '", harmless, "' (", reason, ")");
+    complete({harmless + " (port-writing-error: '" + reason + "')", "ERROR"});
+}
+
+// Under exchange_mutex_, with a command in flight.
+void AtTtyPort::complete(AtCommandResponse&& response)
+{
+    current_->answer = std::move(response);
+    current_.reset();
+    answered_.notify_all();
+}
+
+void AtTtyPort::release_command()
+{
+    const std::lock_guard held(exchange_mutex_);
+    if (current_) {
+        port_log.error("Seems like modem rebooted and the port was lost. Release promise from command: ",
+                       current_->command.text_for_log());
+        complete({"", "PORT_CLOSED"});
+    }
+}

@@ -1,0 +1,116 @@
+#include "at/at_exchange.hpp"
+#include "at/at_tty_port.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <cstdint>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const auto& port_log = ecu::kova::logging::module("celld.atport");
+
+// A module that has just offered its port may need some seconds more before it answers.
+constexpr int PROBES = 30;
+constexpr auto PROBE_TIMEOUT = 1s;
+constexpr auto PROBE_INTERVAL = 1s;
+
+} // namespace
+
+PortResult AtTtyPort::start()
+{
+    const std::lock_guard whole_start(start_mutex_);
+    if (running_) {
+        port_log.debug("Port already started!");
+        return PortResult::ok(false);
+    }
+    port_log.debug("Start AtTtyPort ...");
+    auto opened = open();
+    if (!opened.is_ok()) {
+        (void)close(); // logged there; a descriptor left behind would answer is_available()
+        return opened;
+    }
+    port_log.debug("Successfully opened AtTtyPort!");
+    if (!launch()) {
+        (void)close();
+        return PortResult::err("Unable to start the port thread");
+    }
+    if (!probe()) {
+        (void)stop();
+        return PortResult::err("Modem does not respond to AT commands.");
+    }
+    return PortResult::ok(true);
+}
+
+bool AtTtyPort::launch()
+{
+    const std::lock_guard held(thread_mutex_);
+    write_errors_ = 0;
+    timeouts_ = 0;
+    running_ = true;
+    try {
+        thread_ =
+            std::thread([this] { send_receive_loop(); }); // ends the process if the last one was not joined
+    } catch (const std::system_error& error) {
+        port_log.error("Unable to start send & receive thread: ", error.what());
+        running_ = false;
+        return false;
+    }
+    return true;
+}
+
+// Ends early when the line is lost or the port stopped meanwhile: nothing can answer then.
+bool AtTtyPort::probe()
+{
+    const AtCommand attention("", PROBE_TIMEOUT);
+    bool answered = false;
+    int tries = 0;
+    report_timeouts_ = false;
+    while (running_ && tries < PROBES) {
+        ++tries;
+        answered = execute(attention).is_ok();
+        if (answered) {
+            break;
+        }
+        clock_.sleep_for(PROBE_INTERVAL);
+    }
+    report_timeouts_ = true;
+    port_log.debug("Is started: ", answered ? "yes" : "", " after ", tries, " tries!");
+    return answered;
+}
+
+PortResult AtTtyPort::stop()
+{
+    const std::lock_guard held(thread_mutex_);
+    if (!running_ && !thread_.joinable()) {
+        return PortResult::ok(false);
+    }
+    interrupt_command();
+    wake();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    return PortResult::ok(true);
+}
+
+// A command that is not yet written is left to the loop, which releases it on its way out.
+void AtTtyPort::interrupt_command()
+{
+    const std::lock_guard held(exchange_mutex_);
+    running_ = false;
+    if (current_ && current_->written) {
+        current_->interrupted = true;
+        current_.reset();
+        answered_.notify_all();
+    }
+}
+
+void AtTtyPort::wake()
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then the thread is awake anyway.
+    (void)!::write(wake_.get(), &one, sizeof one);
+}

@@ -1,0 +1,220 @@
+#include "utils/strings.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace utils {
+namespace {
+
+constexpr std::string_view MASK = "***";
+
+/// A command with a secret: which of its quoted arguments it is.
+struct SecretArgument {
+    std::string_view command;
+    int quoted_index; // counted from 1
+};
+
+constexpr std::array SECRETS{
+    SecretArgument{"+CPIN=", 1}, SecretArgument{"+UAUTHREQ=", 2}, // <cid>,<type>,"<user>","<password>"
+    SecretArgument{"+UCGDFLT=", 4}, // 1,"IP","<apn>",...,<type>,"<user>","<password>"
+};
+
+/// Masks the `index`-th quoted text behind `from`; a quote that is never closed hides the rest.
+void mask_quoted(std::string& text, std::size_t from, int index)
+{
+    std::size_t open = text.find('"', from);
+    for (int i = 1; open != std::string::npos; ++i) {
+        const std::size_t close = text.find('"', open + 1);
+        const std::size_t end = close == std::string::npos ? text.size() : close;
+        if (i == index) {
+            text.replace(open + 1, end - open - 1, MASK);
+            return;
+        }
+        open = close == std::string::npos ? close : text.find('"', close + 1);
+    }
+}
+
+/// "+CPIN=" also takes its PIN without quotes.
+void mask_bare_digits(std::string& text, std::size_t from)
+{
+    std::size_t end = from;
+    while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])) != 0) {
+        ++end;
+    }
+    if (end > from) {
+        text.replace(from, end - from, MASK);
+    }
+}
+
+bool is_space(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+bool is_control(unsigned char c)
+{
+    return c < 0x20 || c == 0x7f;
+}
+
+/// Length of the well-formed UTF-8 sequence at `pos` (Unicode standard, table 3-7), 0 when there is none.
+std::size_t utf8_sequence(std::string_view text, std::size_t pos)
+{
+    const auto byte = [&](std::size_t i) -> unsigned {
+        return pos + i < text.size() ? static_cast<unsigned char>(text[pos + i]) : 0U;
+    };
+    const auto tail = [&](std::size_t i) { return byte(i) >= 0x80 && byte(i) <= 0xbf; };
+    const unsigned lead = byte(0);
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (lead >= 0xc2 && lead <= 0xdf) {
+        return tail(1) ? 2 : 0;
+    }
+    if (lead >= 0xe0 && lead <= 0xef) {
+        const bool overlong = lead == 0xe0 && byte(1) < 0xa0;
+        const bool surrogate = lead == 0xed && byte(1) > 0x9f;
+        return tail(1) && tail(2) && !overlong && !surrogate ? 3 : 0;
+    }
+    if (lead >= 0xf0 && lead <= 0xf4) {
+        const bool overlong = lead == 0xf0 && byte(1) < 0x90;
+        const bool too_large = lead == 0xf4 && byte(1) > 0x8f;
+        return tail(1) && tail(2) && tail(3) && !overlong && !too_large ? 4 : 0;
+    }
+    return 0;
+}
+
+} // namespace
+
+void replace(std::string& text, const std::string& from, const std::string& to)
+{
+    if (from.empty()) {
+        return;
+    }
+    for (std::size_t pos = text.find(from); pos != std::string::npos;
+         pos = text.find(from, pos + to.size())) {
+        text.replace(pos, from.size(), to);
+    }
+}
+
+std::string replace_crlf(const std::string& text)
+{
+    std::string visible = text;
+    replace(visible, "\r", "<CR>");
+    replace(visible, "\n", "<LF>");
+    return visible;
+}
+
+void ltrim(std::string& text)
+{
+    std::size_t first = 0;
+    while (first < text.size() && is_space(text[first])) {
+        ++first;
+    }
+    text.erase(0, first);
+}
+
+void rtrim(std::string& text)
+{
+    while (!text.empty() && is_space(text.back())) {
+        text.pop_back();
+    }
+}
+
+void trim(std::string& text)
+{
+    rtrim(text);
+    ltrim(text);
+}
+
+std::set<std::string> split_as(const std::string& text, char separator)
+{
+    std::set<std::string> pieces;
+    std::size_t begin = 0;
+    while (begin <= text.size()) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        std::string piece = text.substr(begin, end - begin);
+        trim(piece);
+        if (!piece.empty()) {
+            pieces.insert(std::move(piece));
+        }
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+std::map<int, bool> extract_cid_from_cgact(const std::string& response)
+{
+    constexpr std::string_view PREFIX = "+CGACT:"; // %d skips the blank, which some firmware leaves out
+    std::map<int, bool> contexts;
+    for (std::size_t pos = response.find(PREFIX); pos != std::string::npos;
+         pos = response.find(PREFIX, pos + PREFIX.size())) {
+        int cid = 0;
+        int state = 0;
+        // NOLINTNEXTLINE(cert-err34-c): two small integers; what does not fit is a context nobody asks for
+        if (std::sscanf(response.c_str() + pos + PREFIX.size(), "%d,%d", &cid, &state) == 2) {
+            contexts[cid] = state != 0;
+        }
+    }
+    return contexts;
+}
+
+std::string mask_secrets(std::string_view text)
+{
+    std::string masked(text);
+    for (const auto& secret : SECRETS) {
+        std::size_t pos = masked.find(secret.command);
+        while (pos != std::string::npos) {
+            const std::size_t arguments = pos + secret.command.size();
+            if (arguments < masked.size() &&
+                std::isdigit(static_cast<unsigned char>(masked[arguments])) != 0 &&
+                secret.quoted_index == 1) {
+                mask_bare_digits(masked, arguments);
+            } else {
+                mask_quoted(masked, arguments, secret.quoted_index);
+            }
+            pos = masked.find(secret.command, arguments);
+        }
+    }
+    return masked;
+}
+
+std::string errno_text(const std::string& what)
+{
+    const int code = errno;
+    return what + ": " + std::generic_category().message(code) + " (" + std::to_string(code) + ")";
+}
+
+std::string to_valid_utf8(std::string_view text)
+{
+    std::string valid;
+    valid.reserve(text.size());
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t length = utf8_sequence(text, pos);
+        if (length == 0) {
+            valid += "\xef\xbf\xbd"; // U+FFFD REPLACEMENT CHARACTER
+        } else if (length == 1 && is_control(static_cast<unsigned char>(text[pos]))) {
+            valid += ' ';
+        } else {
+            valid += text.substr(pos, length);
+        }
+        pos += length == 0 ? 1 : length;
+    }
+    return valid;
+}
+
+bool breaks_at_argument(std::string_view text)
+{
+    for (const char c : text) {
+        if (c == '"' || is_control(static_cast<unsigned char>(c))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace utils

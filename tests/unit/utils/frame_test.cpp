@@ -1,0 +1,97 @@
+#include "support/log_capture.hpp"
+#include "utils/message_adapter.hpp"
+#include "utils/publish.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <gtest/gtest.h>
+
+namespace com = ecu::kova::com;
+namespace pb = ecu::kova::pb;
+
+namespace {
+
+class Frame : public ::testing::Test {
+protected:
+    static com::Message::Payload framed()
+    {
+        pb::BackendProxyStatus status;
+        status.set_status(pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
+        return com::PbInternalMessageAdapter<pb::BackendProxyStatus>().serialize(status)->payload();
+    }
+    static int code_of(com::Message::Payload payload)
+    {
+        return com::PbInternalMessageAdapter<pb::BackendProxyStatus>()
+            .deserialize(com::Message(payload))
+            .code;
+    }
+};
+
+} // namespace
+
+TEST_F(Frame, IsAHeaderOfEighteenBytesAndTheBody)
+{
+    const auto frame = framed();
+    ASSERT_EQ(frame.size(), 20U);
+    pb::XRTHeader header;
+    ASSERT_TRUE(header.ParseFromArray(frame.data(), 18));
+    EXPECT_EQ(header.length_word(), (2ULL << 32) | (18ULL << 16) | 1ULL);
+    EXPECT_GT(header.time_stamp(), 0);
+    EXPECT_EQ(com::PbInternalMessageAdapter<pb::ModemHardware>().serialize({})->payload().size(), 18U);
+}
+
+TEST_F(Frame, ComesBackAndMayBeLongerThanItSays)
+{
+    auto frame = framed();
+    frame.insert(frame.end(), {0xff, 0xff});
+    com::PbInternalMessageAdapter<pb::BackendProxyStatus> adapter(7);
+    const auto result = adapter.deserialize(com::Message(frame));
+    ASSERT_TRUE(static_cast<bool>(result));
+    EXPECT_EQ(result.value.status(), pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
+    EXPECT_EQ(adapter.protocol_type(), 1);
+}
+
+TEST_F(Frame, EveryFaultHasItsCode)
+{
+    LogCapture log;
+    EXPECT_EQ(code_of({}), 1);
+    EXPECT_TRUE(log.records().empty());
+    EXPECT_EQ(code_of(com::Message::Payload(17)), 1);
+    EXPECT_EQ(code_of(com::Message::Payload(18, 0xff)), 2);
+    // The length word is little-endian behind the first tag byte.
+    auto frame = framed();
+    frame[1] = 0;
+    EXPECT_EQ(code_of(frame), 3);
+    frame = framed();
+    frame[3] = 17;
+    EXPECT_EQ(code_of(frame), 4);
+    frame = framed();
+    frame[5] = 3; // one byte beyond the payload
+    EXPECT_EQ(code_of(frame), 5);
+    frame = framed();
+    frame[8] = 0xff;
+    EXPECT_EQ(code_of(frame), 5);
+    frame = framed();
+    frame[19] |= 0x80; // a number that does not end
+    EXPECT_EQ(code_of(frame), 5);
+    EXPECT_TRUE(log.contains(LogCapture::Level::EMERG, "Unable to deserialize protobuf"));
+    frame = framed();
+    frame.resize(18);
+    frame[5] = 0;
+    EXPECT_EQ(code_of(frame), 0); // an empty body
+}
+
+TEST_F(Frame, SignalsAreNamedByTheirTopicAndEmptyTextsAreNotSent)
+{
+    com::in_process::reset();
+    auto client = com::create_client({}, com::TransportType::IN_PROCESS);
+    utils::publish_rt_data_string(client, "rt/system/sim_iccid", "iccid", "");
+    EXPECT_TRUE(utils::publish_rt_data_raw(client, "rt/system/modem_rssi", {0x13}));
+    EXPECT_FALSE(utils::publish_rt_data_raw(nullptr, "rt/system/modem_rssi", {0x13}));
+    com::in_process::settle(std::chrono::seconds(5));
+    EXPECT_FALSE(com::in_process::last("rt/system/sim_iccid"));
+    pb::SignalGroup group;
+    const auto payload = com::in_process::last("rt/system/modem_rssi")->payload();
+    ASSERT_TRUE(group.ParseFromArray(payload.data(), static_cast<int>(payload.size())));
+    EXPECT_EQ(group.signal(0).name(), "modem_rssi");
+    EXPECT_EQ(group.signal(0).data(), "\x13");
+}

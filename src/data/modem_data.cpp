@@ -1,0 +1,143 @@
+#include "data/modem_data.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+using registration::Domain;
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.pbstate");
+
+std::size_t index_of(Domain domain)
+{
+    return static_cast<std::size_t>(domain);
+}
+
+} // namespace
+
+bool ModemData::NwRegStatus::is_registered() const
+{
+    return registration::is_registered(c_reg);
+}
+
+int ModemData::NwRegStatus::deciding_status() const
+{
+    for (const int status : {c_reg, cg_reg, ce_reg}) {
+        if (registration::is_registered(status)) {
+            return status;
+        }
+    }
+    return c_reg;
+}
+
+bool ModemData::NwRegStatus::packet_domain_usable() const
+{
+    return registration::is_registered(cg_reg) || registration::is_registered(ce_reg);
+}
+
+ModemData::Sim& ModemData::SimCards::of(defs::SimType type)
+{
+    return type == defs::SimType::EXTERNAL ? external : internal;
+}
+
+const ModemData::Sim& ModemData::SimCards::of(defs::SimType type) const
+{
+    return type == defs::SimType::EXTERNAL ? external : internal;
+}
+
+defs::SignalQuality ModemData::Antenna::signal_quality() const
+{
+    const std::lock_guard lock(mutex_);
+    return signal_quality_;
+}
+
+void ModemData::Antenna::signal_quality(const defs::SignalQuality& quality)
+{
+    const std::lock_guard lock(mutex_);
+    signal_quality_ = quality;
+}
+
+void ModemData::apply(Domain domain, const registration::Update& update)
+{
+    DomainRecord& record = domains_[index_of(domain)];
+    record.status = update.status;
+    if (update.location) {
+        record.location = update.location;
+        record.routing_area.reset(); // belongs to the cell that was left
+    }
+    if (update.access_technology) {
+        record.access_technology = update.access_technology;
+    }
+    if (update.routing_area) {
+        record.routing_area = update.routing_area;
+    }
+    nw_reg.c_reg = domains_[index_of(Domain::CS)].status;
+    nw_reg.cg_reg = domains_[index_of(Domain::PS)].status;
+    nw_reg.ce_reg = domains_[index_of(Domain::EPS)].status;
+    settle(domain);
+}
+
+/// The registered domain that can tell, EPS before GPRS before circuit-switched; the latest news when none
+/// can.
+template <class Has>
+const ModemData::DomainRecord& ModemData::best_record(Domain latest, Has has) const
+{
+    for (const Domain domain : {Domain::EPS, Domain::PS, Domain::CS}) {
+        const DomainRecord& record = domains_[index_of(domain)];
+        if (registration::is_registered(record.status) && has(record)) {
+            return record;
+        }
+    }
+    return domains_[index_of(latest)];
+}
+
+void ModemData::settle(Domain latest)
+{
+    const auto& by_rat =
+        best_record(latest, [](const auto& record) { return record.access_technology.has_value(); });
+    if (by_rat.access_technology) {
+        nw_reg.rat = *by_rat.access_technology;
+    }
+    const auto& by_place =
+        best_record(latest, [](const auto& record) { return record.location.has_value(); });
+    if (by_place.location) {
+        location.area_c = by_place.location->area;
+        location.cell_id = by_place.location->cell;
+    }
+    const auto& by_routing =
+        best_record(latest, [](const auto& record) { return record.routing_area.has_value(); });
+    if (by_routing.routing_area) {
+        location.r_ac = *by_routing.routing_area;
+    } else if (by_place.location && by_place.location->area == 0) {
+        location.r_ac = 0;
+    }
+}
+
+void ModemData::reset()
+{
+    nw_reg = NwRegStatus{};
+    operator_data = OperatorData{};
+    location = LocationData{};
+    domains_ = {};
+}
+
+void ModemData::pb_state(pb::ModemStatus_ModemState state)
+{
+    if (state == pb_state_) {
+        return;
+    }
+    LOG.notice("change pb_state from '", pb::ModemStatus_ModemState_Name(pb_state_), "' to '",
+               pb::ModemStatus_ModemState_Name(state), "'");
+    pb_state_ = state;
+}
+
+void ModemData::pb_reset_reason(pb::ModemStatus_ModemResetReason reason)
+{
+    if (reason == pb_reset_reason_) {
+        return;
+    }
+    LOG.notice("Set reset reason from '", pb::ModemStatus_ModemResetReason_Name(pb_reset_reason_), "' to '",
+               pb::ModemStatus_ModemResetReason_Name(reason), "'");
+    pb_reset_reason_ = reason;
+}

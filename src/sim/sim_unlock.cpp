@@ -1,0 +1,228 @@
+#include "sim/sim_handler.hpp"
+#include "utils/publish.hpp"
+#include "utils/strings.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <cctype>
+#include <cstdio>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.sim");
+
+constexpr const char* PIN_LOCKED_TOPIC = "rt/system/status_ext_sim_card_pin_locked";
+
+constexpr int LAST_PIN_ATTEMPT = 1; // left to a person: the configured PIN may be wrong
+constexpr int IDENTITY_TRIES = 3;   // a card is busy for a moment after its PIN
+constexpr auto IDENTITY_PAUSE = 1s;
+constexpr std::size_t MAX_IDENTITY = 22; // ICCID: 20 digits and room; IMSI: 15 (ITU-T E.118, E.212)
+
+/// The digits of "+CCID: 8949...", "\"8949...\"" or a bare number; the pad nibble F of an ICCID may end it.
+std::string identity_of(const AtCommandResponse& response, const std::string& prefix)
+{
+    std::string digits;
+    for (const char c : response.payload(prefix)) {
+        const bool part = std::isxdigit(static_cast<unsigned char>(c)) != 0;
+        if (part && digits.size() < MAX_IDENTITY) {
+            digits += c;
+        } else if (!digits.empty()) {
+            break;
+        }
+    }
+    return digits;
+}
+
+bool contains(const AtError& error, const char* text)
+{
+    return error.final_response.find(text) != std::string::npos ||
+           error.message.find(text) != std::string::npos;
+}
+
+} // namespace
+
+bool SimHandler::unlock_pin()
+{
+    if (current_type_ == defs::SimType::NONE) {
+        return false;
+    }
+    if (sim_ready_) {
+        return true;
+    }
+    LOG.debug("Try unlocking PIN for SIM ", defs::to_str(current_type_));
+    const bool locked = query_and_unlock();
+    publish_lock(locked);
+    return sim_ready_;
+}
+
+/// @return whether the SIM was found PIN-locked.
+bool SimHandler::query_and_unlock()
+{
+    static const AtCommand QUERY("+CPIN?");
+    const auto answer = port_->execute(QUERY);
+    if (!answer.is_ok()) {
+        handle_cpin_failure(answer.unwrapErr());
+        return false;
+    }
+    const std::string text = answer.unwrap().payload("+CPIN");
+    switch (pin_state(text)) {
+    case PinState::READY:
+        LOG.info("Pin is ready, set sim ready.");
+        set_ready();
+        return false;
+    case PinState::PIN:
+        return handle_pin_request();
+    case PinState::PUK:
+        set_locked();
+        return true;
+    case PinState::OTHER:
+        break;
+    }
+    ++error_counter_;
+    LOG.notice("SIM is in state '", text, "', which no PIN of ours opens. Error counter: ", error_counter_);
+    return false;
+}
+
+SimHandler::PinState SimHandler::pin_state(const std::string& answer)
+{
+    const auto has = [&answer](const char* text) { return answer.find(text) != std::string::npos; };
+    if (has("READY")) {
+        return PinState::READY;
+    }
+    if (has("SIM PIN2") || has("PH-SIM PIN")) {
+        return PinState::OTHER; // other codes than the card's PIN (3GPP TS 27.007, 8.3)
+    }
+    if (has("SIM PIN")) {
+        return PinState::PIN;
+    }
+    return has("SIM PUK") && !has("SIM PUK2") ? PinState::PUK : PinState::OTHER;
+}
+
+void SimHandler::handle_cpin_failure(const AtError& error)
+{
+    LOG.notice("Unable to execute: '+CPIN?' (pin enter status) ", to_log_text(error));
+    sim_ready_ = false;
+    if (error.code == AtErrorCode::Timeout) {
+        LOG.notice("+CPIN? timeout. AtPort seem to have disappeared");
+        return;
+    }
+    ++error_counter_;
+    if (contains(error, "SIM not inserted")) {
+        LOG.notice("Pin returned: No SIM. Error counter: ", error_counter_);
+        auto& record = data_->sim.of(current_type_);
+        record.iccid.clear(); // the card they belonged to is gone
+        record.imsi.clear();
+        forced_internal_ = false;
+        set_current(defs::SimType::NONE);
+    } else {
+        LOG.notice("Pin returned: Error/SIM busy. Error counter: ", error_counter_);
+    }
+}
+
+/// The card asks for its PIN. @return whether it counts as locked.
+bool SimHandler::handle_pin_request()
+{
+    LOG.info("Pin not ready, try unlocking.");
+    bool locked = false;
+    if (may_enter_pin(locked)) {
+        enter_pin();
+    }
+    return locked;
+}
+
+bool SimHandler::may_enter_pin(bool& locked)
+{
+    const auto answer = port_->execute(AtCommand("+UPINCNT"));
+    if (!answer.is_ok()) {
+        LOG.error("Unable to retrieve PIN count: ", to_log_text(answer.unwrapErr()));
+        ++error_counter_;
+        return false;
+    }
+    // +UPINCNT: <PIN>,<PIN2>,<PUK>,<PUK2>, attempts left
+    int pin = -1;
+    int pin2 = -1;
+    int puk = -1;
+    int puk2 = -1;
+    // NOLINTNEXTLINE(cert-err34-c): a number that does not fit leaves the count unknown or absurd; both enter
+    // no PIN
+    if (std::sscanf(answer.unwrap().payload("+UPINCNT").c_str(), "%d,%d,%d,%d", &pin, &pin2, &puk, &puk2) <
+            1 ||
+        pin < 0) {
+        LOG.error("unable to extract pin count from +UPINCNT result");
+        ++error_counter_;
+        return false;
+    }
+    LOG.info("PINCNT: pin: ", pin, " pin2: ", pin2, " puk: ", puk, " puk2: ", puk2);
+    if (pin <= LAST_PIN_ATTEMPT) {
+        set_locked();
+        locked = true;
+        return false;
+    }
+    if (data_->external_sim.pin.empty()) {
+        LOG.error("SIM asks for a PIN, but none is configured (sim.external.pin)");
+        ++error_counter_;
+        return false;
+    }
+    return true;
+}
+
+void SimHandler::enter_pin()
+{
+    const auto answer = port_->execute(AtCommand("+CPIN=\"" + data_->external_sim.pin + "\""));
+    if (!answer.is_ok()) {
+        const AtError& error = answer.unwrapErr();
+        ++error_counter_;
+        LOG.error("Error entering pin (", static_cast<int>(error.code), "): '", to_log_text(error), "'");
+        return;
+    }
+    LOG.notice(defs::to_str(current_type_), " SIM PIN entering succeeded!");
+    set_ready();
+}
+
+void SimHandler::set_locked()
+{
+    if (!lock_logged_) {
+        LOG.warning(defs::to_str(current_type_), " SIM card was lock with wrong PIN");
+        lock_logged_ = true;
+    }
+    data_->pb_state(ecu::kova::pb::ModemStatus_ModemState_LOCKED);
+}
+
+void SimHandler::set_ready()
+{
+    // Only the external SIM's errors are forgiven here; those of the soldered one point at the board.
+    if (current_type_ == defs::SimType::EXTERNAL) {
+        error_counter_ = 0;
+    }
+    sim_ready_ = true;
+    lock_logged_ = false;
+    read_identity();
+}
+
+void SimHandler::read_identity()
+{
+    auto& record = data_->sim.of(current_type_);
+    record.iccid.clear();
+    record.imsi.clear();
+    for (int attempt = 1; attempt <= IDENTITY_TRIES; ++attempt) {
+        const auto ccid = port_->execute(AtCommand("+CCID"));
+        const auto cimi = port_->execute(AtCommand("+CIMI"));
+        record.iccid = ccid.is_ok() ? identity_of(ccid.unwrap(), "+CCID") : "";
+        record.imsi = cimi.is_ok() ? identity_of(cimi.unwrap(), "+CIMI") : "";
+        if (!record.iccid.empty() && !record.imsi.empty()) {
+            break;
+        }
+        if (attempt < IDENTITY_TRIES) {
+            clock_.sleep_for(IDENTITY_PAUSE);
+        }
+    }
+    LOG.notice(" Active SIM '", defs::to_str(current_type_), "' IMSI '", record.imsi, "' ICCID '",
+               record.iccid, "'");
+}
+
+void SimHandler::publish_lock(bool locked)
+{
+    utils::publish_rt_data_raw(bus_, PIN_LOCKED_TOPIC, {static_cast<unsigned char>(locked ? 1 : 0)});
+}

@@ -1,0 +1,177 @@
+#include "status/antenna_handler.hpp"
+
+#include "utils/publish.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <limits>
+
+namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.antenna");
+
+constexpr int NOT_READ = std::numeric_limits<int>::min();
+
+constexpr const char* RSSI_TOPIC = "rt/system/modem_rssi";
+constexpr const char* OPEN_CIRCUIT_TOPIC = "rt/system/status_cellular_antenna_open_circuit";
+constexpr const char* SHORT_TO_GROUND_TOPIC = "rt/system/status_cellular_antenna_short_to_ground";
+
+const char* truth(bool value)
+{
+    return value ? "true" : "false";
+}
+
+unsigned char byte_of(bool value)
+{
+    return value ? 1 : 0;
+}
+
+} // namespace
+
+AntennaHandler::AntennaHandler(std::shared_ptr<AtTtyPort> port, ModemData* data,
+                               std::shared_ptr<ecu::kova::com::ITransportClient> client,
+                               const Settings& settings, const AntennaLimits& limits, Clock& clock)
+    : port_(std::move(port)), data_(data), client_(std::move(client)), settings_(settings), limits_(limits),
+      clock_(clock)
+{
+}
+
+AntennaHandler::~AntennaHandler()
+{
+    stop();
+}
+
+void AntennaHandler::start()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (running_) {
+            LOG.info("AntennaHandler is already running.");
+            return;
+        }
+        running_ = true;
+    }
+    thread_ = std::thread([this] { run(); });
+    LOG.info("AntennaHandler has been started.");
+}
+
+void AntennaHandler::stop()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (!running_ && !thread_.joinable()) {
+            return;
+        }
+        running_ = false;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    LOG.info("AntennaHandler has been stopped.");
+}
+
+void AntennaHandler::run()
+{
+    std::unique_lock lock(mutex_);
+    while (running_) {
+        const auto deadline = clock_.now() + std::chrono::seconds(settings_.frequency_s);
+        while (running_ && clock_.wait_until(wake_, lock, deadline)) {
+        }
+        if (!running_) {
+            return;
+        }
+        lock.unlock();
+        count_period();
+        update();
+        lock.lock();
+    }
+}
+
+void AntennaHandler::count_period()
+{
+    if (++periods_ >= settings_.force_check_interval) {
+        periods_ = 0;
+        check_requested_ = true;
+    }
+}
+
+bool AntennaHandler::update_rssi()
+{
+    int rssi = 0;
+    int error_rate = 0;
+    const auto answer = port_->execute(AtCommand("+CSQ"), "%d,%d", &rssi, &error_rate);
+    if (!answer.is_ok()) {
+        LOG.error("Error occurred querying rssi (+CSQ): '", to_log_text(answer.unwrapErr()), "'");
+        return false;
+    }
+    data_->antenna.rssi(rssi);
+    const auto quality = data_->antenna.signal_quality();
+    LOG.info("updated rssi: ", rssi, " signal_quality: ", defs::to_str(quality), " (",
+             static_cast<int>(quality), ")");
+    return true;
+}
+
+void AntennaHandler::update()
+{
+    LOG.debug("update...");
+    update_rssi();
+    publish_rssi_on_change();
+    if (!check_due()) {
+        return;
+    }
+    if (const auto impedance = measure_impedance()) {
+        diagnose(*impedance);
+    }
+}
+
+void AntennaHandler::publish_rssi_on_change()
+{
+    const int rssi = data_->antenna.rssi();
+    if (rssi == last_rssi_) {
+        return;
+    }
+    last_rssi_ = rssi;
+    utils::publish_rt_data_raw(client_, RSSI_TOPIC, {static_cast<unsigned char>(rssi)});
+}
+
+bool AntennaHandler::check_due() const
+{
+    return data_->antenna.rssi() <= settings_.rssi_threshold || check_requested_ || first_report_;
+}
+
+std::optional<int> AntennaHandler::measure_impedance()
+{
+    // +UANTR: <ant_id>,<impedance>
+    int antenna = -1;
+    int impedance = NOT_READ;
+    const auto answer = port_->execute(AtCommand("+UANTR=0"), "%d,%d", &antenna, &impedance);
+    if (!answer.is_ok() || impedance == NOT_READ) {
+        LOG.error("Unable to execute antenna dectection +UANTR=0, response: '",
+                  answer.is_ok() ? answer.unwrap().value : to_log_text(answer.unwrapErr()), "'");
+        return std::nullopt;
+    }
+    LOG.debug("Impedance from celld: ", impedance);
+    return impedance;
+}
+
+void AntennaHandler::diagnose(int impedance)
+{
+    const bool short_to_ground = impedance == 0 || impedance < limits_.min;
+    const bool open_circuit = !short_to_ground && impedance > limits_.max;
+    LOG.info("Antenna open circuit: ", truth(open_circuit), " short to ground: ", truth(short_to_ground));
+    check_requested_ = open_circuit || short_to_ground; // a fault is measured again until it clears
+    if (open_circuit != open_circuit_ || short_to_ground != short_to_ground_ || first_report_) {
+        report(open_circuit, short_to_ground);
+    }
+}
+
+void AntennaHandler::report(bool open_circuit, bool short_to_ground)
+{
+    LOG.notice("Send antenna status...");
+    utils::publish_rt_data_raw(client_, OPEN_CIRCUIT_TOPIC, {byte_of(open_circuit)});
+    utils::publish_rt_data_raw(client_, SHORT_TO_GROUND_TOPIC, {byte_of(short_to_ground)});
+    open_circuit_ = open_circuit;
+    short_to_ground_ = short_to_ground;
+    first_report_ = false;
+}

@@ -1,0 +1,52 @@
+#include "status/network_time.hpp"
+
+#include <cstdio>
+#include <ctime>
+
+namespace {
+
+constexpr int TWO_DIGIT_PIVOT = 70; // 70 to 99 are 19xx
+constexpr int CENTURY = 100;
+constexpr int TM_BASE_YEAR = 1900;
+constexpr int FIRST_CREDIBLE_YEAR = 2015;
+constexpr int QUARTERS_PER_HOUR = 4;
+constexpr std::int64_t US_PER_S = 1'000'000;
+
+bool in_range(const std::tm& time, int quarters)
+{
+    return time.tm_year >= 0 && time.tm_mon >= 0 && time.tm_mon <= 11 && time.tm_mday >= 1 &&
+           time.tm_mday <= 31 && time.tm_hour >= 0 && time.tm_hour <= 23 && time.tm_min >= 0 &&
+           time.tm_min <= 59 && time.tm_sec >= 0 && time.tm_sec <= 60 && quarters >= 0 && quarters <= 96;
+}
+
+} // namespace
+
+std::optional<std::int64_t> parse_network_time_us(const std::string& value)
+{
+    const std::size_t begin = value.find_first_not_of("\" ");
+    if (begin == std::string::npos) {
+        return std::nullopt;
+    }
+    std::tm time{};
+    char sign = '+';
+    int quarters = 0;
+    // NOLINTNEXTLINE(cert-err34-c): what does not fit is out of range below
+    if (std::sscanf(value.c_str() + begin, "%d/%d/%d,%d:%d:%d%c%d", &time.tm_year, &time.tm_mon,
+                    &time.tm_mday, &time.tm_hour, &time.tm_min, &time.tm_sec, &sign, &quarters) != 8) {
+        return std::nullopt;
+    }
+    time.tm_mon -= 1;
+    if (!in_range(time, quarters) || time.tm_year >= CENTURY) {
+        return std::nullopt;
+    }
+    if (time.tm_year < TWO_DIGIT_PIVOT) {
+        time.tm_year += CENTURY;
+    }
+    if (time.tm_year + TM_BASE_YEAR < FIRST_CREDIBLE_YEAR) {
+        return std::nullopt;
+    }
+    const int hours = quarters / QUARTERS_PER_HOUR;
+    time.tm_hour += sign == '+' ? -hours : hours;
+    const std::time_t seconds = std::mktime(&time);
+    return seconds == static_cast<std::time_t>(-1) ? std::nullopt : std::optional(seconds * US_PER_S);
+}

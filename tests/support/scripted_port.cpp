@@ -1,0 +1,179 @@
+#include "support/scripted_port.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+using Defaults = std::map<std::string, std::string>;
+
+/// A module of a second boot, registered at home on its family's best network.
+const Defaults COMMON{
+    {"", ""},
+    {"E0", ""},
+    {"+GMI", "u-blox"},
+    {"+CGSN", "490154203237518"},
+    {"+UUSBCONF?", R"(+UUSBCONF: 2,"ECM",,"0x1143")"},
+    {"+UUSBCONF=2", ""},
+    {"+UDCONF=50", "+UDCONF: 50,1"},
+    {"+UDCONF=50,1", ""},
+    {"+CMEE=2", ""},
+    {"+CREG=2", ""},
+    {"+CGREG=2", ""},
+    {"+CGEREP=2,1", ""},
+    {"+UREG=1", ""},
+    {"+CMER=1,0,0,2,1", ""},
+    {"+UCIND=2374", ""},
+    {"+COPS=0", ""},
+    {"+COPS=2", ""},
+    {"+COPS?", R"(+COPS: 0,0,"Home, sweet",2)"},
+    {"+CFUN=1", ""},
+    {"+CFUN=4", ""},
+    {"+CPIN?", "+CPIN: READY"},
+    {"+CCID", "+CCID: 8949010010000000017"},
+    {"+CIMI", "001010000000001"},
+    {"+CPLS=1", ""},
+    {"+CPWROFF", ""},
+    {"+CGACT=0,1", ""},
+    {"+UDOPN=2", R"(+UDOPN: 2,"Home, sweet")"},
+    {"+UDOPN=7", R"(+UDOPN: 7,"SIM home")"},
+    {"+UDOPN=0", R"(+UDOPN: 0,"26201")"},
+    {"+CCLK?", R"(+CCLK: "24/05/01,12:00:00+08")"},
+    {"+CSQ", "+CSQ: 20,99"},
+    {"+UANTR=0", "+UANTR: 0,50"},
+};
+
+const Defaults SARA{
+    {"+GMM", "SARA-U201"},
+    {"+UGPIOC?", "+UGPIOC:16,25523,024,142,1"},
+    {"+UGPIOC=42,1", ""},
+    {"+URAT?", "+URAT: 1,2"},
+    {"+URAT=1,2", ""},
+    {"+UNFM=1,1", ""},
+    {"+UNFM?", "+UNFM: 1,1,0,0,0,0"},
+    {"+UGPIOC=23,0,0", ""},
+    {"+UGPIOC=23,0,1", ""},
+    {"+UGPIOC=24,0,1", ""},
+    {"+UGPIOR=42", "+UGPIOR: 42,1"},
+    {R"(+CGDCONT=1,"IP","internet")", ""},
+    {R"(+UAUTHREQ=1,0,"","")", ""},
+    {"+UCEDATA=1,0", ""},
+    {"+CGACT?", "+CGACT: 1,1"},
+    {"+CREG?", R"(+CREG: 2,1,"1A2B","01C3D4E5",2)"},
+    {"+CGREG?", R"(+CGREG: 2,1,"1A2B","01C3D4E5",2,1)"},
+    {"+UREG?", "+UREG: 1,3"},
+};
+
+const Defaults TOBY{
+    {"+GMM", "TOBY-L200"},
+    {"+UBMCONF?", "+UBMCONF: 1"},
+    {"+UBMCONF=1", ""},
+    {"+UGPIOC?", "+UGPIOC:22,060,1"},
+    {"+UGPIOC=60,1", ""},
+    {"+URAT?", "+URAT: 4,3,2"},
+    {"+UIPCONF?", R"(+UIPCONF: "192.168.234.1","255.255.255.0","192.168.234.100","192.168.234.100")"},
+    {"+CEREG=3", ""},
+    {"+UGPIOC=22,0,0", ""},
+    {"+UGPIOC=22,0,1", ""},
+    {"+CFUN=15", ""},
+    {R"(+CGDCONT=1,"IP","internet")", ""},
+    {R"(+UCGDFLT=1,"IP","internet",0,0,0,0,0,0,0,0,0,1,0,0,1,0,0,0,0,0,"","")", ""},
+    {R"(+UAUTHREQ=1,0,"","")", ""},
+    {"+CGACT=1,1", ""},
+    {"+CGACT?", "+CGACT: 1,1"},
+    {"+CREG?", R"(+CREG: 2,1,"1A2B","01C3D4E5",7)"},
+    {"+CGREG?", "+CGREG: 2,0"},
+    {"+CEREG?", R"(+CEREG: 3,1,"1A2B","01C3D4E5",7)"},
+    {"+UREG?", "+UREG: 1,7"},
+};
+
+} // namespace
+
+ScriptedPort::ScriptedPort(ManualClock& clock, Family family)
+    : AtTtyPort({"/dev/ttyUbloxModemAT"}, clock), clock_(clock)
+{
+    for (const auto& defaults : {COMMON, family == Family::SARA ? SARA : TOBY}) {
+        for (const auto& [command, lines] : defaults) {
+            answers(command, lines);
+        }
+    }
+}
+
+PortResult ScriptedPort::start()
+{
+    if (!present_) {
+        return PortResult::err("couldn't open modem: No such file or directory (2)");
+    }
+    timeouts_ = 0;
+    running_ = true;
+    return PortResult::ok(true);
+}
+
+PortResult ScriptedPort::stop()
+{
+    running_ = false;
+    return PortResult::ok(true);
+}
+
+Result ScriptedPort::execute(const AtCommand& command)
+{
+    if (!running_) {
+        return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
+    }
+    sent_.push_back(command.command);
+    if (const auto action = actions_.find(command.command); action != actions_.end()) {
+        action->second();
+    }
+    const Answer* const answer = find(command.command);
+    if (answer == nullptr) {
+        ADD_FAILURE() << "nobody knows what to answer to AT" << command.command;
+        return Result::err({AtErrorCode::Error, "", "ERROR"});
+    }
+    if (answer->silent) {
+        ++timeouts_;
+        clock_.advance(command.timeout);
+        return Result::err({AtErrorCode::Timeout, "", ""});
+    }
+    timeouts_ = 0;
+    return AtCommand::exec_result(AtCommandResponse(answer->lines, answer->final_line));
+}
+
+const ScriptedPort::Answer* ScriptedPort::find(const std::string& command) const
+{
+    const auto exact = answers_.find(command);
+    return exact == answers_.end() ? nullptr : &exact->second;
+}
+
+void ScriptedPort::answers(const std::string& command, const std::string& lines)
+{
+    answers_[command] = {lines, "OK", false};
+}
+
+void ScriptedPort::fails(const std::string& command, const std::string& final_line)
+{
+    answers_[command] = {"", final_line, false};
+}
+
+void ScriptedPort::is_silent(const std::string& command)
+{
+    answers_[command] = {"", "", true};
+}
+
+void ScriptedPort::urc(const std::string& line)
+{
+    if (observer_ != nullptr) {
+        observer_->urc(AtCommandResponse(AtCommandResponse::Type::Unsolicited, line, ""));
+    }
+}
+
+void ScriptedPort::present(bool there)
+{
+    present_ = there;
+    running_ = running_ && there;
+}
+
+std::size_t ScriptedPort::count(const std::string& command) const
+{
+    return static_cast<std::size_t>(std::count(sent_.begin(), sent_.end(), command));
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "at/at_tty_port.hpp"
+#include "support/manual_clock.hpp"
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+/// The AT port as a dialogue: each command has its answer, and a silent one costs its time-out on the manual
+/// clock. A command that neither the test nor the family's defaults know fails the test by name. Main thread
+/// only.
+class ScriptedPort final : public AtTtyPort {
+public:
+    enum class Family { SARA, TOBY };
+
+    ScriptedPort(ManualClock& clock, Family family);
+
+    using AtTtyPort::execute;
+    Result execute(const AtCommand& command) override;
+    PortResult start() override;
+    PortResult stop() override;
+    bool wait_until_available() override { return present_; }
+    void stop_wait_until_available() override {}
+    bool is_available() const override { return present_; }
+    bool is_running() const override { return running_; }
+    bool is_write_error() const override { return write_error; }
+    bool is_timeout() const override { return timeouts_ > 10; }
+    void add_observer(IPortObserver* observer) override { observer_ = observer; }
+
+    /// From now on. `lines` as the parser joins them; empty for a bare OK.
+    void answers(const std::string& command, const std::string& lines);
+    void fails(const std::string& command, const std::string& final_line);
+    void is_silent(const std::string& command);
+    /// Runs on every execution of the command, before its answer.
+    void on(const std::string& command, std::function<void()> action)
+    {
+        actions_[command] = std::move(action);
+    }
+    void urc(const std::string& line);
+
+    /// The device, as power and faults take it away and bring it back.
+    void present(bool there);
+    /// The loop has ended by itself although the node is there.
+    void loop_ended() { running_ = false; }
+
+    bool write_error = false;
+
+    /// How often it was sent since `forget`.
+    std::size_t count(const std::string& command) const;
+    /// The commands sent, oldest first.
+    const std::vector<std::string>& sent() const { return sent_; }
+    void forget() { sent_.clear(); }
+
+private:
+    struct Answer {
+        std::string lines;
+        std::string final_line = "OK";
+        bool silent = false;
+    };
+
+    const Answer* find(const std::string& command) const;
+
+    ManualClock& clock_;
+    std::map<std::string, Answer> answers_;
+    std::map<std::string, std::function<void()>> actions_;
+    std::vector<std::string> sent_;
+    IPortObserver* observer_ = nullptr;
+    bool present_ = true;
+    bool running_ = false;
+    int timeouts_ = 0;
+};

@@ -1,0 +1,190 @@
+#include "sim/sim_handler.hpp"
+#include "support/log_capture.hpp"
+#include "support/manual_clock.hpp"
+#include "support/scripted_port.hpp"
+#include "variant/sara_modem.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <ecu/kova/rt/signal_adapter.hpp>
+#include <gtest/gtest.h>
+
+using defs::SimType;
+namespace bus = ecu::kova::com::in_process;
+
+namespace {
+
+/// A board whose SIM-lock input the test sets.
+class Board : public GpioCtrl {
+public:
+    explicit Board(Clock& clock) : GpioCtrl(clock) {}
+    bool sim_lock_active() override { return lock; }
+    bool vcc(const PinValue&) const override { return true; }
+    bool pwron(const PinValue&) const override { return true; }
+    bool reset(const PinValue&) const override { return true; }
+    PinValue vint() const override { return PinValue::LOW; }
+    const Pins& gpios() const override { return pins_; }
+
+    bool lock = true; // low active: the internal SIM
+
+private:
+    Pins pins_;
+};
+
+class Sim : public ::testing::Test {
+protected:
+    Sim()
+    {
+        bus::reset();
+        static_cast<void>(port->start());
+        handler.variant(std::make_shared<SaraModem>(clock));
+        handler.bus(ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS));
+        data.external_sim.pin = "1234";
+        port->answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
+        port->answers("+CPIN=\"1234\"", "");
+        port->answers("+CPIN?", "+CPIN: SIM PIN");
+    }
+
+    void select(SimType type)
+    {
+        ASSERT_TRUE(handler.sim_selection(type));
+        port->forget();
+    }
+    /// Whether the bus was last told that the card is locked.
+    bool locked_on_bus()
+    {
+        bus::settle(std::chrono::seconds(5));
+        const auto message = bus::last("rt/system/status_ext_sim_card_pin_locked");
+        const auto group = ecu::kova::rt::SignalAdapter::instance().unpack(message.value());
+        return group.value().signal("status_ext_sim_card_pin_locked")->front() == 1;
+    }
+
+    LogCapture log;
+    ManualClock clock;
+    std::shared_ptr<ScriptedPort> port = std::make_shared<ScriptedPort>(clock, ScriptedPort::Family::SARA);
+    std::shared_ptr<Board> board = std::make_shared<Board>(clock);
+    std::shared_ptr<GpioCtrl> gpio = board;
+    ModemData data;
+    SimHandler handler{port, &data, clock};
+};
+
+} // namespace
+
+TEST_F(Sim, EntersThePinAndReadsTheCard)
+{
+    select(SimType::EXTERNAL);
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
+    EXPECT_EQ(data.sim.external.iccid, "8949010010000000017");
+    EXPECT_EQ(data.sim.external.imsi, "001010000000001");
+    EXPECT_FALSE(locked_on_bus());
+    port->forget();
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_TRUE(port->sent().empty()); // ready is ready
+    for (const auto& record : log.records()) {
+        EXPECT_TRUE(record.level == LogCapture::Level::DEBUG ||
+                    record.text.find("1234") == std::string::npos);
+    }
+}
+
+TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
+{
+    select(SimType::EXTERNAL);
+    struct Case {
+        const char* attempts;
+        bool locked;
+        int errors;
+    };
+    for (const auto& c : {Case{"+UPINCNT: 1,3,10,10", true, 0}, Case{"+UPINCNT: 0,3,10,10", true, 0},
+                          Case{"+UPINCNT: ", false, 1}, Case{"+UPINCNT: -3,3", false, 1}}) {
+        port->answers("+UPINCNT", c.attempts);
+        handler.clear_errors();
+        EXPECT_FALSE(handler.sim_ready()) << c.attempts;
+        EXPECT_EQ(locked_on_bus(), c.locked) << c.attempts;
+        EXPECT_EQ(handler.error_counter(), c.errors) << c.attempts;
+    }
+    port->answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
+    data.external_sim.pin.clear();
+    EXPECT_FALSE(handler.sim_ready());
+    for (const char* state : {"+CPIN: SIM PIN2", "+CPIN: PH-SIM PIN", "+CPIN: SIM PUK"}) {
+        port->answers("+CPIN?", state);
+        EXPECT_FALSE(handler.sim_ready()) << state;
+    }
+    EXPECT_TRUE(locked_on_bus()); // by the PUK
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 0U);
+    EXPECT_EQ(port->count("+CPIN=\"\""), 0U);
+    EXPECT_EQ(data.pb_state(), ecu::kova::pb::ModemStatus_ModemState_LOCKED);
+}
+
+TEST_F(Sim, CountsErrorsButNoTimeOutsAndForgivesTheExternalCardOnly)
+{
+    select(SimType::EXTERNAL);
+    port->is_silent("+CPIN?");
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(handler.error_counter(), 0);
+    port->fails("+CPIN?", "+CME ERROR: SIM busy");
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(handler.error_counter(), 1);
+    port->answers("+CPIN?", "+CPIN: READY");
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(handler.error_counter(), 0);
+
+    select(SimType::INTERNAL);
+    handler.forget_ready();
+    port->fails("+CPIN?", "ERROR");
+    EXPECT_FALSE(handler.sim_ready());
+    port->answers("+CPIN?", "+CPIN: READY");
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(handler.error_counter(), 1);
+}
+
+TEST_F(Sim, ACardThatIsGoneIsNoLongerPublishedAndIsSelectedAnew)
+{
+    port->answers("+CPIN?", "+CPIN: READY");
+    board->lock = false;
+    ASSERT_TRUE(handler.handle_sim_change(gpio));
+    ASSERT_TRUE(handler.sim_ready());
+    handler.forget_ready();
+    port->fails("+CPIN?", "+CME ERROR: SIM not inserted");
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(data.sim.external.iccid, "");
+    EXPECT_EQ(handler.current_type(), SimType::NONE);
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::EXTERNAL);
+}
+
+TEST_F(Sim, FollowsTheInputThroughFallBackAndDisabledCards)
+{
+    port->answers("+UGPIOR=42", "+UGPIOR: 42,0"); // an empty holder
+    board->lock = false;
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::INTERNAL);
+    port->answers("+UGPIOR=42", "+UGPIOR: 42,1");
+    EXPECT_FALSE(handler.handle_sim_change(gpio)); // the fall-back holds
+    board->lock = true;
+    EXPECT_FALSE(handler.handle_sim_change(gpio)); // until the input itself says internal
+    board->lock = false;
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::EXTERNAL);
+
+    data.external_sim.state = defs::SimState::DISABLE;
+    port->forget();
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+    EXPECT_FALSE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::INTERNAL);
+    EXPECT_EQ(log.count("External (Plastic sim) is disabled, select 'Internal (esim, embedded sim)'"), 1U);
+    port->forget();
+    EXPECT_FALSE(handler.sim_selection(SimType::EXTERNAL));
+    EXPECT_TRUE(port->sent().empty());
+}
+
+TEST_F(Sim, AFailedSelectionSelectsNothingAndIsTriedAgain)
+{
+    port->fails("+UGPIOC=24,0,1", "ERROR");
+    EXPECT_FALSE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::NONE);
+    EXPECT_EQ(data.sim.active, SimType::NONE);
+    EXPECT_EQ(handler.error_counter(), 1);
+    EXPECT_EQ(port->count("+CFUN=1"), 0U); // stops at the first failure
+    port->answers("+UGPIOC=24,0,1", "");
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+}

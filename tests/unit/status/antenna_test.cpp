@@ -1,0 +1,91 @@
+#include "status/antenna_handler.hpp"
+#include "support/log_capture.hpp"
+#include "support/manual_clock.hpp"
+#include "support/scripted_port.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+namespace bus = ecu::kova::com::in_process;
+
+namespace {
+
+constexpr const char* OPEN = "rt/system/status_cellular_antenna_open_circuit";
+
+class Antenna : public ::testing::Test {
+protected:
+    Antenna()
+    {
+        bus::reset();
+        static_cast<void>(port->start());
+    }
+    std::size_t published(const char* topic)
+    {
+        bus::settle(5s);
+        return bus::count(topic);
+    }
+
+    LogCapture log;
+    ManualClock clock;
+    std::shared_ptr<ScriptedPort> port = std::make_shared<ScriptedPort>(clock, ScriptedPort::Family::SARA);
+    ModemData data;
+    AntennaHandler handler{
+        port,        &data,     ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS),
+        {10, 10, 3}, {100, 10}, clock};
+};
+
+} // namespace
+
+TEST_F(Antenna, ReportsTheFirstDiagnosisAndThenChangesOnly)
+{
+    handler.update(); // a strong signal, but the bus has heard nothing yet
+    EXPECT_EQ(published(OPEN), 1U);
+    handler.update();
+    EXPECT_EQ(port->count("+UANTR=0"), 1U);
+    EXPECT_EQ(published("rt/system/modem_rssi"), 1U);
+
+    port->answers("+CSQ", "+CSQ: 5,99"); // weak
+    port->answers("+UANTR=0", "+UANTR: 0,101");
+    handler.update();
+    EXPECT_EQ(published(OPEN), 2U);
+    EXPECT_EQ(published("rt/system/modem_rssi"), 2U);
+    port->answers("+CSQ", "+CSQ: 25,99"); // a fault is measured again until it clears
+    handler.update();
+    EXPECT_EQ(published(OPEN), 2U);
+    port->answers("+UANTR=0", "+UANTR: 0,100"); // the bound itself is healthy
+    handler.update();
+    EXPECT_EQ(published(OPEN), 3U);
+    handler.update();
+    EXPECT_EQ(port->count("+UANTR=0"), 4U);
+}
+
+TEST_F(Antenna, CallsZeroAndBelowTheMinimumAShort)
+{
+    for (const char* answer : {"+UANTR: 0,0", "+UANTR: 0,9"}) {
+        port->answers("+UANTR=0", answer);
+        handler.update();
+    }
+    EXPECT_EQ(log.count("Antenna open circuit: false short to ground: true"), 2U);
+    port->fails("+UANTR=0", "ERROR");
+    handler.update();
+    EXPECT_EQ(log.count("Unable to execute antenna dectection +UANTR=0, response: '"), 1U);
+    EXPECT_EQ(published(OPEN), 1U); // no diagnosis without a measurement
+}
+
+TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)
+{
+    handler.start();
+    handler.start();
+    EXPECT_EQ(log.count("AntennaHandler is already running."), 1U);
+    for (int period = 0; period < 6; ++period) {
+        ASSERT_TRUE(clock.await_waiters(1));
+        clock.advance(10s);
+    }
+    ASSERT_TRUE(clock.await_waiters(1));
+    handler.stop();
+    EXPECT_EQ(port->count("+CSQ"), 6U);
+    EXPECT_EQ(port->count("+UANTR=0"), 3U); // the first, the third and the sixth
+    handler.stop();
+    EXPECT_EQ(log.count("AntennaHandler has been stopped."), 1U);
+}

@@ -1,0 +1,130 @@
+#include "status/network_time.hpp"
+#include "status/status_handler.hpp"
+#include "status/status_messages.hpp"
+#include "support/log_capture.hpp"
+#include "support/manual_clock.hpp"
+#include "support/scripted_port.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+namespace bus = ecu::kova::com::in_process;
+
+namespace {
+
+constexpr std::int64_t SECOND_US = 1'000'000;
+constexpr std::int64_t NOON_2024_05_01 = 1'714'564'800 * SECOND_US;
+
+class Status : public ::testing::Test {
+protected:
+    Status()
+    {
+        bus::reset();
+        static_cast<void>(port->start());
+    }
+    std::size_t published(const char* topic)
+    {
+        bus::settle(5s);
+        return bus::count(topic);
+    }
+
+    LogCapture log;
+    ManualClock clock;
+    std::shared_ptr<ScriptedPort> port = std::make_shared<ScriptedPort>(clock, ScriptedPort::Family::SARA);
+    ModemData data;
+    StatusHandler handler{
+        port, &data, ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS), clock};
+};
+
+} // namespace
+
+TEST(NetworkTime, TakesWholeHoursOffAndRefusesWhatIsNoTime)
+{
+    ::setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe): no other thread yet
+    EXPECT_EQ(parse_network_time_us("\"24/05/01,12:00:00+00\""), NOON_2024_05_01);
+    EXPECT_EQ(parse_network_time_us("24/05/01,13:00:00+04"), NOON_2024_05_01);
+    EXPECT_EQ(parse_network_time_us("24/05/01,12:00:00+02"), NOON_2024_05_01); // half an hour is dropped
+    EXPECT_EQ(parse_network_time_us("24/05/01,07:00:00-20"), NOON_2024_05_01);
+    for (const char* text : {"", "\"", "80/01/06,00:00:11+00", "04/01/01,00:00:00+00", "14/12/31,23:59:59+00",
+                             "24/13/01,12:00:00+00", "24/05/01,12:00", "99999999999/1/1,1:1:1+1"}) {
+        EXPECT_EQ(parse_network_time_us(text), std::nullopt) << text;
+    }
+}
+
+TEST_F(Status, QueriesRunOncePerPeriodUnlessForced)
+{
+    handler.update(false, false);
+    handler.update(false, false);
+    EXPECT_EQ(port->count("+CCLK?"), 1U);
+    clock.advance(11s);
+    handler.update(false, false);
+    EXPECT_EQ(port->count("+CCLK?"), 2U);
+    EXPECT_EQ(port->count("+UDOPN=0"), 1U);
+    handler.update(true, false);
+    EXPECT_EQ(port->count("+UDOPN=0"), 2U);
+    port->present(false);
+    port->forget();
+    handler.update(true, false);
+    EXPECT_TRUE(port->sent().empty());
+}
+
+TEST_F(Status, EachMessageGoesOutWhenItHasNews)
+{
+    handler.update(false, false);
+    EXPECT_EQ(published("system/modem/hardware"), 0U); // no IMEI yet
+    EXPECT_EQ(published("system/modem/sim"), 0U);
+    data.module.imei = "490154203237518";
+    data.sim.internal.iccid = "8949";
+    data.sim.active = defs::SimType::INTERNAL;
+    for (int i = 0; i < 3; ++i) {
+        handler.update(false, false);
+    }
+    EXPECT_EQ(published("system/modem/hardware"), 1U);
+    EXPECT_EQ(published("rt/system/modem_imei"), 1U);
+    EXPECT_EQ(published("system/modem/sim"), 1U);
+    EXPECT_EQ(published("rt/system/sim_iccid"), 1U);
+    EXPECT_EQ(published("system/modem/status"), 1U);
+    data.pb_state(ecu::kova::pb::ModemStatus_ModemState_CONNECTED); // never older than the state it tells of
+    handler.update(false, false);
+    EXPECT_EQ(published("system/modem/status"), 2U);
+    clock.advance(11s);
+    handler.update(false, false);
+    EXPECT_EQ(published("system/modem/status"), 3U);
+    handler.update(false, true);
+    EXPECT_EQ(published("system/modem/status"), 4U);
+}
+
+TEST_F(Status, OperatorNamesMayHoldAnything)
+{
+    port->answers("+UDOPN=2", "+UDOPN: 2,\"A, \xff\nB\"");
+    port->answers("+UDOPN=7", "+UDOPN: 7,");
+    port->answers("+UDOPN=0", R"(+UDOPN: 0,"310410")");
+    handler.update(true, false);
+    EXPECT_EQ(data.operator_data.name, "A, \xef\xbf\xbd B");
+    EXPECT_EQ(data.operator_data.sim_n, "");
+    EXPECT_EQ(data.location.mcc, 310U);
+    EXPECT_EQ(data.location.mnc, 410U);
+    EXPECT_EQ(data.operator_data.id, "310410");
+}
+
+TEST_F(Status, NumbersThatAreNoEnumNeverEnterAMessage)
+{
+    data.nw_reg.c_reg = 77;
+    data.nw_reg.ureg = -3;
+    data.nw_reg.rat = 12;
+    const auto message = status_messages::registration(data);
+    EXPECT_EQ(message.registration_status(), ecu::kova::pb::ModemRegistration_RegistrationStatus_UNKNOWN);
+    EXPECT_FALSE(message.has_ext_ps_reg_status());
+    EXPECT_EQ(message.radio_access_technology(),
+              ecu::kova::pb::ModemRegistration_RadioAccessTechnology_INVALID);
+    EXPECT_FALSE(status_messages::status(data).location().has_cell_id()); // absent while unknown
+    EXPECT_FALSE(status_messages::status(data).has_network_time_utc_us());
+}
+
+TEST_F(Status, TheDumpBeginsAndEndsAsScriptsExpect)
+{
+    const std::string dump = status_messages::dump(data);
+    EXPECT_EQ(dump.rfind("Modem Status: \n NETWORK Status data:\n c_reg: '4'\n cg_reg: '4'\n", 0), 0U);
+    EXPECT_EQ(dump.substr(dump.size() - 35), "TIME data:\n nw_utc: '0'\n ts_ns: '0'");
+}

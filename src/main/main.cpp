@@ -1,0 +1,73 @@
+#include "main/command_line.hpp"
+#include "main/configuration_defaults.hpp"
+#include "main/logging_setup.hpp"
+#include "main/stop_handler.hpp"
+#include "modem/modem.hpp"
+
+#include <ecu/kova/application.hpp>
+#include <ecu/kova/logging.hpp>
+#include <mosquittopp.h>
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+namespace logging = ecu::kova::logging;
+
+const logging::Module& LOG = logging::module("celld.main");
+
+int run(CommandLineOptions& options)
+{
+    auto configuration = get_config();
+    register_defaults(*configuration);
+    set_up_logging(*configuration, options);
+    if (!configuration->verify()) {
+        LOG.error("Unable to verify Configuration.");
+        return EXIT_FAILURE;
+    }
+    const std::vector<std::string> candidates{"/dev/ttyUbloxModemAT"};
+    auto port = std::make_shared<AtTtyPort>(candidates);
+
+    LOG.debug("Register unix signal handler");
+    stop_handler::install();
+
+    auto modem = std::make_unique<Modem>(std::move(configuration), port);
+    modem->init();
+    stop_handler::watch(*modem);
+
+    const auto action = action_of(options.action);
+    if (action != Modem::RunAction::RUN) {
+        LOG.notice("celld will only '", options.action, "' the modem and exit.");
+    }
+    modem->run(action);
+
+    stop_handler::forget();
+    mosqpp::lib_cleanup(); // the bus client holds its own reference
+    modem.reset();
+    port.reset();
+    logging::write_deferred();
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    version();
+    CommandLineOptions options;
+    if (!parse_opts(argc, argv, options)) {
+        usage();
+        return EXIT_FAILURE;
+    }
+    ecu::kova::application_starting();
+    mosqpp::lib_init();
+    logging::configure_logging(options.loglevel);
+    try {
+        return run(options);
+    } catch (const std::exception& error) {
+        std::cerr << "celld: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+}

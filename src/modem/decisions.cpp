@@ -1,0 +1,84 @@
+#include "modem/decisions.hpp"
+
+namespace decisions {
+namespace {
+
+using S = ModemState;
+
+// <stat> of 3GPP TS 27.007, 7.2
+constexpr int NOT_REGISTERED = 0;
+constexpr int SEARCHING = 2;
+constexpr int DENIED = 3;
+constexpr int UNKNOWN = 4;
+
+} // namespace
+
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& registration,
+                           const std::function<bool()>& search_active)
+{
+    if (current != S::CONFIGURED && !in_network_group(current)) {
+        return current;
+    }
+    const int status = registration.deciding_status();
+    if (registration::is_registered(status)) {
+        const bool already = current == S::CONNECTED || current == S::ACTIVATE_CONTEXT;
+        return !already && registration.packet_domain_usable() ? S::REGISTERED : current;
+    }
+    switch (status) {
+    case NOT_REGISTERED:
+    case UNKNOWN:
+        return S::REGISTERING;
+    case SEARCHING:
+        return search_active() ? S::SEARCHING : S::REGISTERING;
+    case DENIED:
+        return S::DISCONNECTED;
+    default: // emergency, and whatever else a module may say
+        return current;
+    }
+}
+
+ModemState by_backoff(ModemState current, bool active, defs::NwFriendlyModeType type)
+{
+    const bool listens = current == S::REGISTERING || current == S::REGISTERED ||
+                         current == S::ACTIVATE_CONTEXT || current == S::CONNECTED || current == S::SEARCHING;
+    if (!active || !listens) {
+        return current;
+    }
+    switch (type) {
+    case defs::NwFriendlyModeType::CS_BACKOFF:
+    case defs::NwFriendlyModeType::PS_BACKOFF:
+    case defs::NwFriendlyModeType::PDP_BACKOFF:
+        return S::BACKOFF;
+    case defs::NwFriendlyModeType::CS_ATTEMPTS:
+    case defs::NwFriendlyModeType::PS_ATTEMPTS:
+    case defs::NwFriendlyModeType::PDP_ATTEMPTS:
+        return S::REGISTERING;
+    case defs::NwFriendlyModeType::SMS_BACKOFF:
+        break;
+    }
+    return current;
+}
+
+ModemState by_radio_silence(ModemState current, bool off_by_parameter, bool blackout)
+{
+    if (off_by_parameter) {
+        return current;
+    }
+    if (!blackout) {
+        return S::POWER_ON;
+    }
+    return current == S::OFF ? S::OFF : S::POWER_OFF;
+}
+
+bool port_is_owed(ModemState state)
+{
+    return state == S::INITIALIZED || state == S::WAITING_FOR_SIM || state == S::CONFIGURED ||
+           state == S::BACKOFF || in_network_group(state);
+}
+
+bool sim_is_watched(ModemState state)
+{
+    return state == S::WAITING_FOR_SIM || state == S::CONFIGURED || in_network_group(state);
+}
+
+} // namespace decisions

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "data/modem_data.hpp"
+#include "modem/modem_state.hpp"
+
+#include <functional>
+
+/// What the modem decides, as functions of values: no port, no log.
+namespace decisions {
+
+/// The next state by registration. Acts in CONFIGURED and from REGISTERING to SEARCHING; `search_active` is
+/// asked only while the module searches.
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& registration,
+                           const std::function<bool()>& search_active);
+
+/// The next state by the module's back-off report (+UUNFM): a running timer leads to BACKOFF, attempts that
+/// have been used up to a new registration.
+ModemState by_backoff(ModemState current, bool active, defs::NwFriendlyModeType type);
+
+/// The next state by radio silence.
+ModemState by_radio_silence(ModemState current, bool off_by_parameter, bool blackout);
+
+/// Whether a running AT port is owed in this state, so that its absence is a fault.
+bool port_is_owed(ModemState state);
+
+/// Whether the SIM is looked after in this state.
+bool sim_is_watched(ModemState state);
+
+} // namespace decisions

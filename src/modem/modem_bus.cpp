@@ -1,0 +1,59 @@
+#include "modem/modem.hpp"
+#include "utils/message_adapter.hpp"
+
+#include <ecu/kova/logging.hpp>
+#include <ecu/kova/rt/signal_adapter.hpp>
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
+
+constexpr const char* BLACKOUT_TOPIC = "rt/system/blackout_mode";
+constexpr const char* BLACKOUT_SIGNAL = "blackout_mode";
+constexpr const char* BACKEND_TOPIC = "be/status";
+
+} // namespace
+
+void Modem::message(const std::string& topic, const ecu::kova::com::Message& message)
+{
+    LOG.info("Received message on topic: ", topic);
+    if (topic == BLACKOUT_TOPIC) {
+        on_blackout_message(message);
+    } else if (topic == BACKEND_TOPIC) {
+        on_backend_message(topic, message);
+    }
+}
+
+void Modem::on_blackout_message(const ecu::kova::com::Message& message)
+{
+    const auto group = ecu::kova::rt::SignalAdapter::instance().unpack(message);
+    if (!group) {
+        LOG.error("Unable to unpack the signal of ", BLACKOUT_TOPIC, ": ", group.error());
+        return;
+    }
+    const auto value = group.value().signal(BLACKOUT_SIGNAL);
+    if (!value || value->size() != 1) {
+        LOG.notice("Blackout mode without its one byte, dismissing");
+        return;
+    }
+    blackout_.store(value->front() == 1);
+    LOG.notice("Blackout Mode: ", blackout_ ? "TRUE" : "FALSE");
+}
+
+void Modem::on_backend_message(const std::string& topic, const ecu::kova::com::Message& message)
+{
+    ecu::kova::com::PbInternalMessageAdapter<pb::BackendProxyStatus> adapter;
+    const auto result = adapter.deserialize(message);
+    if (!result) {
+        LOG.error("Unable to deserialize received message (", result.code, "), topic: ", topic);
+        return;
+    }
+    if (!result.value.has_status()) {
+        LOG.notice("BE status has not been set in message, dismissing");
+        return;
+    }
+    backend_connected_.store(result.value.status() == pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
+    LOG.notice("Received new Backend status : ", static_cast<int>(result.value.status()));
+}

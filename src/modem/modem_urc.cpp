@@ -1,0 +1,159 @@
+#include "modem/modem.hpp"
+#include "utils/fields.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <algorithm>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem.urc");
+
+using registration::Domain;
+
+constexpr auto MAX_BACKOFF = 24h; // no network bars for longer; a larger number is garbage
+
+// Indicators of the module's +CIEV (its AT manual, +UCIND).
+constexpr int SIGNAL_QUALITY = 2;
+constexpr int SERVICE = 3;
+constexpr int SIM_DETECTION = 12;
+
+/// Two numbers behind a prefix; nothing unless both are there.
+std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response, const char* prefix)
+{
+    const auto fields = utils::split_fields(response.payload(prefix));
+    if (fields.size() < 2) {
+        return std::nullopt;
+    }
+    const auto first = fields[0].decimal();
+    const auto second = fields[1].decimal();
+    return first && second ? std::optional(std::pair(*first, *second)) : std::nullopt;
+}
+
+} // namespace
+
+void Modem::urc(const AtCommandResponse& response)
+{
+    urcs_.push(response);
+}
+
+bool Modem::process_urc_queue()
+{
+    while (const auto response = urcs_.take()) {
+        dispatch(*response);
+    }
+    const bool changed = change_state(evaluate_registration_status());
+    if (data_.nw_friendly_mode.updated) {
+        change_state(evaluate_backoff_timer());
+        data_.nw_friendly_mode.updated = false;
+    }
+    return changed;
+}
+
+void Modem::dispatch(const AtCommandResponse& response)
+{
+    if (response == "+CREG") {
+        on_registration(Domain::CS, response);
+    } else if (response == "+CGREG") {
+        on_registration(Domain::PS, response);
+    } else if (response == "+CEREG") {
+        on_registration(Domain::EPS, response);
+    } else if (response == "+CGEV") {
+        LOG.info("GPRS event: ", response.value);
+    } else if (response == "+UREG") {
+        on_ext_ps_registration(response);
+    } else if (response == "+UUNFM") {
+        on_network_friendly_mode(response);
+    } else if (response == "+CIEV") {
+        on_indicator(response);
+    } else if (response == "+UMWI") {
+        // message waiting: nothing of ours
+    } else {
+        LOG.debug("Unhandled URC: '", response.prefix, "' val: '", response.value, "'");
+    }
+}
+
+void Modem::on_registration(Domain domain, const AtCommandResponse& response)
+{
+    const auto update = registration::parse_urc(domain, response.complete_message());
+    if (!update) {
+        LOG.warning("Unable to read the registration in '", response.complete_message(), "'");
+        return;
+    }
+    data_.apply(domain, *update);
+    const std::string status = defs::text_of(defs::CREG_ENUM_MAP, update->status);
+    switch (domain) {
+    case Domain::CS:
+        LOG.info("NW registration status: ", status, " (", update->status, ")");
+        break;
+    case Domain::PS:
+        LOG.info("GPRS registration status: ", status, " (", update->status, ") RAT: ",
+                 defs::text_of(defs::RAT_ENUM_MAP, update->access_technology.value_or(data_.nw_reg.rat)));
+        break;
+    case Domain::EPS:
+        LOG.info("EPS registration status: ", status, " (", update->status, ")",
+                 update->reject_cause
+                     ? " cause: " + defs::text_of(defs::CAUSE_ENUM_MAP, *update->reject_cause)
+                     : "");
+        break;
+    }
+}
+
+void Modem::on_ext_ps_registration(const AtCommandResponse& response)
+{
+    const auto fields = utils::split_fields(response.payload("+UREG"));
+    if (const auto state = fields.front().decimal()) {
+        data_.nw_reg.ureg = *state;
+        LOG.info("Ext PS registration: ", *state, " = ", defs::text_of(defs::UREG_ENUM_MAP, *state));
+    }
+}
+
+// +UUNFM: <mode>,<seconds>
+void Modem::on_network_friendly_mode(const AtCommandResponse& response)
+{
+    const auto values = two_numbers(response, "+UUNFM");
+    if (!values) {
+        LOG.warning("Unable to read the back-off in '", response.complete_message(), "'");
+        return;
+    }
+    auto& mode = data_.nw_friendly_mode;
+    mode.type = static_cast<defs::NwFriendlyModeType>(values->first);
+    mode.backoff_s = values->second;
+    mode.updated = true;
+    backoff_active_ = true;
+    const auto seconds =
+        std::clamp<std::chrono::seconds>(std::chrono::seconds(values->second), 0s, MAX_BACKOFF);
+    backoff_until_ = clock_.now() + seconds;
+    LOG.notice("Network friendly mode backoff: ", defs::to_str(mode.type), " = ", mode.backoff_s, " s");
+}
+
+// +CIEV: <indicator>,<value>
+void Modem::on_indicator(const AtCommandResponse& response)
+{
+    const auto values = two_numbers(response, "+CIEV");
+    if (!values) {
+        LOG.info("Unhandled CIEV URC: ", response.value);
+        return;
+    }
+    const auto [indicator, value] = *values;
+    switch (indicator) {
+    case SERVICE:
+        data_.service_available = value != 0;
+        LOG.info("Network service availability: ",
+                 data_.service_available ? "Registered on network" : "Not registered on network");
+        break;
+    case SIM_DETECTION:
+        sim_.sim_detection(static_cast<defs::SimDetection>(value));
+        break;
+    case SIGNAL_QUALITY:
+        data_.antenna.signal_quality(static_cast<defs::SignalQuality>(value));
+        LOG.info("Received signal quality indication: ", defs::to_str(data_.antenna.signal_quality()), " (",
+                 value, ")");
+        break;
+    default:
+        LOG.info("Unhandled CIEV URC: ", indicator, ",", value);
+        break;
+    }
+}

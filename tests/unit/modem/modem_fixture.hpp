@@ -1,0 +1,159 @@
+#pragma once
+
+#include "main/configuration_defaults.hpp"
+#include "modem/modem.hpp"
+#include "support/log_capture.hpp"
+#include "support/manual_clock.hpp"
+#include "support/scripted_port.hpp"
+#include "support/temp_root.hpp"
+#include "utils/message_adapter.hpp"
+
+#include <ecu/kova/com/in_process_bus.hpp>
+#include <ecu/kova/rt/signal_adapter.hpp>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace pb = ecu::kova::pb;
+namespace bus = ecu::kova::com::in_process;
+
+/// A whole modem on a scripted port, a board of plain files and an in-process bus, in virtual time.
+class ModemFixture : public ::testing::Test {
+protected:
+    using State = Modem::State;
+    using Action = Modem::RunAction;
+
+    explicit ModemFixture(ScriptedPort::Family family = ScriptedPort::Family::SARA)
+        : module_ptr(std::make_shared<ScriptedPort>(clock, family)), module(*module_ptr)
+    {
+        bus::reset();
+        root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = SARA\nhasintsim = true\n"
+                                                   "hasextsim = true\ndivantenna = NONE\nhwversion = qbx\n");
+        root.write("/etc/vexa/system_parameters.conf", "41024 = 10\n41025 = 100\n");
+        for (const char* gpio : {"3", "144", "145"}) {
+            pin(gpio, "0", "out");
+        }
+        pin(SIM_LOCK, "1", "in"); // low active: the internal SIM
+        pin(VINT, "1", "in");     // gone
+        settings->set("sim.internal.apn", "internet");
+        settings->set("sim.external.apn", "internet");
+        settings->set("antenna.frequency", "100000000"); // the antenna thread sleeps through every test
+    }
+
+    ~ModemFixture() override { bus::set_outage(false); }
+
+    Modem& modem()
+    {
+        if (!modem_) {
+            register_defaults(*settings);
+            modem_ = std::make_unique<Modem>(std::move(settings), module_ptr, clock,
+                                             ecu::kova::com::TransportType::IN_PROCESS);
+            modem_->init();
+        }
+        return *modem_;
+    }
+
+    /// Passes, each with its rest, until `duration` has passed or the loop wants to leave.
+    void run_for(std::chrono::milliseconds duration)
+    {
+        const auto end = clock.now() + duration;
+        while (clock.now() < end && !left) {
+            step();
+        }
+    }
+
+    void step()
+    {
+        const auto wanted = modem().pass();
+        left = wanted.leave;
+        clock.advance(wanted.rest);
+    }
+
+    /// The way up, until the state is reached; fails the test when it is not within ten minutes.
+    void run_until(State wanted)
+    {
+        const auto end = clock.now() + std::chrono::minutes(10);
+        while (state() != wanted && clock.now() < end && !left) {
+            step();
+        }
+        ASSERT_EQ(Modem::state_to_str(state()), Modem::state_to_str(wanted)) << log;
+    }
+
+    State state() { return modem().state(); }
+
+    /// The status that a late subscriber would see.
+    pb::ModemStatus published()
+    {
+        return decoded<pb::ModemStatus>("system/modem/status").value_or(pb::ModemStatus());
+    }
+
+    template <class T>
+    std::optional<T> decoded(const std::string& topic)
+    {
+        const auto message = bus::retained(topic);
+        if (!message) {
+            return std::nullopt;
+        }
+        const auto result = ecu::kova::com::PbInternalMessageAdapter<T>().deserialize(*message);
+        return result ? std::optional(result.value) : std::nullopt;
+    }
+
+    void backend(bool connected)
+    {
+        pb::BackendProxyStatus status;
+        status.set_status(connected ? pb::BackendProxyStatus_Status_BACKEND_CONNECTED
+                                    : pb::BackendProxyStatus_Status_BACKEND_DISCONNECTED);
+        modem().message(
+            "be/status",
+            *ecu::kova::com::PbInternalMessageAdapter<pb::BackendProxyStatus>().serialize(status));
+    }
+
+    void blackout(std::vector<std::uint8_t> value)
+    {
+        auto& adapter = ecu::kova::rt::SignalAdapter::instance();
+        auto group = adapter.create_sg("rt/system/blackout_mode");
+        ASSERT_TRUE(static_cast<bool>(group.set_signal_data("blackout_mode", std::move(value))));
+        modem().message("rt/system/blackout_mode", adapter.pack(group).value());
+    }
+
+    std::optional<int> signal(const std::string& topic)
+    {
+        bus::settle(std::chrono::seconds(5));
+        const auto message = bus::last(topic);
+        if (!message) {
+            return std::nullopt;
+        }
+        const auto group = ecu::kova::rt::SignalAdapter::instance().unpack(*message);
+        const auto value = group ? group.value().signal(topic.substr(topic.rfind('/') + 1)) : std::nullopt;
+        return value && value->size() == 1 ? std::optional<int>(value->front()) : std::nullopt;
+    }
+
+    void pin(const std::string& gpio, const std::string& value, const std::string& direction) const
+    {
+        const std::string path = "/sys/class/gpio/gpio" + gpio;
+        root.write(path + "/value", value + "\n");
+        root.write(path + "/direction", direction + "\n");
+    }
+    std::string level(const std::string& gpio) const
+    {
+        return root.read("/sys/class/gpio/gpio" + gpio + "/value");
+    }
+
+    static constexpr const char* VCC = "3";
+    static constexpr const char* SIM_LOCK = "142";
+    static constexpr const char* VINT = "9";
+
+    TempRoot root;
+    LogCapture log;
+    ManualClock clock;
+    std::shared_ptr<ScriptedPort> module_ptr;
+    ScriptedPort& module;
+    std::unique_ptr<ecu::kova::config::Configuration> settings =
+        std::make_unique<ecu::kova::config::Configuration>();
+    bool left = false;
+
+private:
+    std::unique_ptr<Modem> modem_;
+};

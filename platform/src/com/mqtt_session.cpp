@@ -124,6 +124,17 @@ bool MqttSession::send(const Outbox::Item& item)
     return check("publishing", code);
 }
 
+void MqttSession::on_subscribe(int /*message_id*/, int count, const int* granted_qos)
+{
+    constexpr int REFUSED = 0x80; // MQTT 3.1.1, 3.9.3
+    for (int i = 0; i < count; ++i) {
+        if (granted_qos[i] >= REFUSED) {
+            logging::module("kova.com.mqtt")
+                .error("The broker refuses a subscription: nothing is heard there");
+        }
+    }
+}
+
 void MqttSession::on_connect(int code)
 {
     connected_ = code == 0;

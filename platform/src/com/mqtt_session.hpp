@@ -61,6 +61,7 @@ private:
     void on_connect(int code) override;
     void on_message(const mosquitto_message* message) override;
     void on_publish(int message_id) override;
+    void on_subscribe(int message_id, int count, const int* granted_qos) override;
 
     bool set_up_security();
     bool check(const char* what, int code);

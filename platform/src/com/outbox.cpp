@@ -87,14 +87,6 @@ void Outbox::left(std::uint64_t id)
     }
 }
 
-void Outbox::not_sent(std::uint64_t id)
-{
-    const std::lock_guard lock(mutex_);
-    if (const auto found = entries_.find(id); found != entries_.end()) {
-        wait_again_or_drop(found);
-    }
-}
-
 bool Outbox::wait_until_empty(std::chrono::milliseconds timeout)
 {
     std::unique_lock lock(mutex_);

@@ -40,8 +40,6 @@ public:
     std::optional<Item> next();
     /// The message has left (QoS 1: was acknowledged).
     void left(std::uint64_t id);
-    /// The message could not be handed over and waits again, if it must arrive.
-    void not_sent(std::uint64_t id);
 
     /// Whether everything has left within `timeout`.
     bool wait_until_empty(std::chrono::milliseconds timeout);

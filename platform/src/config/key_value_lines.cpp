@@ -38,7 +38,7 @@ void read_key_value_lines(std::istream& input,
         // gcount() counts the line break too, which only the last line may lack.
         const auto count = static_cast<std::size_t>(input.gcount());
         const std::string line(buffer.data(), input.eof() ? count : count - 1);
-        if (line.front() == '#' || without_blanks(line).empty()) {
+        if (line.starts_with('#') || without_blanks(line).empty()) {
             continue;
         }
         const auto equals = line.find('=');

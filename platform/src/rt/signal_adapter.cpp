@@ -102,7 +102,7 @@ Outcome<SignalGroup> SignalAdapter::unpack(const com::Message& message) const
     // Parsed partially and checked here: a missing field would otherwise be told on standard error as well.
     pb::SignalGroup packed;
     if (!packed.ParsePartialFromArray(payload.data(), static_cast<int>(payload.size())) ||
-        !packed.IsInitialized() || !packed.has_topic()) {
+        !packed.IsInitialized()) {
         return Unpacked::failure("the message is no signal group");
     }
     SignalGroup group(packed.topic());

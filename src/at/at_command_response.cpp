@@ -1,33 +1,12 @@
 #include "at/at_command_response.hpp"
 
 #include "at/name_characters.hpp"
+#include "utils/fields.hpp"
 
 #include <cstdio>
 #include <vector>
 
 namespace {
-
-constexpr const char* BLANKS = " \t\r\n";
-
-// What stands behind each "<wanted>:" of the message, up to the next one: lines are joined without a
-// separator, and URCs of the same prefix may have got in between.
-std::vector<std::string> pieces(const std::string& message, const std::string& wanted)
-{
-    std::vector<std::string> found;
-    if (wanted.empty()) {
-        return found;
-    }
-    const auto mark = wanted + ":";
-    auto at = message.find(mark);
-    while (at != std::string::npos) {
-        const auto next = message.find(mark, at + mark.size());
-        const auto begin = message.find_first_not_of(BLANKS, at + mark.size());
-        const auto end = next == std::string::npos ? message.size() : next;
-        found.push_back(begin < end ? message.substr(begin, end - begin) : std::string());
-        at = next;
-    }
-    return found;
-}
 
 __attribute__((format(scanf, 2, 0))) int scan(const std::string& text, const char* format,
                                               std::va_list arguments)
@@ -71,7 +50,7 @@ void AtCommandResponse::init(const std::string& text)
 
 std::string AtCommandResponse::payload(const std::string& wanted) const
 {
-    const auto found = pieces(message, wanted);
+    const auto found = utils::pieces_of(message, wanted);
     return found.empty() ? value : found.back();
 }
 
@@ -92,7 +71,7 @@ bool AtCommandResponse::vparse(const char* format, std::va_list arguments) const
 bool AtCommandResponse::vparse_payload(const std::string& wanted, const char* format,
                                        std::va_list arguments) const
 {
-    const auto found = pieces(message, wanted);
+    const auto found = utils::pieces_of(message, wanted);
     if (found.empty()) {
         return vparse(format, arguments);
     }

@@ -92,7 +92,7 @@ void AtTtyPort::receive()
     std::array<char, READ_SIZE> buffer;
     const auto got = ::read(fd_.get(), buffer.data(), buffer.size());
     if (got <= 0) {
-        if (got < 0) {
+        if (got < 0 && errno != EAGAIN) {
             port_log.warning("read returned < 0, should not be reachable");
         }
         clock_.sleep_for(EMPTY_READ_PAUSE); // the poll before it succeeded: without a rest this would spin

@@ -96,12 +96,11 @@ PortResult AtTtyPort::stop()
     return PortResult::ok(true);
 }
 
-// A command that is not yet written is left to the loop, which releases it on its way out.
 void AtTtyPort::interrupt_command()
 {
     const std::lock_guard held(exchange_mutex_);
     running_ = false;
-    if (current_ && current_->written) {
+    if (current_) {
         current_->interrupted = true;
         current_.reset();
         answered_.notify_all();

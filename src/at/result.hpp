@@ -21,6 +21,12 @@ enum class AtErrorCode : std::int32_t {
 
 /// Why a command failed.
 struct AtError {
+    /// Whether the module's words hold this text.
+    bool says(const char* text) const
+    {
+        return final_response.find(text) != std::string::npos || message.find(text) != std::string::npos;
+    }
+
     AtErrorCode code = AtErrorCode::Error;
     std::string message;        ///< the lines before the final one, or a text of the port's own
     std::string final_response; ///< the final line, or the same text of the port's own

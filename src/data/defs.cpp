@@ -36,6 +36,13 @@ constexpr std::array SIM_TYPES{"Internal (esim, embedded sim)", "External (Plast
 
 } // namespace
 
+SignalQuality signal_quality_of(int value)
+{
+    return value >= 0 && static_cast<std::size_t>(value) < SIGNAL_QUALITIES.size()
+               ? static_cast<SignalQuality>(value)
+               : SignalQuality::UNKNOWN;
+}
+
 const char* to_str(SignalQuality quality)
 {
     return text_at(SIGNAL_QUALITIES, static_cast<int>(quality), "Unknown");

@@ -41,6 +41,9 @@ enum class SimType : int { INTERNAL = 0, EXTERNAL = 1, NONE = 2 };
 /// The module's SIM indicator (+CIEV: 12,<n>).
 enum class SimDetection : int { REMOVED = 0, INSERTED = 1 };
 
+/// UNKNOWN for a number that is none.
+SignalQuality signal_quality_of(int value);
+
 // Any value of the underlying type may come from the module: out of range has a text too.
 const char* to_str(SignalQuality quality);
 const char* to_str(ApnAuthenticationType type);
@@ -63,7 +66,6 @@ extern const EnumMap CAUSE_ENUM_MAP; ///< EMM causes of 3GPP TS 24.301, 9.9.3.9
 /// The text of `key`, or the bare number.
 std::string text_of(const EnumMap& map, int key);
 
-constexpr int REG_UNKNOWN = 4;
 constexpr int RAT_EUTRAN = 7;
 constexpr int RAT_INVALID = 255;
 

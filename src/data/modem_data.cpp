@@ -58,20 +58,28 @@ void ModemData::Antenna::signal_quality(const defs::SignalQuality& quality)
     signal_quality_ = quality;
 }
 
+void ModemData::Antenna::forget()
+{
+    signal_quality(defs::SignalQuality::UNKNOWN);
+    rssi(-1);
+}
+
 void ModemData::apply(Domain domain, const registration::Update& update)
 {
     DomainRecord& record = domains_[index_of(domain)];
     record.status = update.status;
-    if (update.location) {
-        record.location = update.location;
-        record.routing_area.reset(); // belongs to the cell that was left
+    const auto take = [](auto& field, const auto& news) {
+        if (news) {
+            field = news;
+        }
+    };
+    take(record.area, update.area);
+    take(record.cell, update.cell);
+    take(record.access_technology, update.access_technology);
+    if (update.area) {
+        record.routing_area.reset(); // belonged to the cell that was left
     }
-    if (update.access_technology) {
-        record.access_technology = update.access_technology;
-    }
-    if (update.routing_area) {
-        record.routing_area = update.routing_area;
-    }
+    take(record.routing_area, update.routing_area);
     nw_reg.c_reg = domains_[index_of(Domain::CS)].status;
     nw_reg.cg_reg = domains_[index_of(Domain::PS)].status;
     nw_reg.ce_reg = domains_[index_of(Domain::EPS)].status;
@@ -99,18 +107,11 @@ void ModemData::settle(Domain latest)
     if (by_rat.access_technology) {
         nw_reg.rat = *by_rat.access_technology;
     }
-    const auto& by_place =
-        best_record(latest, [](const auto& record) { return record.location.has_value(); });
-    if (by_place.location) {
-        location.area_c = by_place.location->area;
-        location.cell_id = by_place.location->cell;
-    }
-    const auto& by_routing =
-        best_record(latest, [](const auto& record) { return record.routing_area.has_value(); });
-    if (by_routing.routing_area) {
-        location.r_ac = *by_routing.routing_area;
-    } else if (by_place.location && by_place.location->area == 0) {
-        location.r_ac = 0;
+    const auto& by_place = best_record(latest, [](const auto& record) { return record.area.has_value(); });
+    if (by_place.area) {
+        location.area_c = *by_place.area;
+        location.cell_id = by_place.cell.value_or(location.cell_id);
+        location.r_ac = by_place.routing_area.value_or(0);
     }
 }
 

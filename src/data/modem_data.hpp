@@ -20,11 +20,11 @@ class ModemData {
 public:
     /// What the module says of the network; start values mean "unknown".
     struct NwRegStatus {
-        int c_reg = defs::REG_UNKNOWN;  ///< key of CREG_ENUM_MAP, circuit-switched domain
-        int cg_reg = defs::REG_UNKNOWN; ///< GPRS
-        int ce_reg = defs::REG_UNKNOWN; ///< EPS
-        int ureg = 0;                   ///< key of UREG_ENUM_MAP
-        int rat = defs::RAT_INVALID;    ///< key of RAT_ENUM_MAP
+        int c_reg = registration::stat::UNKNOWN;  ///< key of CREG_ENUM_MAP, circuit-switched domain
+        int cg_reg = registration::stat::UNKNOWN; ///< GPRS
+        int ce_reg = registration::stat::UNKNOWN; ///< EPS
+        int ureg = 0;                             ///< key of UREG_ENUM_MAP
+        int rat = defs::RAT_INVALID;              ///< key of RAT_ENUM_MAP
 
         /// Looks at the circuit-switched domain alone.
         bool is_registered() const;
@@ -97,6 +97,7 @@ public:
         /// <rssi> of +CSQ; -1 before the first reading.
         int rssi() const { return rssi_.load(); }
         void rssi(int value) { rssi_.store(value); }
+        void forget();
 
     private:
         mutable std::mutex mutex_;
@@ -140,8 +141,9 @@ public:
 
 private:
     struct DomainRecord {
-        int status = defs::REG_UNKNOWN;
-        std::optional<registration::Update::Location> location;
+        int status = registration::stat::UNKNOWN;
+        std::optional<std::uint32_t> area;
+        std::optional<std::uint32_t> cell;
         std::optional<int> access_technology;
         std::optional<std::uint32_t> routing_area;
     };

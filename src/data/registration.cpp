@@ -1,5 +1,6 @@
 #include "data/registration.hpp"
 
+#include "data/defs.hpp"
 #include "utils/fields.hpp"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace {
 using utils::Field;
 using Fields = std::span<const Field>;
 
-constexpr int MAX_STATUS = 10;
+constexpr int MAX_STATUS = 99;            // <stat>: whatever two digits say
 constexpr int MAX_REPORT_MODE = 5;        // <n>
 constexpr int MAX_ACCESS_TECHNOLOGY = 15; // <AcT> as of release 16
 
@@ -19,6 +20,13 @@ bool is_access_technology(const Field& field)
 {
     const auto value = field.decimal();
     return value && *value >= 0 && *value <= MAX_ACCESS_TECHNOLOGY && field.text.size() <= 2;
+}
+
+/// As in the line, or this program's own "unknown", which some firmware says too.
+std::optional<int> access_technology(const Field& field)
+{
+    const auto value = field.decimal();
+    return is_access_technology(field) || value == defs::RAT_INVALID ? value : std::nullopt;
 }
 
 /// Some LTE firmware puts a routing area between tracking area and cell: <tac>,<rac>,<ci>,<AcT>.
@@ -45,13 +53,11 @@ std::optional<std::uint32_t> routing_area(const Field& field)
     return field.hex();
 }
 
-void read_location(Fields rest, std::size_t cell_at, Update& update)
+/// As a scan would, the cell is read only behind an area that can be.
+void read_place(Fields rest, std::size_t cell_at, Update& update)
 {
-    const auto area = place(rest[0]);
-    const auto cell = place(rest[cell_at]);
-    if (area && cell) {
-        update.location = Update::Location{*area, *cell};
-    }
+    update.area = rest.empty() ? std::nullopt : place(rest[0]);
+    update.cell = update.area && rest.size() > cell_at ? place(rest[cell_at]) : std::nullopt;
 }
 
 void read_tail(Domain domain, Fields tail, Update& update)
@@ -75,21 +81,16 @@ std::optional<Update> read(Domain domain, Fields fields)
     }
     Update update;
     update.status = *status;
-    const Fields rest = fields.subspan(1);
-    if (rest.size() < 2) {
-        return update; // the short form
-    }
+    const Fields rest = fields.subspan(1); // empty for the short form
     const bool inserted = domain == Domain::EPS && has_inserted_routing_area(rest);
     const std::size_t cell_at = inserted ? 2 : 1;
-    read_location(rest, cell_at, update);
+    read_place(rest, cell_at, update);
     if (inserted) {
         update.routing_area = rest[1].hex();
     }
-    const Fields behind = rest.subspan(cell_at + 1);
-    if (!behind.empty() && is_access_technology(behind[0])) {
-        update.access_technology = behind[0].decimal();
-    }
-    if (!behind.empty()) {
+    if (rest.size() > cell_at + 1) {
+        const Fields behind = rest.subspan(cell_at + 1);
+        update.access_technology = access_technology(behind[0]);
         read_tail(domain, behind.subspan(1), update);
     }
     return update;
@@ -146,12 +147,12 @@ std::optional<Update> parse_answer(Domain domain, const std::string& message)
 bool is_registered(int status)
 {
     switch (status) {
-    case 1:  // home
-    case 5:  // roaming
-    case 6:  // SMS only, home
-    case 7:  // SMS only, roaming
-    case 9:  // CSFB not preferred, home
-    case 10: // CSFB not preferred, roaming
+    case stat::HOME:
+    case stat::ROAMING:
+    case stat::SMS_ONLY_HOME:
+    case stat::SMS_ONLY_ROAMING:
+    case stat::CSFB_NOT_PREFERRED_HOME:
+    case stat::CSFB_NOT_PREFERRED_ROAMING:
         return true;
     default:
         return false;

@@ -9,18 +9,28 @@ namespace registration {
 
 enum class Domain { CS, PS, EPS };
 
+/// <stat> of the lines, as far as something is decided by it.
+namespace stat {
+constexpr int NOT_REGISTERED = 0;
+constexpr int HOME = 1;
+constexpr int SEARCHING = 2;
+constexpr int DENIED = 3;
+constexpr int UNKNOWN = 4;
+constexpr int ROAMING = 5;
+constexpr int SMS_ONLY_HOME = 6;
+constexpr int SMS_ONLY_ROAMING = 7;
+constexpr int CSFB_NOT_PREFERRED_HOME = 9;
+constexpr int CSFB_NOT_PREFERRED_ROAMING = 10;
+} // namespace stat
+
 /// "+CREG", "+CGREG", "+CEREG".
 const char* prefix_of(Domain domain);
 
 /// What one line says. An absent member was not in the line: the record keeps what it had.
 struct Update {
-    struct Location {
-        std::uint32_t area = 0; ///< location or tracking area; 0 when the field was there but empty
-        std::uint32_t cell = 0;
-    };
-
     int status = 0;
-    std::optional<Location> location;
+    std::optional<std::uint32_t> area; ///< location or tracking area; 0 when the field was there but empty
+    std::optional<std::uint32_t> cell; ///< likewise
     std::optional<int> access_technology;
     std::optional<std::uint32_t> routing_area;
     std::optional<int> cause_type;

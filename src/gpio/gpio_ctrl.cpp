@@ -86,7 +86,7 @@ const char* GpioCtrl::Gpio::direction_text() const
     return "out";
 }
 
-std::shared_ptr<GpioCtrl> GpioCtrl::create(std::shared_ptr<ecu::kova::var::VariablesClient> variables,
+std::shared_ptr<GpioCtrl> GpioCtrl::create(const std::shared_ptr<ecu::kova::var::VariablesClient>& variables,
                                            Clock& clock)
 {
     if (variables->get("hwversion", "qbx", HWVERSION_TIMEOUT) == "k7") {

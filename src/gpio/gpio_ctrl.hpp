@@ -53,7 +53,7 @@ public:
 
     /// The controller for the board that ECU variable "hwversion" names: K7 for exactly "k7", else QBX/RMX.
     /// Waits up to a minute for the variable. Touches no file before `init`.
-    static std::shared_ptr<GpioCtrl> create(std::shared_ptr<ecu::kova::var::VariablesClient> variables,
+    static std::shared_ptr<GpioCtrl> create(const std::shared_ptr<ecu::kova::var::VariablesClient>& variables,
                                             Clock& clock = SystemClock::instance());
 
     virtual ~GpioCtrl() = default;

@@ -7,6 +7,7 @@
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/root.hpp>
 
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -20,8 +21,13 @@ constexpr const char* CONFIGURATION_PATH = "/etc/vexa/celld.conf";
 std::unique_ptr<ecu::kova::config::Configuration> get_config()
 {
     auto configuration = std::make_unique<ecu::kova::config::Configuration>();
-    std::ifstream file(ecu::kova::rooted(CONFIGURATION_PATH));
-    if (!file) {
+    const std::string path = ecu::kova::rooted(CONFIGURATION_PATH);
+    std::error_code ignored; // what cannot be looked at cannot be read either
+    std::ifstream file;
+    if (std::filesystem::is_regular_file(path, ignored)) {
+        file.open(path);
+    }
+    if (!file.is_open()) {
         LOG.debug("Using default configuration");
         return configuration;
     }

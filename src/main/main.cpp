@@ -11,6 +11,9 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -18,7 +21,7 @@ namespace logging = ecu::kova::logging;
 
 const logging::Module& LOG = logging::module("celld.main");
 
-int run(CommandLineOptions& options)
+int run(const CommandLineOptions& options)
 {
     auto configuration = get_config();
     register_defaults(*configuration);
@@ -35,19 +38,14 @@ int run(CommandLineOptions& options)
 
     auto modem = std::make_unique<Modem>(std::move(configuration), port);
     modem->init();
-    stop_handler::watch(*modem);
+    const stop_handler::Watch watch(*modem); // gone before the modem is, however this ends
 
     const auto action = action_of(options.action);
     if (action != Modem::RunAction::RUN) {
         LOG.notice("celld will only '", options.action, "' the modem and exit.");
     }
     modem->run(action);
-
-    stop_handler::forget();
     mosqpp::lib_cleanup(); // the bus client holds its own reference
-    modem.reset();
-    port.reset();
-    logging::write_deferred();
     return EXIT_SUCCESS;
 }
 
@@ -64,10 +62,12 @@ int main(int argc, char** argv)
     ecu::kova::application_starting();
     mosqpp::lib_init();
     logging::configure_logging(options.loglevel);
+    int status = EXIT_FAILURE;
     try {
-        return run(options);
+        status = run(options);
     } catch (const std::exception& error) {
         std::cerr << "celld: " << error.what() << std::endl;
-        return EXIT_FAILURE;
     }
+    logging::write_deferred();
+    return status;
 }

@@ -39,12 +39,12 @@ void install()
     std::signal(SIGTERM, on_signal);
 }
 
-void watch(Modem& modem)
+Watch::Watch(Modem& modem)
 {
     slot.store(&modem);
 }
 
-void forget()
+Watch::~Watch()
 {
     slot.store(nullptr);
     while (inside.load() != 0) {

@@ -6,10 +6,16 @@ class Modem;
 /// at once.
 namespace stop_handler {
 
-/// A signal that comes before `watch` only restores the default dispositions.
+/// A signal that comes before a `Watch` only restores the default dispositions.
 void install();
-void watch(Modem& modem);
-/// Afterwards no handler holds the modem any more: it may go.
-void forget();
+
+/// The modem that a signal stops. Once this is gone no handler holds the modem any more: it may go.
+class Watch {
+public:
+    explicit Watch(Modem& modem);
+    ~Watch();
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+};
 
 } // namespace stop_handler

@@ -5,32 +5,26 @@ namespace {
 
 using S = ModemState;
 
-// <stat> of 3GPP TS 27.007, 7.2
-constexpr int NOT_REGISTERED = 0;
-constexpr int SEARCHING = 2;
-constexpr int DENIED = 3;
-constexpr int UNKNOWN = 4;
-
 } // namespace
 
-ModemState by_registration(ModemState current, const ModemData::NwRegStatus& registration,
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status,
                            const std::function<bool()>& search_active)
 {
     if (current != S::CONFIGURED && !in_network_group(current)) {
         return current;
     }
-    const int status = registration.deciding_status();
-    if (registration::is_registered(status)) {
+    const int deciding = status.deciding_status();
+    if (registration::is_registered(deciding)) {
         const bool already = current == S::CONNECTED || current == S::ACTIVATE_CONTEXT;
-        return !already && registration.packet_domain_usable() ? S::REGISTERED : current;
+        return !already && status.packet_domain_usable() ? S::REGISTERED : current;
     }
-    switch (status) {
-    case NOT_REGISTERED:
-    case UNKNOWN:
+    switch (deciding) {
+    case registration::stat::NOT_REGISTERED:
+    case registration::stat::UNKNOWN:
         return S::REGISTERING;
-    case SEARCHING:
+    case registration::stat::SEARCHING:
         return search_active() ? S::SEARCHING : S::REGISTERING;
-    case DENIED:
+    case registration::stat::DENIED:
         return S::DISCONNECTED;
     default: // emergency, and whatever else a module may say
         return current;

@@ -10,7 +10,7 @@ namespace decisions {
 
 /// The next state by registration. Acts in CONFIGURED and from REGISTERING to SEARCHING; `search_active` is
 /// asked only while the module searches.
-ModemState by_registration(ModemState current, const ModemData::NwRegStatus& registration,
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status,
                            const std::function<bool()>& search_active);
 
 /// The next state by the module's back-off report (+UUNFM): a running timer leads to BACKOFF, attempts that

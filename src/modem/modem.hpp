@@ -77,7 +77,8 @@ public:
     void restart_at_port();
     void prepare_reset(ecu::kova::pb::ModemStatus_ModemResetReason reason);
     void reset_if_be_timer_expired();
-    void set_internal_hw_error_dtc();
+    /// True when it was published and the state is DTC_HW_ERROR.
+    bool set_internal_hw_error_dtc();
 
     // Set-up and configuration. A query on which set-up cannot go on ends the process (the service manager
     // restarts it): its message goes to standard error.
@@ -106,7 +107,7 @@ public:
 
 private:
     struct Steps;
-    struct SearchTexts;
+    struct Search;
 
     // One method a state.
     Pass step_no_hardware();
@@ -136,16 +137,20 @@ private:
     void watch_port_health();
     void update_status(bool publish_now);
     bool stop_wanted() const { return stop_requested_.load() || !running_.load(); }
-    void finish(bool powered_off);
+    void loop();
+    void finish();
 
     // Parts of steps.
     void read_off_parameter();
     bool select_sim();
     void poll_sim_ready();
     Pass context_setup_failed(const AtError& error);
-    Pass supervise_search(const SearchTexts& texts);
-    bool restart_search_in_place();
+    Pass supervise(const Search& search);
+    Pass await_registration(const Search& search);
+    void restart_search();
     Pass activation_failed(ActivationCode code);
+    Pass data_path_busy();
+    Pass activation_unsuccessful();
     void enter_activate_context();
     void give_up_activation();
     void connected();
@@ -155,6 +160,7 @@ private:
 
     // Parts of init.
     void read_sim_settings();
+    void keep_one_sim_usable();
     void read_system_parameters();
     void read_hardware_variant();
     defs::SimState sim_state_from(const std::string& key) const;
@@ -175,8 +181,11 @@ private:
     bool ensure_sim_detection_gpio();
     bool ensure_rat();
     Result run_sequence(const ModemVariant::Commands& commands);
+    void take_up_changed_sim();
+    void sim_errors_exhausted();
 
     // Parts of the power operations.
+    void publish_state(ecu::kova::pb::ModemStatus_ModemState state);
     void switch_module_off();
     void forget_module();
 
@@ -206,9 +215,7 @@ private:
 
     ModemData data_;
     ModemLimits limits_;
-    bool router_mode_ = false;
     std::string hardware_variant_;
-    std::string antenna_fitting_;
     bool off_by_parameter_ = false;     // system parameter "ModemOnOff", read again while off
     bool subscription_refused_ = false; // until the process starts again
 
@@ -236,6 +243,7 @@ private:
     std::uint32_t context_failures_ = 0;   // in a row
     std::uint32_t port_failures_ = 0;      // how often the port never appeared, until it does
     std::uint32_t resets_ = 0;             // in a row, until connected
+    std::uint32_t reconfigurations_ = 0;   // in a row, until connected
     std::uint32_t sim_resets_ = 0;         // caused by the SIM, until connected
 
     defs::SimType selected_sim_ = defs::SimType::NONE; // in this power-up of the module
@@ -244,6 +252,7 @@ private:
     bool backoff_active_ = false;
     Clock::time_point backoff_until_{};
     BackoffQuerySchedule backoff_schedule_;
+    bool sim_inserted_ = false;  // reported by the module, not yet acted on
     bool hw_error_owed_ = false; // its report could not be published yet
     bool hw_error_supply_off_ = false;
     bool hw_error_logged_ = false;

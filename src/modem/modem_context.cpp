@@ -1,5 +1,6 @@
 #include "modem/decisions.hpp"
 #include "modem/modem.hpp"
+#include "modem/modem_pauses.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -8,8 +9,6 @@ namespace {
 namespace pb = ecu::kova::pb;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
-
-constexpr unsigned int DEREGISTRATION_S = 5; // after "+COPS=2"
 
 } // namespace
 
@@ -68,28 +67,37 @@ void Modem::check_sim()
     if (!decisions::sim_is_watched(state_) || gpio_ == nullptr) {
         return;
     }
-    if (sim_.handle_sim_change(gpio_)) {
-        data_.operator_data = {}; // the operator of the previous SIM
-        selected_sim_ = sim_.current_type();
-        if (variant_->sim_selection_restarts_module()) {
-            change_state(State::AT_PORT_LOST); // set up anew: everything volatile is lost
-        } else {
-            if (variant_->is_pdp_context_active(port_) == ContextState::ACTIVE) {
-                variant_->deactivate_pdp_context(port_);
-            }
-            change_state(State::WAITING_FOR_SIM);
-        }
+    const bool changed = sim_.handle_sim_change(gpio_);
+    if (static_cast<std::uint32_t>(sim_.error_counter()) >= limits_.max_sim_errors) {
+        sim_errors_exhausted(); // before anything else: a card that is selected over and over never gets well
+    } else if (changed) {
+        take_up_changed_sim();
     }
-    if (sim_.error_counter() < 0 ||
-        static_cast<std::uint32_t>(sim_.error_counter()) < limits_.max_sim_errors) {
+}
+
+void Modem::take_up_changed_sim()
+{
+    selected_sim_ = sim_.current_type();
+    data_.operator_data = {}; // the operator of the previous SIM
+    if (variant_->sim_selection_restarts_module()) {
+        change_state(State::AT_PORT_LOST); // set up anew: everything volatile is lost
         return;
     }
+    if (variant_->is_pdp_context_active(port_) == ContextState::ACTIVE) {
+        variant_->deactivate_pdp_context(port_);
+    }
+    change_state(State::WAITING_FOR_SIM);
+    data_.pb_state(pb::ModemStatus_ModemState_ENABLED); // no connection while the new card is awaited
+}
+
+void Modem::sim_errors_exhausted()
+{
     sim_.clear_errors();
     LOG.notice("Resetting the Modem due to SIM Card communication retrial");
     ++sim_resets_;
     if (sim_resets_ < limits_.max_modem_resets_before_dtc) {
         prepare_reset(pb::ModemStatus_ModemResetReason_SIM_ERROR);
     } else {
-        set_internal_hw_error_dtc();
+        hw_error_owed_ = !set_internal_hw_error_dtc();
     }
 }

@@ -46,7 +46,7 @@ void Modem::init()
     }
 
     read_sim_settings();
-    router_mode_ = configuration_->get("routermode") != "false";
+    LOG.info("Router mode: ", configuration_->get("routermode") != "false" ? "on" : "off");
     limits_ = ModemLimits::read(*configuration_);
     search_reattach_.limit(limits_.nw_search_reattach_timer);
     search_reset_.limit(limits_.nw_search_modem_reset_timer);
@@ -80,10 +80,15 @@ void Modem::read_sim_settings()
     external.pin = text("sim.external.pin");
     external.state = sim_state_from("sim.external.state");
 
-    if (internal.state == defs::SimState::DISABLE && external.state == defs::SimState::DISABLE) {
+    keep_one_sim_usable();
+}
+
+void Modem::keep_one_sim_usable()
+{
+    if (sim_.is_disabled(defs::SimType::INTERNAL) && sim_.is_disabled(defs::SimType::EXTERNAL)) {
         LOG.warning(
             "Internal and External SIM have been disabled by configuration, fallback to Internal enable!");
-        internal.state = defs::SimState::ENABLE;
+        data_.internal_sim.state = defs::SimState::ENABLE;
     }
 }
 
@@ -152,6 +157,7 @@ void Modem::read_hardware_variant()
     LOG.info("Retrieve hardware has sim (int, ext)...");
     apply_variant_property("hasintsim", data_.internal_sim.state);
     apply_variant_property("hasextsim", data_.external_sim.state);
+    keep_one_sim_usable(); // a board that denies both would wait for a card for ever
     LOG.notice("Internal SIM state: ", defs::to_str(data_.internal_sim.state));
     LOG.notice("External SIM state: ", defs::to_str(data_.external_sim.state));
 }
@@ -232,13 +238,13 @@ AntennaLimits Modem::read_antenna_limits()
     const AntennaBounds main{bound(MAIN_ANTENNA_MIN), bound(MAIN_ANTENNA_MAX)};
     const AntennaBounds diversity{bound(DIVERSITY_ANTENNA_MIN), bound(DIVERSITY_ANTENNA_MAX)};
 
-    antenna_fitting_ = variables_->get("divantenna", "", VARIABLE_TIMEOUT);
-    if (antenna_fitting_.empty()) {
+    const std::string fitting = variables_->get("divantenna", "", VARIABLE_TIMEOUT);
+    if (fitting.empty()) {
         LOG.error("Failed to get mandatory ECU variable 'divantenna' from ECU, assume single antenna!");
     } else {
-        LOG.notice("has diversity antenna: ", antenna_fitting_);
+        LOG.notice("has diversity antenna: ", fitting);
     }
-    const auto limits = antenna_limits(main, diversity, is_diversity_antenna(antenna_fitting_));
+    const auto limits = antenna_limits(main, diversity, is_diversity_antenna(fitting));
     if (!limits) {
         LOG.warning("The antenna's impedance bounds (system parameters ", MAIN_ANTENNA_MIN, " to ",
                     DIVERSITY_ANTENNA_MAX,

@@ -1,6 +1,7 @@
 #include "modem/decisions.hpp"
 #include "modem/modem.hpp"
 #include "utils/fields.hpp"
+#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -89,7 +90,8 @@ void Modem::query_registration(Domain domain)
     }
     const auto update = registration::parse_answer(domain, answer.unwrap().complete_message());
     if (!update) {
-        LOG.warning("Unable to read the registration in '", answer.unwrap().complete_message(), "'");
+        LOG.warning("Unable to read the registration in '",
+                    utils::mask_secrets(answer.unwrap().complete_message()), "'");
         return;
     }
     data_.apply(domain, *update);
@@ -101,7 +103,7 @@ Modem::State Modem::evaluate_registration_status() const
     const State current = state_;
     const State next = decisions::by_registration(current, data_.nw_reg, search_active);
     const int status = data_.nw_reg.deciding_status();
-    if (status == defs::REG_UNKNOWN && next == State::REGISTERING) {
+    if (status == registration::stat::UNKNOWN && next == State::REGISTERING) {
         LOG.info("Registration status reached '", defs::text_of(defs::CREG_ENUM_MAP, status),
                  "', try to re-register");
     }

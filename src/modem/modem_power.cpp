@@ -19,7 +19,7 @@ constexpr unsigned int BACKEND_DEREGISTRATION_S = 10;
 
 void Modem::power_on()
 {
-    data_.pb_state(pb::ModemStatus_ModemState_ENABLING);
+    publish_state(pb::ModemStatus_ModemState_ENABLING);
     if (gpio_ != nullptr) {
         ModemVariant::power_on(gpio_);
     }
@@ -35,15 +35,23 @@ void Modem::power_off()
         return;
     }
     switch_module_off();
-    forget_module();
     backoff_active_ = false;
     backoff_schedule_.next.reset();
     hw_error_supply_off_ = false;
     change_state(State::OFF);
-    data_.pb_state(pb::ModemStatus_ModemState_DISABLED);
+    publish_state(pb::ModemStatus_ModemState_DISABLED);
 }
 
-/// Everything up to the module without supply and the port closed; the state is the caller's.
+/// At once and without asking the module anything: what follows may take a minute.
+void Modem::publish_state(pb::ModemStatus_ModemState state)
+{
+    data_.pb_state(state);
+    if (status_ != nullptr) {
+        status_->publish();
+    }
+}
+
+/// Everything up to the module without supply and forgotten; the state is the caller's.
 void Modem::switch_module_off()
 {
     port_wait_.stop_and_join();
@@ -52,14 +60,16 @@ void Modem::switch_module_off()
     }
     activation_.restart();
     pdp_wait_.restart();
+    busy_in_a_row_ = 0;
     selected_sim_ = defs::SimType::NONE;
-    data_.pb_state(pb::ModemStatus_ModemState_DISABLING);
+    publish_state(pb::ModemStatus_ModemState_DISABLING);
     if (variant_ != nullptr && gpio_ != nullptr) {
         variant_->power_off(gpio_, port_);
     } else if (gpio_ != nullptr) {
         gpio_->vcc(GpioCtrl::PinValue::LOW); // a module that never answered has no family, but a supply
     }
     static_cast<void>(port_->stop()); // off is off, whatever it answers
+    forget_module();
 }
 
 /// The module has restarted, or may have: its PIN and reports are forgotten, and so is what it said.
@@ -68,6 +78,7 @@ void Modem::forget_module()
     sim_.forget_ready();
     urcs_.clear();
     data_.reset();
+    data_.antenna.forget();
     next_registration_update_.reset();
 }
 
@@ -96,6 +107,10 @@ void Modem::restart_at_port()
 
 void Modem::prepare_reset(pb::ModemStatus_ModemResetReason reason)
 {
+    if (!is_transition_allowed(state_, State::RESET)) {
+        change_state(State::RESET); // logs the refusal; the bus hears of no reset that is not made
+        return;
+    }
     data_.pb_reset_reason(reason);
     update_status(true);
     change_state(State::RESET);
@@ -111,15 +126,17 @@ void Modem::reset_if_be_timer_expired()
     prepare_reset(pb::ModemStatus_ModemResetReason_BACKEND_TIMEOUT);
 }
 
-void Modem::set_internal_hw_error_dtc()
+bool Modem::set_internal_hw_error_dtc()
 {
+    if (!is_transition_allowed(state_, State::DTC_HW_ERROR)) {
+        return false;
+    }
     if (!utils::publish_rt_data_raw(bus_, HW_ERROR_TOPIC, {0x01})) {
         LOG.error("Unable to publish on ", HW_ERROR_TOPIC, " with data 01");
-        hw_error_owed_ = true;
-        return;
+        return false;
     }
-    hw_error_owed_ = false;
     hw_error_logged_ = false;
     change_state(State::DTC_HW_ERROR);
     LOG.notice("DTC ", HW_ERROR_TOPIC, " SENT");
+    return true;
 }

@@ -23,38 +23,40 @@ void Modem::run(RunAction action)
     action_ = action;
     running_.store(true);
     LOG.notice("Start running modem state machine.");
-    const auto loop_parameters = ecu::kova::var::create_sysparams_client();
-    system_parameters_ = loop_parameters;
+    system_parameters_ = ecu::kova::var::create_sysparams_client();
+    try {
+        loop();
+    } catch (const std::exception& error) { // no memory, no thread: nobody supervises the module from here on
+        LOG.error("The state machine cannot go on: ", error.what());
+        power_off();
+    }
+    finish();
+    system_parameters_.reset();
+}
 
-    bool powered_off = false;
-    while (true) {
-        if (stop_wanted()) {
-            power_off();
-            powered_off = true;
-            break;
-        }
+void Modem::loop()
+{
+    while (!stop_wanted()) {
         const Pass wanted = pass();
         if (wanted.leave) {
-            powered_off = state_ == State::OFF;
-            break;
+            return;
         }
         if (wanted.rest > 0ms) {
             clock_.sleep_for(wanted.rest);
         }
     }
-    finish(powered_off);
-    system_parameters_.reset();
+    power_off();
 }
 
 /// Whatever ended the loop: no thread is left, and a late subscriber finds the last state.
-void Modem::finish(bool powered_off)
+void Modem::finish()
 {
     port_wait_.stop_and_join();
     if (antenna_ != nullptr) {
         antenna_->stop();
     }
     backend_watch_.stop();
-    if (powered_off) {
+    if (state_ == State::OFF) {
         update_status(true);
     }
     if (bus_ != nullptr && !bus_->flush(FLUSH_TIMEOUT)) {
@@ -74,15 +76,15 @@ Modem::Pass Modem::pass()
     }
     retry_hw_error_report();
 
+    static_assert(Steps::in_order());
     const auto step = Steps::TABLE[static_cast<std::size_t>(state_.load())].step;
     Pass wanted = (this->*step)();
-    if (wanted.leave) {
-        return wanted;
-    }
-    const State before = state_;
-    watch_port_health();
-    if (state_ != before) {
-        wanted.rest = 0ms;
+    if (!wanted.leave) {
+        const State before = state_;
+        watch_port_health();
+        if (state_ != before) {
+            wanted.rest = 0ms;
+        }
     }
     update_status(false);
     return wanted;
@@ -129,7 +131,7 @@ void Modem::keep_radio_silence()
 void Modem::retry_hw_error_report()
 {
     if (hw_error_owed_ && is_transition_allowed(state_, State::DTC_HW_ERROR)) {
-        set_internal_hw_error_dtc();
+        hw_error_owed_ = !set_internal_hw_error_dtc();
     }
 }
 

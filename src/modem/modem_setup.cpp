@@ -15,6 +15,9 @@ namespace pb = ecu::kova::pb;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
+constexpr std::uint32_t MAX_RECONFIGURATIONS =
+    3;                                      // in a row; a module that forgets them would be reset for ever
+constexpr std::size_t MIN_IMEI_LENGTH = 14; // 3GPP TS 23.003, 6.2: 14 digits and a check digit
 constexpr std::size_t MAX_IDENTITY_LENGTH = 64; // model, manufacturer, IMEI; more is garbage
 
 /// Set-up cannot go on and nothing the daemon could do would change that: at once, for the service manager to
@@ -32,12 +35,13 @@ void demand(const Result& result, const char* text)
     }
 }
 
-/// The answer's text, fit for a message and a log line.
-std::string identity_text(const AtCommandResponse& response, const char* prefix)
+/// The answer's text without an echo of the command, fit for a message and a log line.
+std::string identity_text(const AtCommandResponse& response, const std::string& command)
 {
-    std::string text = utils::to_valid_utf8(response.payload(prefix).substr(0, MAX_IDENTITY_LENGTH));
+    std::string text = response.payload(command);
+    utils::replace(text, "AT" + command, "");
     utils::trim(text);
-    return text;
+    return utils::to_valid_utf8(text.substr(0, MAX_IDENTITY_LENGTH));
 }
 
 } // namespace
@@ -46,8 +50,8 @@ void Modem::setup()
 {
     const auto started = port_->start();
     if (!started.is_ok()) {
-        LOG.error("Unable to start the AT Cmd UART, will try resetting the modem! (", started.unwrapErr(),
-                  ")");
+        LOG.error("Unable to start the AT Cmd UART, will try resetting the modem!");
+        LOG.notice("AT Cmd UART: ", started.unwrapErr());
         data_.pb_state(pb::ModemStatus_ModemState_FAILED);
         prepare_reset(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
         return;
@@ -61,7 +65,9 @@ void Modem::setup()
     changed = ensure_sim_detection_gpio() || changed;
     changed = ensure_rat() || changed;
     changed = variant_->setup_eth_over_usb(port_) || changed;
-    if (changed) {
+    if (changed && ++reconfigurations_ > MAX_RECONFIGURATIONS) {
+        LOG.warning("The module does not keep its settings, going on with what it has");
+    } else if (changed) {
         LOG.notice("The module's persistent settings were changed, restart it");
         prepare_reset(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
         return;
@@ -88,7 +94,7 @@ void Modem::identify_module()
     }
     const auto imei = port_->execute(AtCommand("+CGSN"));
     if (imei.is_ok()) {
-        data_.module.imei = identity_text(imei.unwrap(), "+CGSN");
+        data_.module.imei = utils::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
     }
     LOG.notice("Module: '", data_.module.manu, "' '", data_.module.model, "' IMEI '", data_.module.imei, "'");
 }

@@ -1,4 +1,5 @@
 #include "modem/modem.hpp"
+#include "modem/modem_pauses.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -10,10 +11,8 @@ namespace pb = ecu::kova::pb;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr auto PASS_PAUSE = 1s;
 constexpr auto CONNECTED_PAUSE = 2s;
 constexpr auto ACTIVATION_PAUSE = 2s;
-constexpr unsigned int DEREGISTRATION_S = 5; // after "+COPS=2"
 constexpr std::uint32_t MAX_BUSY_IN_A_ROW = 20;
 constexpr std::uint32_t MAX_ACTIVATION_GIVEUPS = 5; // without a connection in between
 constexpr unsigned short BACKOFF_QUERY_INTERVAL_S = 30;
@@ -21,7 +20,8 @@ constexpr unsigned short BACKOFF_QUERY_INTERVAL_S = 30;
 } // namespace
 
 /// In what the three searching states differ.
-struct Modem::SearchTexts {
+struct Modem::Search {
+    State state;
     pb::ModemStatus_ModemState published;
     const char* expired; // before " timer expired"
 };
@@ -33,7 +33,7 @@ bool Modem::is_registered() const
 
 /// Counts a pass without registration: rests, starts the search anew every two minutes, resets the module
 /// after half an hour (with the default limits).
-Modem::Pass Modem::supervise_search(const SearchTexts& texts)
+Modem::Pass Modem::supervise(const Search& search)
 {
     if (search_reset_.expired()) {
         LOG.warning("Network search modem reset timer expired (", search_reset_.limit(),
@@ -46,14 +46,20 @@ Modem::Pass Modem::supervise_search(const SearchTexts& texts)
     search_reset_.tick();
     if (!search_reattach_.expired()) {
         search_reattach_.tick();
-        return publish_and_rest(texts.published, PASS_PAUSE);
+        return publish_and_rest(search.published, PASS_PAUSE);
     }
-    LOG.warning(texts.expired, " timer expired (", search_reattach_.limit(),
+    LOG.warning(search.expired, " timer expired (", search_reattach_.limit(),
                 " seconds), enforce re-registration!");
     search_reattach_.restart();
+    restart_search();
+    return {};
+}
+
+void Modem::restart_search()
+{
     const bool stopped = stop_network_search(DEREGISTRATION_S).is_ok();
     if (state_ != State::REGISTERING) {
-        change_state(State::REGISTERING);
+        change_state(State::REGISTERING); // which starts it
     } else if (stopped) {
         static_cast<void>(start_network_search()); // the next pass sees whether it searches
     } else {
@@ -62,7 +68,6 @@ Modem::Pass Modem::supervise_search(const SearchTexts& texts)
             "timer)!");
         search_reset_.exhaust();
     }
-    return {};
 }
 
 Modem::Pass Modem::step_registering()
@@ -70,35 +75,33 @@ Modem::Pass Modem::step_registering()
     update_registration_status();
     change_state(evaluate_registration_status());
     if (state_ == State::REGISTERED) {
-        return {};
+        return {}; // nothing to search for
     }
     if (!is_network_search_active()) {
         search_reattach_.restart();
-        static_cast<void>(start_network_search()); // likewise
+        static_cast<void>(start_network_search()); // the next pass sees whether it searches
     }
     LOG.debug("NW Search re-attached counter: ", search_reattach_.count());
     LOG.debug("NW Search modem reset counter: ", search_reset_.count());
-    return supervise_search({pb::ModemStatus_ModemState_CONNECTING, "Network search re-attach"});
+    return supervise({State::REGISTERING, pb::ModemStatus_ModemState_CONNECTING, "Network search re-attach"});
 }
 
 Modem::Pass Modem::step_disconnected()
 {
-    update_registration_status();
-    change_state(evaluate_registration_status());
-    if (state_ != State::DISCONNECTED) {
-        return {};
-    }
-    return supervise_search({pb::ModemStatus_ModemState_DISCONNECTING, "Disconnected"});
+    return await_registration(
+        {State::DISCONNECTED, pb::ModemStatus_ModemState_DISCONNECTING, "Disconnected"});
 }
 
 Modem::Pass Modem::step_searching()
 {
+    return await_registration({State::SEARCHING, pb::ModemStatus_ModemState_SEARCHING, "Searching"});
+}
+
+Modem::Pass Modem::await_registration(const Search& search)
+{
     update_registration_status();
     change_state(evaluate_registration_status());
-    if (state_ != State::SEARCHING) {
-        return {};
-    }
-    return supervise_search({pb::ModemStatus_ModemState_SEARCHING, "Searching"});
+    return state_ == search.state ? supervise(search) : Pass{};
 }
 
 Modem::Pass Modem::step_registered()
@@ -141,16 +144,24 @@ Modem::Pass Modem::activation_failed(ActivationCode code)
         change_state(State::POWER_OFF);
         return {};
     }
-    if (code == ActivationCode::CDC_ECM_BUSY) {
-        LOG.warning("Data context activation failed as CDC-ECM is busy, re-register.");
-        activation_.restart();
-        if (++busy_in_a_row_ >= MAX_BUSY_IN_A_ROW) {
-            give_up_activation();
-            return {};
-        }
-        change_state(State::REGISTERING);
-        return {false, ACTIVATION_PAUSE};
+    return code == ActivationCode::CDC_ECM_BUSY ? data_path_busy() : activation_unsuccessful();
+}
+
+Modem::Pass Modem::data_path_busy()
+{
+    LOG.warning("Data context activation failed as CDC-ECM is busy, re-register.");
+    activation_.restart();
+    if (++busy_in_a_row_ >= MAX_BUSY_IN_A_ROW) {
+        give_up_activation();
+        return {};
     }
+    change_state(State::REGISTERING);
+    return {false, ACTIVATION_PAUSE};
+}
+
+Modem::Pass Modem::activation_unsuccessful()
+{
+    busy_in_a_row_ = 0;
     if (activation_.expired()) {
         LOG.warning("Other context activation failure after ", activation_.count(),
                     " retries, re-registration will be triggered");
@@ -213,6 +224,7 @@ void Modem::connected()
     change_state(State::CONNECTED);
     pdp_wait_.restart();
     resets_ = 0;
+    reconfigurations_ = 0;
     sim_resets_ = 0;
     sim_.clear_errors();
     activation_giveups_ = 0;
@@ -227,11 +239,13 @@ Modem::Pass Modem::step_connected()
     update_registration_status();
     if (!is_registered()) {
         change_state(State::REGISTERING);
+        data_.pb_state(pb::ModemStatus_ModemState_CONNECTING);
         return {};
     }
     // Only an answer counts: an error or a time-out takes no working link down.
     if (variant_->is_pdp_context_active(port_) == ContextState::INACTIVE) {
         LOG.warning("Data context lost, re-register!");
+        publish_state(pb::ModemStatus_ModemState_CONNECTING);     // now: stopping the search takes a while
         static_cast<void>(stop_network_search(DEREGISTRATION_S)); // REGISTERING starts it again either way
         change_state(State::REGISTERING);
         return {};

@@ -1,5 +1,5 @@
 #include "modem/modem.hpp"
-#include "modem/modem_steps.hpp"
+#include "modem/modem_pauses.hpp"
 
 #include <ecu/kova/application.hpp>
 #include <ecu/kova/logging.hpp>
@@ -12,7 +12,6 @@ namespace pb = ecu::kova::pb;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr auto PASS_PAUSE = 1s;
 constexpr auto NO_HARDWARE_PAUSE = 10s;
 constexpr int PORT_LOG_INTERVAL_S = 10; // of the wall clock
 constexpr int SIM_READY_POLLS = 3;
@@ -29,7 +28,6 @@ Modem::Pass Modem::publish_and_rest(pb::ModemStatus_ModemState state, std::chron
 
 Modem::Pass Modem::step_no_hardware()
 {
-    static_assert(Steps::in_order());
     ecu::kova::application_ready();
     return publish_and_rest(pb::ModemStatus_ModemState_DISABLED, NO_HARDWARE_PAUSE);
 }

@@ -1,9 +1,11 @@
 #include "modem/modem.hpp"
 #include "utils/fields.hpp"
+#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
 #include <algorithm>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -41,8 +43,12 @@ void Modem::urc(const AtCommandResponse& response)
 
 bool Modem::process_urc_queue()
 {
-    while (const auto response = urcs_.take()) {
-        dispatch(*response);
+    // What comes meanwhile is the next pass's: a module that never stops reporting holds nobody here.
+    for (const auto& response : urcs_.take_all()) {
+        dispatch(response);
+    }
+    if (std::exchange(sim_inserted_, false)) {
+        sim_.sim_detection(defs::SimDetection::INSERTED); // once, however often the contact bounced
     }
     const bool changed = change_state(evaluate_registration_status());
     if (data_.nw_friendly_mode.updated) {
@@ -79,7 +85,8 @@ void Modem::on_registration(Domain domain, const AtCommandResponse& response)
 {
     const auto update = registration::parse_urc(domain, response.complete_message());
     if (!update) {
-        LOG.warning("Unable to read the registration in '", response.complete_message(), "'");
+        LOG.warning("Unable to read the registration in '", utils::mask_secrets(response.complete_message()),
+                    "'");
         return;
     }
     data_.apply(domain, *update);
@@ -145,10 +152,11 @@ void Modem::on_indicator(const AtCommandResponse& response)
                  data_.service_available ? "Registered on network" : "Not registered on network");
         break;
     case SIM_DETECTION:
-        sim_.sim_detection(static_cast<defs::SimDetection>(value));
+        sim_inserted_ =
+            sim_inserted_ || static_cast<defs::SimDetection>(value) == defs::SimDetection::INSERTED;
         break;
     case SIGNAL_QUALITY:
-        data_.antenna.signal_quality(static_cast<defs::SignalQuality>(value));
+        data_.antenna.signal_quality(defs::signal_quality_of(value));
         LOG.info("Received signal quality indication: ", defs::to_str(data_.antenna.signal_quality()), " (",
                  value, ")");
         break;

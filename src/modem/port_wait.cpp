@@ -19,10 +19,15 @@ void PortWait::start(std::shared_ptr<AtTtyPort> port)
     port_ = port;
     std::promise<void> done;
     done_ = done.get_future();
-    thread_ = std::thread([waited_for = std::move(port), done = std::move(done)]() mutable {
-        waited_for->wait_until_available();
-        done.set_value();
-    });
+    try {
+        thread_ = std::thread([waited_for = std::move(port), done = std::move(done)]() mutable {
+            waited_for->wait_until_available();
+            done.set_value();
+        });
+    } catch (const std::system_error& error) {
+        LOG.error("Unable to start the waiting thread: ",
+                  error.what()); // the passes that wait run out, and reset
+    }
 }
 
 void PortWait::stop_and_join()

@@ -2,6 +2,8 @@
 
 #include <ecu/kova/logging.hpp>
 
+#include <utility>
+
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem.urc");
@@ -14,31 +16,23 @@ void UrcQueue::push(const AtCommandResponse& response)
     {
         const std::lock_guard lock(mutex_);
         queue_.push_back(response);
-        if (queue_.size() > MAX_QUEUED) {
+        bytes_ += response.message.size();
+        while (queue_.size() > MAX_QUEUED || bytes_ > MAX_BYTES) {
+            bytes_ -= queue_.front().message.size();
             queue_.pop_front();
             first_loss = !overflown_;
             overflown_ = true;
         }
     }
     if (first_loss) {
-        LOG.warning("More than ", MAX_QUEUED, " URCs waiting, the oldest are dropped");
+        LOG.warning("Too many URCs are waiting, the oldest are dropped");
     }
 }
 
-std::optional<AtCommandResponse> UrcQueue::take()
+std::deque<AtCommandResponse> UrcQueue::take_all()
 {
     const std::lock_guard lock(mutex_);
-    if (queue_.empty()) {
-        overflown_ = false;
-        return std::nullopt;
-    }
-    std::optional<AtCommandResponse> front(std::move(queue_.front()));
-    queue_.pop_front();
-    return front;
-}
-
-void UrcQueue::clear()
-{
-    const std::lock_guard lock(mutex_);
-    queue_.clear();
+    bytes_ = 0;
+    overflown_ = false;
+    return std::exchange(queue_, {});
 }

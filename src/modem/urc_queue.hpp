@@ -4,7 +4,6 @@
 
 #include <deque>
 #include <mutex>
-#include <optional>
 
 /// Unsolicited result codes on their way from the port thread to the main thread. Any thread; holds its lock
 /// only for one append or one take.
@@ -12,14 +11,17 @@ class UrcQueue {
 public:
     /// A module that floods loses its oldest reports first, with a WARNING; a later report of the same kind
     /// follows.
-    static constexpr std::size_t MAX_QUEUED = 4096;
+    static constexpr std::size_t MAX_QUEUED = 1024;
+    static constexpr std::size_t MAX_BYTES = 256 * 1024;
 
     void push(const AtCommandResponse& response);
-    std::optional<AtCommandResponse> take();
-    void clear();
+    /// All that have come so far, oldest first.
+    std::deque<AtCommandResponse> take_all();
+    void clear() { take_all(); }
 
 private:
     std::mutex mutex_;
     std::deque<AtCommandResponse> queue_; // guarded by mutex_
+    std::size_t bytes_ = 0;               // guarded by mutex_; of the messages queued
     bool overflown_ = false;              // guarded by mutex_; logged once until the queue has been emptied
 };

@@ -52,6 +52,9 @@ defs::SimType SimHandler::type_from_gpio(const std::shared_ptr<GpioCtrl>& gpio) 
 
 bool SimHandler::is_external_simcard_present() const
 {
+    if (variant_ == nullptr) {
+        return false;
+    }
     if (!variant_->has_sim_detection_pin()) {
         return true;
     }
@@ -93,8 +96,7 @@ bool SimHandler::sim_selection(defs::SimType type)
     }
     set_current(type);
     if (!run_selection(type)) {
-        // The record must not say what the module did not do.
-        set_current(defs::SimType::NONE);
+        set_current(defs::SimType::NONE); // the record must not say what the module did not do
         ++error_counter_;
         return false;
     }
@@ -142,7 +144,7 @@ defs::SimType SimHandler::choose(const std::shared_ptr<GpioCtrl>& gpio)
     if (choice == defs::SimType::INTERNAL) {
         forced_internal_ = false;
     }
-    return defs::SimType::INTERNAL;
+    return defs::SimType::INTERNAL; // never a disabled one: see switch_to
 }
 
 bool SimHandler::handle_sim_change(const std::shared_ptr<GpioCtrl>& gpio)
@@ -165,7 +167,9 @@ bool SimHandler::switch_to(defs::SimType chosen)
     set_current(chosen);
     sim_ready_ = false;
     bool switched = sim_selection(chosen);
-    if (current_type_ == defs::SimType::EXTERNAL && !is_external_simcard_present()) {
+    // Without an internal SIM to fall back to, the holder stays selected: a card may yet be inserted.
+    const bool may_fall_back = !is_disabled(defs::SimType::INTERNAL);
+    if (current_type_ == defs::SimType::EXTERNAL && may_fall_back && !is_external_simcard_present()) {
         LOG.notice(defs::to_str(defs::SimType::EXTERNAL), " but no SIM card inserted, force ",
                    defs::to_str(defs::SimType::INTERNAL));
         set_current(defs::SimType::INTERNAL);

@@ -57,7 +57,8 @@ public:
     void clear_errors() { error_counter_ = 0; }
 
 private:
-    enum class PinState { READY, PIN, PUK, OTHER };
+    enum class PinState { READY, PIN, PUK, OTHER_CODE, UNREADABLE };
+    enum class PinEntry { ALLOWED, LOCKED, FAILED };
 
     defs::SimType choose(const std::shared_ptr<GpioCtrl>& gpio);
     defs::SimType replace_disabled(defs::SimType detected);
@@ -68,9 +69,10 @@ private:
     bool query_and_unlock();
     void handle_cpin_failure(const AtError& error);
     bool handle_pin_request();
-    bool may_enter_pin(bool& locked);
+    PinEntry may_enter_pin();
     void enter_pin();
     void set_locked();
+    void log_once(const std::string& text);
     void set_ready();
     void read_identity();
     void publish_lock(bool locked);
@@ -89,5 +91,5 @@ private:
     int error_counter_ = 0;
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once
-    bool lock_logged_ = false;       // likewise
+    std::string last_lock_text_;     // likewise
 };

@@ -4,7 +4,6 @@
 
 #include <ecu/kova/logging.hpp>
 
-#include <cctype>
 #include <cstdio>
 
 using namespace std::chrono_literals;
@@ -18,28 +17,8 @@ constexpr const char* PIN_LOCKED_TOPIC = "rt/system/status_ext_sim_card_pin_lock
 constexpr int LAST_PIN_ATTEMPT = 1; // left to a person: the configured PIN may be wrong
 constexpr int IDENTITY_TRIES = 3;   // a card is busy for a moment after its PIN
 constexpr auto IDENTITY_PAUSE = 1s;
-constexpr std::size_t MAX_IDENTITY = 22; // ICCID: 20 digits and room; IMSI: 15 (ITU-T E.118, E.212)
-
-/// The digits of "+CCID: 8949...", "\"8949...\"" or a bare number; the pad nibble F of an ICCID may end it.
-std::string identity_of(const AtCommandResponse& response, const std::string& prefix)
-{
-    std::string digits;
-    for (const char c : response.payload(prefix)) {
-        const bool part = std::isxdigit(static_cast<unsigned char>(c)) != 0;
-        if (part && digits.size() < MAX_IDENTITY) {
-            digits += c;
-        } else if (!digits.empty()) {
-            break;
-        }
-    }
-    return digits;
-}
-
-bool contains(const AtError& error, const char* text)
-{
-    return error.final_response.find(text) != std::string::npos ||
-           error.message.find(text) != std::string::npos;
-}
+constexpr std::size_t MIN_ICCID_LENGTH = 18; // ITU-T E.118: 19 or 20 digits, fewer on old cards
+constexpr std::size_t MIN_IMSI_LENGTH = 10;  // ITU-T E.212: 15 digits at most
 
 } // namespace
 
@@ -70,6 +49,10 @@ bool SimHandler::query_and_unlock()
     switch (pin_state(text)) {
     case PinState::READY:
         LOG.info("Pin is ready, set sim ready.");
+        // Only the external SIM's errors are forgiven here; those of the soldered one point at the board.
+        if (current_type_ == defs::SimType::EXTERNAL) {
+            error_counter_ = 0;
+        }
         set_ready();
         return false;
     case PinState::PIN:
@@ -77,12 +60,25 @@ bool SimHandler::query_and_unlock()
     case PinState::PUK:
         set_locked();
         return true;
-    case PinState::OTHER:
+    case PinState::OTHER_CODE:
+        log_once("SIM asks for '" + utils::mask_secrets(text) + "', which no PIN of ours is");
+        return false;
+    case PinState::UNREADABLE:
         break;
     }
     ++error_counter_;
-    LOG.notice("SIM is in state '", text, "', which no PIN of ours opens. Error counter: ", error_counter_);
+    LOG.notice("Unable to read the PIN state in '", utils::mask_secrets(text),
+               "'. Error counter: ", error_counter_);
     return false;
+}
+
+/// A lasting condition that waits for a person is told once, not at every poll.
+void SimHandler::log_once(const std::string& text)
+{
+    if (text != last_lock_text_) {
+        LOG.warning(text);
+        last_lock_text_ = text;
+    }
 }
 
 SimHandler::PinState SimHandler::pin_state(const std::string& answer)
@@ -91,25 +87,26 @@ SimHandler::PinState SimHandler::pin_state(const std::string& answer)
     if (has("READY")) {
         return PinState::READY;
     }
-    if (has("SIM PIN2") || has("PH-SIM PIN")) {
-        return PinState::OTHER; // other codes than the card's PIN (3GPP TS 27.007, 8.3)
+    // Codes other than the card's own PIN and PUK (3GPP TS 27.007, 8.3)
+    if (has("PIN2") || has("PUK2") || has("PH-")) {
+        return PinState::OTHER_CODE;
     }
     if (has("SIM PIN")) {
         return PinState::PIN;
     }
-    return has("SIM PUK") && !has("SIM PUK2") ? PinState::PUK : PinState::OTHER;
+    return has("SIM PUK") ? PinState::PUK : PinState::UNREADABLE;
 }
 
 void SimHandler::handle_cpin_failure(const AtError& error)
 {
     LOG.notice("Unable to execute: '+CPIN?' (pin enter status) ", to_log_text(error));
     sim_ready_ = false;
-    if (error.code == AtErrorCode::Timeout) {
+    if (error.code == AtErrorCode::Timeout || error.code == AtErrorCode::PortClosed) {
         LOG.notice("+CPIN? timeout. AtPort seem to have disappeared");
         return;
     }
     ++error_counter_;
-    if (contains(error, "SIM not inserted")) {
+    if (error.says("SIM not inserted")) {
         LOG.notice("Pin returned: No SIM. Error counter: ", error_counter_);
         auto& record = data_->sim.of(current_type_);
         record.iccid.clear(); // the card they belonged to is gone
@@ -125,20 +122,26 @@ void SimHandler::handle_cpin_failure(const AtError& error)
 bool SimHandler::handle_pin_request()
 {
     LOG.info("Pin not ready, try unlocking.");
-    bool locked = false;
-    if (may_enter_pin(locked)) {
+    switch (may_enter_pin()) {
+    case PinEntry::ALLOWED:
         enter_pin();
+        return false;
+    case PinEntry::LOCKED:
+        set_locked();
+        return true;
+    case PinEntry::FAILED:
+        break;
     }
-    return locked;
+    return false;
 }
 
-bool SimHandler::may_enter_pin(bool& locked)
+SimHandler::PinEntry SimHandler::may_enter_pin()
 {
     const auto answer = port_->execute(AtCommand("+UPINCNT"));
     if (!answer.is_ok()) {
         LOG.error("Unable to retrieve PIN count: ", to_log_text(answer.unwrapErr()));
         ++error_counter_;
-        return false;
+        return PinEntry::FAILED;
     }
     // +UPINCNT: <PIN>,<PIN2>,<PUK>,<PUK2>, attempts left
     int pin = -1;
@@ -152,20 +155,17 @@ bool SimHandler::may_enter_pin(bool& locked)
         pin < 0) {
         LOG.error("unable to extract pin count from +UPINCNT result");
         ++error_counter_;
-        return false;
+        return PinEntry::FAILED;
     }
     LOG.info("PINCNT: pin: ", pin, " pin2: ", pin2, " puk: ", puk, " puk2: ", puk2);
     if (pin <= LAST_PIN_ATTEMPT) {
-        set_locked();
-        locked = true;
-        return false;
+        return PinEntry::LOCKED;
     }
     if (data_->external_sim.pin.empty()) {
-        LOG.error("SIM asks for a PIN, but none is configured (sim.external.pin)");
-        ++error_counter_;
-        return false;
+        log_once("SIM asks for a PIN, but none is configured (sim.external.pin)");
+        return PinEntry::FAILED;
     }
-    return true;
+    return PinEntry::ALLOWED;
 }
 
 void SimHandler::enter_pin()
@@ -183,21 +183,14 @@ void SimHandler::enter_pin()
 
 void SimHandler::set_locked()
 {
-    if (!lock_logged_) {
-        LOG.warning(defs::to_str(current_type_), " SIM card was lock with wrong PIN");
-        lock_logged_ = true;
-    }
+    log_once(std::string(defs::to_str(current_type_)) + " SIM card was lock with wrong PIN");
     data_->pb_state(ecu::kova::pb::ModemStatus_ModemState_LOCKED);
 }
 
 void SimHandler::set_ready()
 {
-    // Only the external SIM's errors are forgiven here; those of the soldered one point at the board.
-    if (current_type_ == defs::SimType::EXTERNAL) {
-        error_counter_ = 0;
-    }
     sim_ready_ = true;
-    lock_logged_ = false;
+    last_lock_text_.clear();
     read_identity();
 }
 
@@ -209,8 +202,10 @@ void SimHandler::read_identity()
     for (int attempt = 1; attempt <= IDENTITY_TRIES; ++attempt) {
         const auto ccid = port_->execute(AtCommand("+CCID"));
         const auto cimi = port_->execute(AtCommand("+CIMI"));
-        record.iccid = ccid.is_ok() ? identity_of(ccid.unwrap(), "+CCID") : "";
-        record.imsi = cimi.is_ok() ? identity_of(cimi.unwrap(), "+CIMI") : "";
+        record.iccid =
+            ccid.is_ok() ? utils::last_number(ccid.unwrap().complete_message(), MIN_ICCID_LENGTH) : "";
+        record.imsi =
+            cimi.is_ok() ? utils::last_number(cimi.unwrap().complete_message(), MIN_IMSI_LENGTH) : "";
         if (!record.iccid.empty() && !record.imsi.empty()) {
             break;
         }

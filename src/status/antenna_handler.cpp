@@ -1,10 +1,12 @@
 #include "status/antenna_handler.hpp"
 
 #include "utils/publish.hpp"
+#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
 #include <limits>
+#include <system_error>
 
 namespace {
 
@@ -51,7 +53,14 @@ void AntennaHandler::start()
         }
         running_ = true;
     }
-    thread_ = std::thread([this] { run(); });
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error& error) {
+        LOG.error("Unable to start the antenna thread: ", error.what()); // tried again with the next start
+        const std::lock_guard lock(mutex_);
+        running_ = false;
+        return;
+    }
     LOG.info("AntennaHandler has been started.");
 }
 
@@ -128,11 +137,12 @@ void AntennaHandler::update()
 void AntennaHandler::publish_rssi_on_change()
 {
     const int rssi = data_->antenna.rssi();
-    if (rssi == last_rssi_) {
+    if (rssi == last_rssi_ || rssi < 0) { // the latter: not measured yet
         return;
     }
-    last_rssi_ = rssi;
-    utils::publish_rt_data_raw(client_, RSSI_TOPIC, {static_cast<unsigned char>(rssi)});
+    if (utils::publish_rt_data_raw(client_, RSSI_TOPIC, {static_cast<unsigned char>(rssi)})) {
+        last_rssi_ = rssi;
+    }
 }
 
 bool AntennaHandler::check_due() const
@@ -148,7 +158,9 @@ std::optional<int> AntennaHandler::measure_impedance()
     const auto answer = port_->execute(AtCommand("+UANTR=0"), "%d,%d", &antenna, &impedance);
     if (!answer.is_ok() || impedance == NOT_READ) {
         LOG.error("Unable to execute antenna dectection +UANTR=0, response: '",
-                  answer.is_ok() ? answer.unwrap().value : to_log_text(answer.unwrapErr()), "'");
+                  answer.is_ok() ? utils::mask_secrets(answer.unwrap().value)
+                                 : to_log_text(answer.unwrapErr()),
+                  "'");
         return std::nullopt;
     }
     LOG.debug("Impedance from celld: ", impedance);
@@ -169,9 +181,10 @@ void AntennaHandler::diagnose(int impedance)
 void AntennaHandler::report(bool open_circuit, bool short_to_ground)
 {
     LOG.notice("Send antenna status...");
-    utils::publish_rt_data_raw(client_, OPEN_CIRCUIT_TOPIC, {byte_of(open_circuit)});
-    utils::publish_rt_data_raw(client_, SHORT_TO_GROUND_TOPIC, {byte_of(short_to_ground)});
+    const bool open_told = utils::publish_rt_data_raw(client_, OPEN_CIRCUIT_TOPIC, {byte_of(open_circuit)});
+    const bool short_told =
+        utils::publish_rt_data_raw(client_, SHORT_TO_GROUND_TOPIC, {byte_of(short_to_ground)});
     open_circuit_ = open_circuit;
     short_to_ground_ = short_to_ground;
-    first_report_ = false;
+    first_report_ = !open_told || !short_told; // what the bus has not heard is reported again
 }

@@ -84,26 +84,37 @@ bool StatusHandler::status_due(bool publish_now) const
 
 void StatusHandler::publish_hardware_once()
 {
-    if (hardware_published_ || data_->module.imei.empty()) {
+    if (data_->module.imei.empty()) {
         return;
     }
-    utils::publish_rt_data_string(client_, "rt/system/modem_imei", "imei", data_->module.imei);
-    utils::publish_protobuf(client_, status_messages::hardware(*data_), "system/modem/hardware", RETAINED);
-    hardware_published_ = true;
+    // A signal is not kept by the bus: one that it did not take is published again.
+    if (!imei_published_) {
+        imei_published_ =
+            utils::publish_rt_data_string(client_, "rt/system/modem_imei", "imei", data_->module.imei);
+    }
+    if (!hardware_published_) {
+        utils::publish_protobuf(client_, status_messages::hardware(*data_), "system/modem/hardware",
+                                RETAINED);
+        hardware_published_ = true;
+    }
 }
 
 void StatusHandler::publish_sim_on_change()
 {
     const auto& sim = data_->sim;
-    if (sim.internal == published_sim_.internal && sim.external == published_sim_.external &&
-        sim.active == published_sim_.active) {
-        return;
+    if (sim.internal != published_sim_.internal || sim.external != published_sim_.external ||
+        sim.active != published_sim_.active) {
+        utils::publish_protobuf(client_, status_messages::sim_information(*data_), "system/modem/sim",
+                                RETAINED);
+        published_sim_ = {sim.internal, sim.external, sim.active};
+        iccid_published_ = false;
     }
-    const bool external = sim.active == defs::SimType::EXTERNAL;
-    utils::publish_protobuf(client_, status_messages::sim_information(*data_), "system/modem/sim", RETAINED);
-    utils::publish_rt_data_string(client_, external ? "rt/system/ext_sim_iccid" : "rt/system/sim_iccid",
-                                  "iccid", sim.of(sim.active).iccid);
-    published_sim_ = {sim.internal, sim.external, sim.active};
+    if (!iccid_published_) {
+        const bool external = sim.active == defs::SimType::EXTERNAL;
+        iccid_published_ = utils::publish_rt_data_string(
+            client_, external ? "rt/system/ext_sim_iccid" : "rt/system/sim_iccid", "iccid",
+            sim.of(sim.active).iccid);
+    }
 }
 
 StatusHandler::RegistrationCopy StatusHandler::registration_now() const

@@ -89,6 +89,8 @@ private:
     ecu::kova::pb::ModemStatus_ModemResetReason published_reason_ =
         ecu::kova::pb::ModemStatus_ModemResetReason_NONE;
     bool hardware_published_ = false;
+    bool imei_published_ = false;
+    bool iccid_published_ = true; // there is none yet
     SimCopy published_sim_;
     std::optional<RegistrationCopy> published_registration_;
 };

@@ -3,6 +3,7 @@
 #include <ecu/kova/logging.hpp>
 
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -58,7 +59,13 @@ bool Timer::launch(std::function<void()> callback, unsigned int seconds)
         return false;
     }
     active_ = true;
-    thread_ = std::thread([this, seconds, call = std::move(callback)] { executing(seconds, call); });
+    try {
+        thread_ = std::thread([this, seconds, call = std::move(callback)] { executing(seconds, call); });
+    } catch (const std::system_error& error) {
+        active_ = false;
+        timer_log.error("Unable to start the timer's thread: ", error.what());
+        return false;
+    }
     return true;
 }
 

@@ -68,6 +68,9 @@ std::vector<Field> split_fields(std::string_view text)
 std::vector<std::string> pieces_of(const std::string& message, const std::string& prefix)
 {
     std::vector<std::string> pieces;
+    if (prefix.empty()) {
+        return pieces;
+    }
     const std::string start = prefix + ":";
     std::size_t pos = message.find(start);
     while (pos != std::string::npos) {

@@ -57,7 +57,9 @@ int FrameCodec::check_header(const Message& message, std::size_t& body_length)
         return 1;
     }
     pb::XRTHeader header;
-    if (!header.ParseFromArray(payload.data(), static_cast<int>(XRT_HEADER_LENGTH))) {
+    // Parsed partially and checked here: a missing field would otherwise be told on standard error as well.
+    if (!header.ParsePartialFromArray(payload.data(), static_cast<int>(XRT_HEADER_LENGTH)) ||
+        !header.IsInitialized()) {
         LOG.error("Unable to decode the header.");
         return 2;
     }

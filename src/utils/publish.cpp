@@ -26,12 +26,16 @@ bool publish_signal(ITransportClient& client, SignalGroup group, const std::stri
         LOG.error("Failed to pack signal group");
         return false;
     }
-    return client.publish(group.topic(), packed.value());
+    if (!client.publish(group.topic(), packed.value())) {
+        LOG.info("The bus did not take ", group.topic());
+        return false;
+    }
+    return true;
 }
 
 } // namespace
 
-bool publish_rt_data_raw(std::shared_ptr<ITransportClient> client, const std::string& topic,
+bool publish_rt_data_raw(const std::shared_ptr<ITransportClient>& client, const std::string& topic,
                          const std::vector<unsigned char>& data)
 {
     if (client == nullptr) {
@@ -42,14 +46,15 @@ bool publish_rt_data_raw(std::shared_ptr<ITransportClient> client, const std::st
     return publish_signal(*client, std::move(group), name, data);
 }
 
-void publish_rt_data_string(std::shared_ptr<ITransportClient> client, const std::string& topic,
+bool publish_rt_data_string(const std::shared_ptr<ITransportClient>& client, const std::string& topic,
                             const std::string& signal_name, std::string value)
 {
-    if (value.empty() || client == nullptr) {
-        return;
+    if (value.empty()) {
+        return true;
     }
-    publish_signal(*client, SignalAdapter::instance().create_sg(topic), signal_name,
-                   std::vector<unsigned char>(value.begin(), value.end()));
+    return client != nullptr &&
+           publish_signal(*client, SignalAdapter::instance().create_sg(topic), signal_name,
+                          std::vector<unsigned char>(value.begin(), value.end()));
 }
 
 SubscriptionWrapper::SubscriptionWrapper(ecu::kova::com::ISubscriptionObserver* target) : target_(target) {}

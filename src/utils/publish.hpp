@@ -16,12 +16,12 @@ namespace utils {
 
 /// Publishes `data` as the one signal of the topic's group, named as the platform names it. True when the
 /// message was handed to the client; false also without a client.
-bool publish_rt_data_raw(std::shared_ptr<ecu::kova::com::ITransportClient> client, const std::string& topic,
-                         const std::vector<unsigned char>& data);
+bool publish_rt_data_raw(const std::shared_ptr<ecu::kova::com::ITransportClient>& client,
+                         const std::string& topic, const std::vector<unsigned char>& data);
 
 /// Publishes the characters of `value`, without a terminating zero, as signal `signal_name`. An empty value
-/// publishes nothing.
-void publish_rt_data_string(std::shared_ptr<ecu::kova::com::ITransportClient> client,
+/// publishes/// nothing. False when there was something to publish and the client did not take it.
+bool publish_rt_data_string(const std::shared_ptr<ecu::kova::com::ITransportClient>& client,
                             const std::string& topic, const std::string& signal_name, std::string value);
 
 /// Frames `message` with protocol type 1 and publishes it; `flag` is the delivery flag (MQTT retain).

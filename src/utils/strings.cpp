@@ -162,6 +162,23 @@ std::map<int, bool> extract_cid_from_cgact(const std::string& response)
     return contexts;
 }
 
+std::string last_number(std::string_view text, std::size_t shortest)
+{
+    std::string found;
+    std::string run;
+    for (const char c : std::string(text) + ' ') {
+        if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
+            run += c;
+            continue;
+        }
+        if (run.size() >= shortest) {
+            found = c == 'F' || c == 'f' ? run + c : run;
+        }
+        run.clear();
+    }
+    return found;
+}
+
 std::string mask_secrets(std::string_view text)
 {
     std::string masked(text);

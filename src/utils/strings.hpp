@@ -27,6 +27,10 @@ std::set<std::string> split_as(const std::string& text, char separator);
 /// TS 27.007, 10.1.10), joined or not. Pieces that are no such pair are skipped.
 std::map<int, bool> extract_cid_from_cgact(const std::string& response);
 
+/// The last run of at least `shortest` digits; an ICCID's pad nibble F may end it. Empty when there is none.
+/// Passes over an echoed command, or the rest of another answer, in front.
+std::string last_number(std::string_view text, std::size_t shortest);
+
 /// A copy in which the PIN of "+CPIN=" and the passwords of "+UAUTHREQ=" and "+UCGDFLT=" are "***".
 std::string mask_secrets(std::string_view text);
 

@@ -11,12 +11,12 @@ constexpr auto POWER_OFF_TIMEOUT = 40s; // +CPWROFF: the network detach included
 
 } // namespace
 
-ModemVariant::ModemVariant(int dialect, int context_id, const ecu::kova::logging::Module& log, Clock& clock)
-    : dialect_(dialect), context_id_(context_id), log_(log), clock_(clock)
+ModemVariant::ModemVariant(int context_id, const ecu::kova::logging::Module& log, Clock& clock)
+    : context_id_(context_id), log_(log), clock_(clock)
 {
 }
 
-void ModemVariant::power_on(std::shared_ptr<GpioCtrl> gpio)
+void ModemVariant::power_on(const std::shared_ptr<GpioCtrl>& gpio)
 {
     gpio->pwron(GpioCtrl::PinValue::LOW);
     gpio->reset(GpioCtrl::PinValue::LOW);
@@ -59,14 +59,10 @@ ActivationCode ModemVariant::activate_with(const Port& port, const AtCommand& co
         return ActivationCode::ACTIVATED;
     }
     const AtError& error = answer.unwrapErr();
-    const auto says = [&error](const char* text) {
-        return error.final_response.find(text) != std::string::npos ||
-               error.message.find(text) != std::string::npos;
-    };
-    if (says("Service not subscribed")) {
+    if (error.says("Service not subscribed")) {
         return ActivationCode::NOT_SUBSCRIBED;
     }
-    if (knows_cdc_ecm && says("CDC-ECM is busy")) {
+    if (knows_cdc_ecm && error.says("CDC-ECM is busy")) {
         return ActivationCode::CDC_ECM_BUSY;
     }
     log().error("Context activation failed with: ", to_log_text(error));

@@ -49,7 +49,7 @@ public:
     using Commands = std::vector<AtCommand>;
 
     /// Supply on, then the power-on line; both families. Does not wait for the module to come up.
-    static void power_on(std::shared_ptr<GpioCtrl> gpio);
+    static void power_on(const std::shared_ptr<GpioCtrl>& gpio);
 
     virtual ~ModemVariant() = default;
 
@@ -83,7 +83,7 @@ public:
     virtual bool sim_selection_restarts_module() const { return false; }
 
 protected:
-    ModemVariant(int dialect, int context_id, const ecu::kova::logging::Module& log, Clock& clock);
+    ModemVariant(int context_id, const ecu::kova::logging::Module& log, Clock& clock);
 
     int context_id() const { return context_id_; }
     Clock& clock() const { return clock_; }
@@ -97,7 +97,6 @@ protected:
     void ask_module_to_power_off(const Port& port) const;
 
 private:
-    int dialect_; // SARA 1, TOBY 0
     int context_id_;
     const ecu::kova::logging::Module& log_;
     Clock& clock_;

@@ -1,5 +1,7 @@
 #include "variant/sara_modem.hpp"
 
+#include "utils/strings.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -19,7 +21,7 @@ constexpr auto PWRON_PAUSE = 2s; // the line high before the supply goes
 
 } // namespace
 
-SaraModem::SaraModem(Clock& clock) : ModemVariant(1, 1, LOG, clock) {}
+SaraModem::SaraModem(Clock& clock) : ModemVariant(1, LOG, clock) {}
 
 ModemVariant::Commands SaraModem::sim_selection_sequence(defs::SimType type) const
 {
@@ -74,11 +76,16 @@ BackoffReport SaraModem::check_backoff_timer(Port port, unsigned short interval_
     // modes
     int mode = 0;
     int urc = 0;
-    std::array<int, 4> timers{};
+    std::array<int, 4> timers{-1, -1, -1, -1};
     const auto answer = port->execute(AtCommand("+UNFM?"), "%d,%d,%d,%d,%d,%d", &mode, &urc, &timers[0],
                                       &timers[1], &timers[2], &timers[3]);
     if (!answer.is_ok()) {
         LOG.error("Unable to get Network Friendly Mode status with : ", to_log_text(answer.unwrapErr()));
+        return {false, 0, true};
+    }
+    if (timers[0] < 0) {
+        LOG.error("Unable to get Network Friendly Mode status with : no timers in '",
+                  utils::mask_secrets(answer.unwrap().value), "'");
         return {false, 0, true};
     }
     const int longest = std::clamp(*std::max_element(timers.begin(), timers.end()), 0, 0xffff);

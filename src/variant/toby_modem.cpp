@@ -30,7 +30,7 @@ std::string quoted(const std::string& text)
 TobyModem::TobyModem(Clock& clock) : TobyModem(EthernetSettings{}, clock) {}
 
 TobyModem::TobyModem(EthernetSettings ethernet, Clock& clock)
-    : ModemVariant(0, 1, LOG, clock), ethernet_(std::move(ethernet))
+    : ModemVariant(1, LOG, clock), ethernet_(std::move(ethernet))
 {
 }
 

@@ -170,7 +170,7 @@ void ScriptedPort::urc(const std::string& line)
 void ScriptedPort::present(bool there)
 {
     present_ = there;
-    running_ = running_ && there;
+    running_ = running_.load() && there;
 }
 
 std::size_t ScriptedPort::count(const std::string& command) const

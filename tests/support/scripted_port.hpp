@@ -3,7 +3,7 @@
 #include "at/at_tty_port.hpp"
 #include "support/manual_clock.hpp"
 
-#include <deque>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <string>
@@ -68,7 +68,7 @@ private:
     std::map<std::string, std::function<void()>> actions_;
     std::vector<std::string> sent_;
     IPortObserver* observer_ = nullptr;
-    bool present_ = true;
-    bool running_ = false;
+    std::atomic<bool> present_{true}; // asked by the waiting thread too
+    std::atomic<bool> running_{false};
     int timeouts_ = 0;
 };

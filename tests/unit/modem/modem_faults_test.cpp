@@ -8,6 +8,11 @@ namespace {
 
 class Faults : public ModemFixture {};
 
+class TobyFaults : public ModemFixture {
+protected:
+    TobyFaults() : ModemFixture(ScriptedPort::Family::TOBY) {}
+};
+
 } // namespace
 
 TEST_F(Faults, APortThatWentAwayIsOpenedAnewWithoutAReset)
@@ -92,6 +97,41 @@ TEST_F(Faults, AConnectionForgivesEarlierResets)
         run_until(State::CONNECTED);
     }
     EXPECT_EQ(log.count("Reset counter: 1/10"), 12U);
+}
+
+TEST_F(Faults, ABouncingSimContactHoldsNobody)
+{
+    run_until(State::WAITING_FOR_SIM);
+    module.is_silent("+CPIN?");
+    module.on("+CPIN?", [this] { module.urc("+CIEV: 12,1"); }); // another one for every question
+    module.forget();
+    modem().process_urc_queue();
+    for (int i = 0; i < 100; ++i) {
+        module.urc("+CIEV: 12,1");
+    }
+    module.forget();
+    step();
+    EXPECT_LE(module.count("+CPIN?"), 2U); // one for the contact, one for the state
+}
+
+TEST_F(TobyFaults, WithoutASimItIsResetAndReportedInsteadOfGoingRound)
+{
+    module.fails("+CPIN?", "+CME ERROR: SIM not inserted");
+    run_for(20min);
+    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_SIM_ERROR);
+    EXPECT_EQ(log.count("Reset counter"), 4U);
+    EXPECT_EQ(log.count("not allowed!"), 0U);
+    EXPECT_EQ(state(), State::DTC_HW_ERROR);
+    bus::settle(5s);
+    EXPECT_EQ(bus::count("rt/system/status_modem_module_error"), 1U);
+}
+
+TEST_F(Faults, AModuleThatForgetsItsSettingsIsTakenAsItIs)
+{
+    module.answers("+URAT?", "+URAT: 1"); // and never anything else
+    run_until(State::CONNECTED);
+    EXPECT_EQ(log.count("Reset counter"), 3U);
+    EXPECT_EQ(log.count("The module does not keep its settings"), 1U);
 }
 
 TEST_F(Faults, GarbageReportsChangeNothing)

@@ -185,6 +185,7 @@ TEST_F(SaraStart, InitAndConnectEndAtTheirStates)
 {
     modem().run(Action::INIT);
     EXPECT_EQ(state(), State::INITIALIZED);
+    EXPECT_EQ(published().state(), pb::ModemStatus_ModemState_ENABLED); // it is on, and left so
     modem().run(Action::CONNECT);
     EXPECT_EQ(state(), State::CONNECTED);
     EXPECT_EQ(log.count("No BE connection"), 0U);

@@ -109,7 +109,8 @@ TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
         port->answers("+CPIN?", state);
         EXPECT_FALSE(handler.sim_ready()) << state;
     }
-    EXPECT_TRUE(locked_on_bus()); // by the PUK
+    EXPECT_TRUE(locked_on_bus());          // by the PUK
+    EXPECT_EQ(handler.error_counter(), 1); // what waits for a person is no fault of the card
     EXPECT_EQ(port->count("+CPIN=\"1234\""), 0U);
     EXPECT_EQ(port->count("+CPIN=\"\""), 0U);
     EXPECT_EQ(data.pb_state(), ecu::kova::pb::ModemStatus_ModemState_LOCKED);
@@ -175,6 +176,31 @@ TEST_F(Sim, FollowsTheInputThroughFallBackAndDisabledCards)
     port->forget();
     EXPECT_FALSE(handler.sim_selection(SimType::EXTERNAL));
     EXPECT_TRUE(port->sent().empty());
+}
+
+TEST_F(Sim, StaysWithAnEmptyHolderWhereThereIsNoInternalSim)
+{
+    data.internal_sim.state = defs::SimState::DISABLE;
+    port->answers("+UGPIOR=42", "+UGPIOR: 42,0");
+    board->lock = false;
+    EXPECT_TRUE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(handler.current_type(), SimType::EXTERNAL);
+    port->answers("+CPIN?", "+CPIN: READY"); // a card is inserted
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(data.sim.active, SimType::EXTERNAL);
+    EXPECT_NE(data.sim.external.iccid, "");
+    EXPECT_EQ(data.sim.internal.iccid, "");
+}
+
+TEST_F(Sim, ReadsAnIdentityBehindAnEcho)
+{
+    select(SimType::INTERNAL);
+    port->answers("+CPIN?", "+CPIN: READY");
+    port->answers("+CCID", "AT+CCID\r+CCID: 894901001000000001F");
+    port->answers("+CIMI", "AT+CIMI\r001010000000001");
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(data.sim.internal.iccid, "894901001000000001F");
+    EXPECT_EQ(data.sim.internal.imsi, "001010000000001");
 }
 
 TEST_F(Sim, AFailedSelectionSelectsNothingAndIsTriedAgain)

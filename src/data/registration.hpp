@@ -19,6 +19,7 @@ constexpr int UNKNOWN = 4;
 constexpr int ROAMING = 5;
 constexpr int SMS_ONLY_HOME = 6;
 constexpr int SMS_ONLY_ROAMING = 7;
+constexpr int EMERGENCY = 8;
 constexpr int CSFB_NOT_PREFERRED_HOME = 9;
 constexpr int CSFB_NOT_PREFERRED_ROAMING = 10;
 } // namespace stat

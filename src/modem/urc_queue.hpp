@@ -12,7 +12,7 @@ public:
     /// A module that floods loses its oldest reports first, with a WARNING; a later report of the same kind
     /// follows.
     static constexpr std::size_t MAX_QUEUED = 1024;
-    static constexpr std::size_t MAX_BYTES = 256 * 1024;
+    static constexpr std::size_t MAX_BYTES = 256UL * 1024UL;
 
     void push(const AtCommandResponse& response);
     /// All that have come so far, oldest first.

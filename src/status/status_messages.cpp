@@ -21,6 +21,13 @@ void fill_sim(const ModemData::Sim& sim, pb::ModemSim& message)
     message.set_imsi(utils::to_valid_utf8(sim.imsi));
 }
 
+/// Whether a cell is being used: what the record keeps of the last one beyond that is not told as fresh.
+bool on_a_network(const ModemData& data)
+{
+    const int status = data.nw_reg.deciding_status();
+    return registration::is_registered(status) || status == registration::stat::EMERGENCY;
+}
+
 /// A field is absent while unknown.
 void fill_location(const ModemData::LocationData& location, pb::ModemLocation& message)
 {
@@ -80,10 +87,11 @@ pb::ModemRegistration registration(const ModemData& data)
     if (pb::ModemRegistration_ExtPSRegStatus_IsValid(data.nw_reg.ureg)) {
         message.set_ext_ps_reg_status(static_cast<pb::ModemRegistration_ExtPSRegStatus>(data.nw_reg.ureg));
     }
+    const bool known =
+        on_a_network(data) && pb::ModemRegistration_RadioAccessTechnology_IsValid(data.nw_reg.rat);
     message.set_radio_access_technology(
-        pb::ModemRegistration_RadioAccessTechnology_IsValid(data.nw_reg.rat)
-            ? static_cast<pb::ModemRegistration_RadioAccessTechnology>(data.nw_reg.rat)
-            : pb::ModemRegistration_RadioAccessTechnology_INVALID);
+        known ? static_cast<pb::ModemRegistration_RadioAccessTechnology>(data.nw_reg.rat)
+              : pb::ModemRegistration_RadioAccessTechnology_INVALID);
     return message;
 }
 
@@ -95,7 +103,8 @@ pb::ModemStatus status(const ModemData& data)
     message.set_operator_id(utils::to_valid_utf8(data.operator_data.id));
     message.set_operator_name(utils::to_valid_utf8(data.operator_data.name));
     message.set_sim_operator_name(utils::to_valid_utf8(data.operator_data.sim_n));
-    fill_location(data.location, *message.mutable_location());
+    fill_location(on_a_network(data) ? data.location : ModemData::LocationData{},
+                  *message.mutable_location());
     if (data.time.nw_utc != 0) {
         message.set_network_time_utc_us(data.time.nw_utc);
         message.set_network_time_stamp_ns(data.time.ts_ns);

@@ -1,38 +1,15 @@
+#include "publishing_fixture.hpp"
 #include "status/antenna_handler.hpp"
-#include "support/log_capture.hpp"
-#include "support/manual_clock.hpp"
-#include "support/scripted_port.hpp"
-
-#include <ecu/kova/com/in_process_bus.hpp>
-#include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
-namespace bus = ecu::kova::com::in_process;
 
 namespace {
 
 constexpr const char* OPEN = "rt/system/status_cellular_antenna_open_circuit";
 
-class Antenna : public ::testing::Test {
+class Antenna : public PublishingFixture {
 protected:
-    Antenna()
-    {
-        bus::reset();
-        static_cast<void>(port->start());
-    }
-    std::size_t published(const char* topic)
-    {
-        bus::settle(5s);
-        return bus::count(topic);
-    }
-
-    LogCapture log;
-    ManualClock clock;
-    std::shared_ptr<ScriptedPort> port = std::make_shared<ScriptedPort>(clock, ScriptedPort::Family::SARA);
-    ModemData data;
-    AntennaHandler handler{
-        port,        &data,     ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS),
-        {10, 10, 3}, {100, 10}, clock};
+    AntennaHandler handler{port, &data, client, {10, 10, 3}, {100, 10}, clock};
 };
 
 } // namespace
@@ -71,6 +48,16 @@ TEST_F(Antenna, CallsZeroAndBelowTheMinimumAShort)
     handler.update();
     EXPECT_EQ(log.count("Unable to execute antenna dectection +UANTR=0, response: '"), 1U);
     EXPECT_EQ(published(OPEN), 1U); // no diagnosis without a measurement
+}
+
+TEST_F(Antenna, ReportsAgainWhatTheBusHasNotHeard)
+{
+    bus::set_outage(true);
+    handler.update();
+    bus::set_outage(false);
+    handler.update();
+    EXPECT_EQ(published(OPEN), 1U);
+    EXPECT_EQ(published("rt/system/modem_rssi"), 1U);
 }
 
 TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)

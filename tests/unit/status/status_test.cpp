@@ -1,40 +1,18 @@
+#include "publishing_fixture.hpp"
 #include "status/network_time.hpp"
 #include "status/status_handler.hpp"
 #include "status/status_messages.hpp"
-#include "support/log_capture.hpp"
-#include "support/manual_clock.hpp"
-#include "support/scripted_port.hpp"
-
-#include <ecu/kova/com/in_process_bus.hpp>
-#include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
-namespace bus = ecu::kova::com::in_process;
 
 namespace {
 
 constexpr std::int64_t SECOND_US = 1'000'000;
 constexpr std::int64_t NOON_2024_05_01 = 1'714'564'800 * SECOND_US;
 
-class Status : public ::testing::Test {
+class Status : public PublishingFixture {
 protected:
-    Status()
-    {
-        bus::reset();
-        static_cast<void>(port->start());
-    }
-    std::size_t published(const char* topic)
-    {
-        bus::settle(5s);
-        return bus::count(topic);
-    }
-
-    LogCapture log;
-    ManualClock clock;
-    std::shared_ptr<ScriptedPort> port = std::make_shared<ScriptedPort>(clock, ScriptedPort::Family::SARA);
-    ModemData data;
-    StatusHandler handler{
-        port, &data, ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS), clock};
+    StatusHandler handler{port, &data, client, clock};
 };
 
 } // namespace
@@ -119,6 +97,14 @@ TEST_F(Status, NumbersThatAreNoEnumNeverEnterAMessage)
     EXPECT_EQ(message.radio_access_technology(),
               ecu::kova::pb::ModemRegistration_RadioAccessTechnology_INVALID);
     EXPECT_FALSE(status_messages::status(data).location().has_cell_id()); // absent while unknown
+    data.location.cell_id = 0x1c3;
+    data.nw_reg.c_reg = 2;
+    data.nw_reg.rat = 7;
+    EXPECT_FALSE(status_messages::status(data).location().has_cell_id()); // the cell that was lost
+    EXPECT_EQ(status_messages::registration(data).radio_access_technology(),
+              ecu::kova::pb::ModemRegistration_RadioAccessTechnology_INVALID);
+    data.nw_reg.c_reg = 5;
+    EXPECT_EQ(status_messages::status(data).location().cell_id(), 0x1c3U);
     EXPECT_FALSE(status_messages::status(data).has_network_time_utc_us());
 }
 

@@ -1,0 +1,115 @@
+# shellcheck shell=bash
+# What ./demo and ./test share: messages, missing packages, quiet steps, the build. Sourced by bash, from the tree's root.
+
+# Everything that `cmake --preset release` needs, and the broker.
+BUILD_PACKAGES=(
+    g++ cmake ninja-build pkg-config protobuf-compiler libprotobuf-dev libmosquittopp-dev libsystemd-dev
+    libgtest-dev libgmock-dev mosquitto
+)
+
+if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
+    BOLD=$'\e[1m' RED=$'\e[31m' GREEN=$'\e[32m' CYAN=$'\e[36m' YELLOW=$'\e[33m' PLAIN=$'\e[0m'
+else
+    # shellcheck disable=SC2034 # each user takes the ones it needs
+    BOLD='' RED='' GREEN='' CYAN='' YELLOW='' PLAIN=''
+fi
+
+say() { printf '%s==>%s %s\n' "$BOLD" "$PLAIN" "$*"; }
+complain() { printf '%s%s%s\n' "$RED" "$*" "$PLAIN" >&2; }
+die() {
+    complain "$*"
+    exit 1
+}
+
+# run_logged LOG COMMAND...: silent while it works; on failure the end of the log.
+run_logged() {
+    local log=$1
+    shift
+    "$@" >"$log" 2>&1 && return
+    complain "Failed: $*"
+    tail -n 30 "$log" >&2
+    complain "(all of it: $log)"
+    return 1
+}
+
+is_installed() {
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+as_root() {
+    if ((EUID == 0)); then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+apt_quietly() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0 "$@"
+}
+
+# Debian starts a broker of its own with the package. Nothing here uses it, so it does not stay.
+stop_installed_broker() {
+    if [[ -d /run/systemd/system ]]; then
+        as_root systemctl --quiet disable --now mosquitto
+    else
+        as_root invoke-rc.d --quiet mosquitto stop
+        as_root update-rc.d mosquitto disable
+    fi >/dev/null 2>&1 || complain "The system's mosquitto service could not be switched off; it does no harm."
+}
+
+# install_missing PACKAGE...: installs those of them that are not there.
+install_missing() {
+    local package missing=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+
+    command -v apt-get >/dev/null || die "Missing: ${missing[*]}, and there is no apt-get to install them with."
+    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+        die "Missing: ${missing[*]}. Run this as root, or install sudo, or have them installed."
+    fi
+    local log
+    log=$(mktemp "${TMPDIR:-/tmp}/celld-apt.XXXXXX")
+    say "Installing ${missing[*]} (a few minutes on a fresh machine)"
+    run_logged "$log" apt_quietly update ||
+        complain "apt-get update failed; going on with the package lists that are there."
+    if ! run_logged "$log" apt_quietly install --yes --no-install-recommends "${missing[@]}"; then
+        die "The packages could not be installed. Is there a network, and is this Debian 12 or newer?"
+    fi
+    rm -f "$log"
+    if [[ " ${missing[*]} " == *" mosquitto "* ]]; then
+        stop_installed_broker
+    fi
+}
+
+# What the build and the tests run under, if anything.
+RUNNER=()
+
+# build PRESET [TARGET...]: configures and builds; Ninja shows how far it is. One at a time in one tree: two runs of
+# ./demo would write the same files.
+build() {
+    local preset=$1 lock
+    shift
+    mkdir -p "build/$preset"
+    exec {lock}>"build/$preset.lock"
+    if ! flock --nonblock "$lock"; then
+        say "Waiting for another build of this tree to end"
+        flock "$lock"
+    fi
+    configure_and_build "$preset" "$@"
+    local status=$?
+    exec
+    return $status
+}
+
+configure_and_build() { # PRESET [TARGET...]
+    local preset=$1 cache=()
+    shift
+    if command -v ccache >/dev/null; then
+        cache=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    fi
+    run_logged "build/$preset/configure.log" cmake --preset "$preset" "${cache[@]}" &&
+        "${RUNNER[@]}" cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"}
+}

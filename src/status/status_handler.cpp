@@ -65,7 +65,9 @@ void StatusHandler::update(bool force, bool publish_now)
     publish_hardware_once();
     publish_sim_on_change();
     publish_registration_on_change();
-    if (port_->is_available()) {
+    // A module that answers nothing any more is about to be reset: its queries would only time out one by
+    // one.
+    if (port_->is_available() && !port_->is_timeout() && !port_->is_write_error()) {
         for (auto& query : queries_) {
             query.exec(*port_, force);
         }

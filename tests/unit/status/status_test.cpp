@@ -41,8 +41,12 @@ TEST_F(Status, QueriesRunOncePerPeriodUnlessForced)
     EXPECT_EQ(port->count("+UDOPN=0"), 1U);
     handler.update(true, false);
     EXPECT_EQ(port->count("+UDOPN=0"), 2U);
-    port->present(false);
     port->forget();
+    port->write_error = true; // nobody there to ask, and a reset on its way
+    handler.update(true, false);
+    EXPECT_TRUE(port->sent().empty());
+    port->write_error = false;
+    port->present(false);
     handler.update(true, false);
     EXPECT_TRUE(port->sent().empty());
 }

@@ -14,6 +14,12 @@ constexpr const char* BLACKOUT_TOPIC = "rt/system/blackout_mode";
 constexpr const char* BLACKOUT_SIGNAL = "blackout_mode";
 constexpr const char* BACKEND_TOPIC = "be/status";
 
+/// Other services may repeat what they said for ever: only news is part of the day's story.
+ecu::kova::logging::Level level_of(bool news)
+{
+    return news ? ecu::kova::logging::Level::NOTICE : ecu::kova::logging::Level::INFO;
+}
+
 } // namespace
 
 void Modem::message(const std::string& topic, const ecu::kova::com::Message& message)
@@ -38,8 +44,8 @@ void Modem::on_blackout_message(const ecu::kova::com::Message& message)
         LOG.notice("Blackout mode without its one byte, dismissing");
         return;
     }
-    blackout_.store(value->front() == 1);
-    LOG.notice("Blackout Mode: ", blackout_ ? "TRUE" : "FALSE");
+    const bool on = value->front() == 1;
+    LOG.write(level_of(blackout_.exchange(on) != on), "Blackout Mode: ", on ? "TRUE" : "FALSE");
 }
 
 void Modem::on_backend_message(const std::string& topic, const ecu::kova::com::Message& message)
@@ -54,6 +60,7 @@ void Modem::on_backend_message(const std::string& topic, const ecu::kova::com::M
         LOG.notice("BE status has not been set in message, dismissing");
         return;
     }
-    backend_connected_.store(result.value.status() == pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
-    LOG.notice("Received new Backend status : ", static_cast<int>(result.value.status()));
+    const bool connected = result.value.status() == pb::BackendProxyStatus_Status_BACKEND_CONNECTED;
+    LOG.write(level_of(backend_connected_.exchange(connected) != connected),
+              "Received new Backend status : ", static_cast<int>(result.value.status()));
 }

@@ -164,6 +164,16 @@ TEST_F(Network, AConnectedBackendStopsTheWatch)
     EXPECT_EQ(log.count("Reset counter"), 0U);
 }
 
+TEST_F(Network, ATimeoutOfZeroSwitchesTheBackendWatchOff)
+{
+    settings->set("modem_restart_timeout", "0");
+    run_until(State::CONNECTED);
+    run_for(2h);
+    EXPECT_EQ(state(), State::CONNECTED);
+    EXPECT_EQ(log.count("No BE connection"), 0U);
+    EXPECT_EQ(log.count("modem_restart_timeout is 0"), 1U);
+}
+
 TEST_F(Network, WaitsOutABackOffAndAsksTheModule)
 {
     run_until(State::CONNECTED);

@@ -233,3 +233,22 @@ TEST_F(SaraStart, StaysOffWhileTheUnitSaysSoAndStartsWhenItNoLongerDoes)
     root.write("/etc/vexa/system_parameters.conf", "41060 = 1\n");
     run_until(State::CONNECTED);
 }
+
+TEST_F(SaraStart, KeepsTheInternalSimWhereTheBoardDeniesBoth)
+{
+    root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = SARA\nhasintsim = false\n"
+                                               "hasextsim = false\ndivantenna = NONE\nhwversion = qbx\n");
+    run_until(State::CONNECTED);
+    EXPECT_EQ(log.count("fallback to Internal enable!"), 1U);
+}
+
+TEST_F(SaraStart, GivesASlowCardThreeLooksAndGoesOnWithoutAReset)
+{
+    module.fails("+CPIN?", "+CME ERROR: SIM busy");
+    module.on("+CREG=2", [this] {
+        EXPECT_EQ(module.count("+CPIN?"), 3U);
+        module.answers("+CPIN?", "+CPIN: READY");
+    });
+    run_until(State::CONNECTED);
+    EXPECT_EQ(log.count("Reset counter"), 0U);
+}

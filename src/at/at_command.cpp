@@ -1,7 +1,7 @@
 #include "at/at_command.hpp"
 
+#include "at/at_text.hpp"
 #include "at/name_characters.hpp"
-#include "utils/strings.hpp"
 
 #include <array>
 #include <string_view>
@@ -82,7 +82,7 @@ std::string AtCommand::parameters() const
 
 std::string AtCommand::text_for_log() const
 {
-    return utils::mask_secrets(command);
+    return at::mask_secrets(command);
 }
 
 Result AtCommand::exec_result(AtCommandResponse&& response)

@@ -1,7 +1,7 @@
 #include "at/at_command_response.hpp"
 
+#include "at/fields.hpp"
 #include "at/name_characters.hpp"
-#include "utils/fields.hpp"
 
 #include <cstdio>
 #include <vector>
@@ -50,7 +50,7 @@ void AtCommandResponse::init(const std::string& text)
 
 std::string AtCommandResponse::payload(const std::string& wanted) const
 {
-    const auto found = utils::pieces_of(message, wanted);
+    const auto found = at::pieces_of(message, wanted);
     return found.empty() ? value : found.back();
 }
 
@@ -71,7 +71,7 @@ bool AtCommandResponse::vparse(const char* format, std::va_list arguments) const
 bool AtCommandResponse::vparse_payload(const std::string& wanted, const char* format,
                                        std::va_list arguments) const
 {
-    const auto found = utils::pieces_of(message, wanted);
+    const auto found = at::pieces_of(message, wanted);
     if (found.empty()) {
         return vparse(format, arguments);
     }

@@ -1,4 +1,5 @@
 #include "at/at_exchange.hpp"
+#include "at/at_text.hpp"
 #include "at/at_tty_port.hpp"
 #include "utils/strings.hpp"
 
@@ -166,7 +167,7 @@ void AtTtyPort::write(Exchange& exchange)
         return;
     }
     const auto reason = text_of(errno);
-    const auto harmless = utils::mask_secrets(visible); // goes to records, here and at the caller's
+    const auto harmless = at::mask_secrets(visible); // goes to records, here and at the caller's
     ++write_errors_;
     port_log.error("Unable to write to port: '", harmless, "' (", reason, ")");
     complete({harmless + " (port-writing-error: '" + reason + "')", "ERROR"});

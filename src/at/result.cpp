@@ -1,6 +1,6 @@
 #include "at/result.hpp"
 
-#include "utils/strings.hpp"
+#include "at/at_text.hpp"
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +13,6 @@ void result_detail::die(const char* text)
 
 std::string to_log_text(const AtError& error)
 {
-    return std::to_string(static_cast<std::int32_t>(error.code)) + " '" + utils::mask_secrets(error.message) +
-           "' '" + utils::mask_secrets(error.final_response) + "'";
+    return std::to_string(static_cast<std::int32_t>(error.code)) + " '" + at::mask_secrets(error.message) +
+           "' '" + at::mask_secrets(error.final_response) + "'";
 }

@@ -2,9 +2,8 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 
-/// Reading registration lines (3GPP TS 27.007, 7.2, 10.1.20, 10.1.22). Pure functions.
+/// What registration lines say (3GPP TS 27.007, 7.2, 10.1.20, 10.1.22). Plain values.
 namespace registration {
 
 enum class Domain { CS, PS, EPS };
@@ -24,9 +23,6 @@ constexpr int CSFB_NOT_PREFERRED_HOME = 9;
 constexpr int CSFB_NOT_PREFERRED_ROAMING = 10;
 } // namespace stat
 
-/// "+CREG", "+CGREG", "+CEREG".
-const char* prefix_of(Domain domain);
-
 /// What one line says. An absent member was not in the line: the record keeps what it had.
 struct Update {
     int status = 0;
@@ -37,13 +33,6 @@ struct Update {
     std::optional<int> cause_type;
     std::optional<int> reject_cause;
 };
-
-/// An unsolicited line, which has no <n>. Nothing when there is no status to read.
-std::optional<Update> parse_urc(Domain domain, const std::string& message);
-
-/// The answer to the read command. URCs of the same prefix that came in front of it are passed over: the last
-/// piece that has the answer's shape counts.
-std::optional<Update> parse_answer(Domain domain, const std::string& message);
 
 /// Whether a <stat> means registered: home, roaming, SMS only, or CSFB not preferred. Emergency is not.
 bool is_registered(int status);

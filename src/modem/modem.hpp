@@ -1,6 +1,8 @@
 #pragma once
 
 #include "at/at_tty_port.hpp"
+#include "at/registration_lines.hpp"
+#include "bus/publish.hpp"
 #include "data/modem_data.hpp"
 #include "gpio/gpio_ctrl.hpp"
 #include "modem/backend_watch.hpp"
@@ -12,7 +14,6 @@
 #include "sim/sim_handler.hpp"
 #include "status/antenna_handler.hpp"
 #include "status/status_handler.hpp"
-#include "utils/publish.hpp"
 #include "variant/modem_variant.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>

@@ -1,5 +1,5 @@
+#include "bus/message_adapter.hpp"
 #include "modem/modem.hpp"
-#include "utils/message_adapter.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>

@@ -1,7 +1,7 @@
+#include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "modem/decisions.hpp"
 #include "modem/modem.hpp"
-#include "utils/fields.hpp"
-#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -27,7 +27,7 @@ bool Modem::is_network_search_active() const
         LOG.warning("Unable to query the operator selection (+COPS?): ", to_log_text(answer.unwrapErr()));
         return false;
     }
-    const auto fields = utils::split_fields(answer.unwrap().payload("+COPS"));
+    const auto fields = at::split_fields(answer.unwrap().payload("+COPS"));
     return fields.front().decimal() == AUTOMATIC_SELECTION;
 }
 
@@ -91,7 +91,7 @@ void Modem::query_registration(Domain domain)
     const auto update = registration::parse_answer(domain, answer.unwrap().complete_message());
     if (!update) {
         LOG.warning("Unable to read the registration in '",
-                    utils::mask_secrets(answer.unwrap().complete_message()), "'");
+                    at::mask_secrets(answer.unwrap().complete_message()), "'");
         return;
     }
     data_.apply(domain, *update);

@@ -1,6 +1,6 @@
 #include "modem/modem_settings.hpp"
 
-#include "utils/strings.hpp"
+#include "at/at_text.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -42,7 +42,7 @@ std::uint32_t read_unsigned(const ecu::kova::config::Configuration& configuratio
 
 std::string safe_argument(const std::string& text, const std::string& source)
 {
-    if (!utils::breaks_at_argument(text)) {
+    if (!at::breaks_at_argument(text)) {
         return text;
     }
     LOG.error("'", source, "' holds a control character or a double quote and is ignored");

@@ -1,5 +1,6 @@
+#include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "modem/modem.hpp"
-#include "utils/fields.hpp"
 #include "utils/strings.hpp"
 #include "variant/sara_modem.hpp"
 #include "variant/toby_modem.hpp"
@@ -94,7 +95,7 @@ void Modem::identify_module()
     }
     const auto imei = port_->execute(AtCommand("+CGSN"));
     if (imei.is_ok()) {
-        data_.module.imei = utils::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
+        data_.module.imei = at::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
     }
     LOG.notice("Module: '", data_.module.manu, "' '", data_.module.model, "' IMEI '", data_.module.imei, "'");
 }

@@ -1,6 +1,6 @@
+#include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "modem/modem.hpp"
-#include "utils/fields.hpp"
-#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -25,7 +25,7 @@ constexpr int SIM_DETECTION = 12;
 /// Two numbers behind a prefix; nothing unless both are there.
 std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response, const char* prefix)
 {
-    const auto fields = utils::split_fields(response.payload(prefix));
+    const auto fields = at::split_fields(response.payload(prefix));
     if (fields.size() < 2) {
         return std::nullopt;
     }
@@ -85,7 +85,7 @@ void Modem::on_registration(Domain domain, const AtCommandResponse& response)
 {
     const auto update = registration::parse_urc(domain, response.complete_message());
     if (!update) {
-        LOG.warning("Unable to read the registration in '", utils::mask_secrets(response.complete_message()),
+        LOG.warning("Unable to read the registration in '", at::mask_secrets(response.complete_message()),
                     "'");
         return;
     }
@@ -110,7 +110,7 @@ void Modem::on_registration(Domain domain, const AtCommandResponse& response)
 
 void Modem::on_ext_ps_registration(const AtCommandResponse& response)
 {
-    const auto fields = utils::split_fields(response.payload("+UREG"));
+    const auto fields = at::split_fields(response.payload("+UREG"));
     if (const auto state = fields.front().decimal()) {
         data_.nw_reg.ureg = *state;
         LOG.info("Ext PS registration: ", *state, " = ", defs::text_of(defs::UREG_ENUM_MAP, *state));

@@ -1,6 +1,6 @@
+#include "at/at_text.hpp"
+#include "bus/publish.hpp"
 #include "sim/sim_handler.hpp"
-#include "utils/publish.hpp"
-#include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -61,13 +61,13 @@ bool SimHandler::query_and_unlock()
         set_locked();
         return true;
     case PinState::OTHER_CODE:
-        log_once("SIM asks for '" + utils::mask_secrets(text) + "', which no PIN of ours is");
+        log_once("SIM asks for '" + at::mask_secrets(text) + "', which no PIN of ours is");
         return false;
     case PinState::UNREADABLE:
         break;
     }
     ++error_counter_;
-    LOG.notice("Unable to read the PIN state in '", utils::mask_secrets(text),
+    LOG.notice("Unable to read the PIN state in '", at::mask_secrets(text),
                "'. Error counter: ", error_counter_);
     return false;
 }
@@ -203,9 +203,8 @@ void SimHandler::read_identity()
         const auto ccid = port_->execute(AtCommand("+CCID"));
         const auto cimi = port_->execute(AtCommand("+CIMI"));
         record.iccid =
-            ccid.is_ok() ? utils::last_number(ccid.unwrap().complete_message(), MIN_ICCID_LENGTH) : "";
-        record.imsi =
-            cimi.is_ok() ? utils::last_number(cimi.unwrap().complete_message(), MIN_IMSI_LENGTH) : "";
+            ccid.is_ok() ? at::last_number(ccid.unwrap().complete_message(), MIN_ICCID_LENGTH) : "";
+        record.imsi = cimi.is_ok() ? at::last_number(cimi.unwrap().complete_message(), MIN_IMSI_LENGTH) : "";
         if (!record.iccid.empty() && !record.imsi.empty()) {
             break;
         }

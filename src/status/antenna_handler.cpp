@@ -1,7 +1,7 @@
 #include "status/antenna_handler.hpp"
 
-#include "utils/publish.hpp"
-#include "utils/strings.hpp"
+#include "at/at_text.hpp"
+#include "bus/publish.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -158,8 +158,7 @@ std::optional<int> AntennaHandler::measure_impedance()
     const auto answer = port_->execute(AtCommand("+UANTR=0"), "%d,%d", &antenna, &impedance);
     if (!answer.is_ok() || impedance == NOT_READ) {
         LOG.error("Unable to execute antenna dectection +UANTR=0, response: '",
-                  answer.is_ok() ? utils::mask_secrets(answer.unwrap().value)
-                                 : to_log_text(answer.unwrapErr()),
+                  answer.is_ok() ? at::mask_secrets(answer.unwrap().value) : to_log_text(answer.unwrapErr()),
                   "'");
         return std::nullopt;
     }

@@ -1,7 +1,7 @@
 #include "status/status_handler.hpp"
 
+#include "bus/publish.hpp"
 #include "status/status_messages.hpp"
-#include "utils/publish.hpp"
 
 #include <ecu/kova/logging.hpp>
 

@@ -1,6 +1,6 @@
+#include "at/fields.hpp"
 #include "status/network_time.hpp"
 #include "status/status_handler.hpp"
-#include "utils/fields.hpp"
 #include "utils/strings.hpp"
 
 #include <ecu/kova/date_time.hpp>

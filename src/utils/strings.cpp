@@ -1,54 +1,12 @@
 #include "utils/strings.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdio>
 #include <system_error>
 
 namespace utils {
 namespace {
-
-constexpr std::string_view MASK = "***";
-
-/// A command with a secret: which of its quoted arguments it is.
-struct SecretArgument {
-    std::string_view command;
-    int quoted_index; // counted from 1
-};
-
-constexpr std::array SECRETS{
-    SecretArgument{"+CPIN=", 1}, SecretArgument{"+UAUTHREQ=", 2}, // <cid>,<type>,"<user>","<password>"
-    SecretArgument{"+UCGDFLT=", 4}, // 1,"IP","<apn>",...,<type>,"<user>","<password>"
-};
-
-/// Masks the `index`-th quoted text behind `from`; a quote that is never closed hides the rest.
-void mask_quoted(std::string& text, std::size_t from, int index)
-{
-    std::size_t open = text.find('"', from);
-    for (int i = 1; open != std::string::npos; ++i) {
-        const std::size_t close = text.find('"', open + 1);
-        const std::size_t end = close == std::string::npos ? text.size() : close;
-        if (i == index) {
-            text.replace(open + 1, end - open - 1, MASK);
-            return;
-        }
-        open = close == std::string::npos ? close : text.find('"', close + 1);
-    }
-}
-
-/// "+CPIN=" also takes its PIN without quotes.
-void mask_bare_digits(std::string& text, std::size_t from)
-{
-    std::size_t end = from;
-    while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])) != 0) {
-        ++end;
-    }
-    if (end > from) {
-        text.replace(from, end - from, MASK);
-    }
-}
 
 bool is_space(char c)
 {
@@ -146,59 +104,6 @@ std::set<std::string> split_as(const std::string& text, char separator)
     return pieces;
 }
 
-std::map<int, bool> extract_cid_from_cgact(const std::string& response)
-{
-    constexpr std::string_view PREFIX = "+CGACT:"; // %d skips the blank, which some firmware leaves out
-    std::map<int, bool> contexts;
-    for (std::size_t pos = response.find(PREFIX); pos != std::string::npos;
-         pos = response.find(PREFIX, pos + PREFIX.size())) {
-        int cid = 0;
-        int state = 0;
-        // NOLINTNEXTLINE(cert-err34-c): two small integers; what does not fit is a context nobody asks for
-        if (std::sscanf(response.c_str() + pos + PREFIX.size(), "%d,%d", &cid, &state) == 2) {
-            contexts[cid] = state != 0;
-        }
-    }
-    return contexts;
-}
-
-std::string last_number(std::string_view text, std::size_t shortest)
-{
-    std::string found;
-    std::string run;
-    for (const char c : std::string(text) + ' ') {
-        if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
-            run += c;
-            continue;
-        }
-        if (run.size() >= shortest) {
-            found = c == 'F' || c == 'f' ? run + c : run;
-        }
-        run.clear();
-    }
-    return found;
-}
-
-std::string mask_secrets(std::string_view text)
-{
-    std::string masked(text);
-    for (const auto& secret : SECRETS) {
-        std::size_t pos = masked.find(secret.command);
-        while (pos != std::string::npos) {
-            const std::size_t arguments = pos + secret.command.size();
-            if (arguments < masked.size() &&
-                std::isdigit(static_cast<unsigned char>(masked[arguments])) != 0 &&
-                secret.quoted_index == 1) {
-                mask_bare_digits(masked, arguments);
-            } else {
-                mask_quoted(masked, arguments, secret.quoted_index);
-            }
-            pos = masked.find(secret.command, arguments);
-        }
-    }
-    return masked;
-}
-
 std::string errno_text(const std::string& what)
 {
     const int code = errno;
@@ -222,16 +127,6 @@ std::string to_valid_utf8(std::string_view text)
         pos += length == 0 ? 1 : length;
     }
     return valid;
-}
-
-bool breaks_at_argument(std::string_view text)
-{
-    for (const char c : text) {
-        if (c == '"' || is_control(static_cast<unsigned char>(c))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 } // namespace utils

@@ -1,6 +1,6 @@
 #include "variant/modem_variant.hpp"
 
-#include "utils/strings.hpp"
+#include "at/at_text.hpp"
 
 using namespace std::chrono_literals;
 

@@ -1,6 +1,6 @@
 #include "variant/sara_modem.hpp"
 
-#include "utils/strings.hpp"
+#include "at/at_text.hpp"
 
 #include <algorithm>
 #include <array>
@@ -85,7 +85,7 @@ BackoffReport SaraModem::check_backoff_timer(Port port, unsigned short interval_
     }
     if (timers[0] < 0) {
         LOG.error("Unable to get Network Friendly Mode status with : no timers in '",
-                  utils::mask_secrets(answer.unwrap().value), "'");
+                  at::mask_secrets(answer.unwrap().value), "'");
         return {false, 0, true};
     }
     const int longest = std::clamp(*std::max_element(timers.begin(), timers.end()), 0, 0xffff);

@@ -1,4 +1,4 @@
-#include "utils/message_adapter.hpp"
+#include "bus/message_adapter.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>

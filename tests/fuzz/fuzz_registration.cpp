@@ -1,3 +1,4 @@
+#include "at/registration_lines.hpp"
 #include "data/modem_data.hpp"
 #include "status/network_time.hpp"
 #include "status/status_messages.hpp"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/message_adapter.hpp"
+#include "bus/message_adapter.hpp"
 
 #include <ecu/kova/rt/signal_adapter.hpp>
 

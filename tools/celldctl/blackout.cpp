@@ -1,4 +1,4 @@
-#include "utils/publish.hpp"
+#include "bus/publish.hpp"
 #include "verbs.hpp"
 
 namespace celldctl {

@@ -1,7 +1,7 @@
 #include "describe.hpp"
 
+#include "bus/message_adapter.hpp"
 #include "fields.hpp"
-#include "utils/message_adapter.hpp"
 
 #include <ecu/kova/rt/signal_adapter.hpp>
 

@@ -1,5 +1,5 @@
+#include "bus/message_adapter.hpp"
 #include "describe.hpp"
-#include "utils/message_adapter.hpp"
 
 #include <ecu/kova/rt/signal_adapter.hpp>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+#include "at/registration_lines.hpp"
 #include "data/modem_data.hpp"
 #include "support/log_capture.hpp"
 

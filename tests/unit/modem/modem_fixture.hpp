@@ -1,12 +1,12 @@
 #pragma once
 
+#include "bus/message_adapter.hpp"
 #include "main/configuration_defaults.hpp"
 #include "modem/modem.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/scripted_port.hpp"
 #include "support/temp_root.hpp"
-#include "utils/message_adapter.hpp"
 
 #include <ecu/kova/com/in_process_bus.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>

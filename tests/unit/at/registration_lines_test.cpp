@@ -1,4 +1,4 @@
-#include "data/registration.hpp"
+#include "at/registration_lines.hpp"
 
 #include <gtest/gtest.h>
 

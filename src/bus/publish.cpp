@@ -1,4 +1,4 @@
-#include "utils/publish.hpp"
+#include "bus/publish.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>

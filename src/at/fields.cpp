@@ -1,11 +1,11 @@
-#include "utils/fields.hpp"
+#include "at/fields.hpp"
 
 #include "utils/strings.hpp"
 
 #include <charconv>
 #include <utility>
 
-namespace utils {
+namespace at {
 namespace {
 
 constexpr std::size_t MAX_FIELDS = 32;
@@ -41,7 +41,7 @@ std::vector<Field> split_fields(std::string_view text)
     bool inside = false;
     const auto finish = [&] {
         if (!field.quoted) {
-            trim(field.text);
+            utils::trim(field.text);
         }
         fields.push_back(std::exchange(field, Field{}));
     };
@@ -77,10 +77,10 @@ std::vector<std::string> pieces_of(const std::string& message, const std::string
         const std::size_t begin = pos + start.size();
         pos = message.find(start, begin);
         std::string piece = message.substr(begin, pos == std::string::npos ? pos : pos - begin);
-        trim(piece);
+        utils::trim(piece);
         pieces.push_back(std::move(piece));
     }
     return pieces;
 }
 
-} // namespace utils
+} // namespace at

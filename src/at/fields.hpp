@@ -9,7 +9,7 @@
 /// A tolerant reader for the comma-separated values behind an answer's prefix (3GPP TS 27.007, 4.1): real
 /// modules pad numbers, leave quotes out, or send empty fields, where a scanf format stops at the first
 /// surprise.
-namespace utils {
+namespace at {
 
 struct Field {
     std::string text; ///< without quotes and surrounding blanks
@@ -29,4 +29,4 @@ std::vector<Field> split_fields(std::string_view text);
 /// The pieces of an answer that start with "<prefix>:", without prefix and blanks in front, oldest first.
 std::vector<std::string> pieces_of(const std::string& message, const std::string& prefix);
 
-} // namespace utils
+} // namespace at

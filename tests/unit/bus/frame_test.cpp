@@ -1,6 +1,6 @@
+#include "bus/message_adapter.hpp"
+#include "bus/publish.hpp"
 #include "support/log_capture.hpp"
-#include "utils/message_adapter.hpp"
-#include "utils/publish.hpp"
 
 #include <ecu/kova/com/in_process_bus.hpp>
 #include <gtest/gtest.h>

@@ -1,0 +1,30 @@
+#include "at/at_text.hpp"
+
+#include <gtest/gtest.h>
+
+TEST(AtText, FindsContextsHoweverTheirLinesAreJoined)
+{
+    using Contexts = std::map<int, bool>;
+    EXPECT_EQ(utils::extract_cid_from_cgact("+CGACT: 1,1+CGACT: 4,0"), (Contexts{{1, true}, {4, false}}));
+    EXPECT_EQ(utils::extract_cid_from_cgact("+CGACT:1,1"), (Contexts{{1, true}}));
+    EXPECT_EQ(utils::extract_cid_from_cgact("1,1+CGACT: x+CGACT: 2,1"), (Contexts{{2, true}}));
+    EXPECT_TRUE(utils::extract_cid_from_cgact("nothing of the kind").empty());
+}
+
+TEST(AtText, MasksEverySecretAndNothingElse)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {R"(AT+CPIN="1234")", R"(AT+CPIN="***")"},
+        {"+CPIN=1234 failed", "+CPIN=*** failed"},
+        {R"(+CPIN="12)", R"(+CPIN="***)"},
+        {R"('+UAUTHREQ=1,1,"me","word"' error "x")", R"('+UAUTHREQ=1,1,"me","***"' error "x")"},
+        {R"(+UCGDFLT=1,"IP","apn",0,1,2,"me","word")", R"(+UCGDFLT=1,"IP","apn",0,1,2,"me","***")"},
+        {R"(+UAUTHREQ=1,1,"a","b" +UAUTHREQ=1,1,"c","d")",
+         R"(+UAUTHREQ=1,1,"a","***" +UAUTHREQ=1,1,"c","***")"},
+        {"+CPIN?", "+CPIN?"},
+        {R"(+CGDCONT=1,"IP","apn")", R"(+CGDCONT=1,"IP","apn")"},
+    };
+    for (const auto& [text, masked] : cases) {
+        EXPECT_EQ(at::mask_secrets(text), masked);
+    }
+}

@@ -1,5 +1,7 @@
 #include "modem/decisions.hpp"
 
+#include "modem/state_table.hpp"
+
 namespace decisions {
 namespace {
 
@@ -10,7 +12,7 @@ using S = ModemState;
 ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status,
                            const std::function<bool()>& search_active)
 {
-    if (current != S::CONFIGURED && !in_network_group(current)) {
+    if (current != S::CONFIGURED && !row_of(current).traits.network) {
         return current;
     }
     const int deciding = status.deciding_status();
@@ -62,17 +64,6 @@ ModemState by_radio_silence(ModemState current, bool off_by_parameter, bool blac
         return S::POWER_ON;
     }
     return current == S::OFF ? S::OFF : S::POWER_OFF;
-}
-
-bool port_is_owed(ModemState state)
-{
-    return state == S::INITIALIZED || state == S::WAITING_FOR_SIM || state == S::CONFIGURED ||
-           state == S::BACKOFF || in_network_group(state);
-}
-
-bool sim_is_watched(ModemState state)
-{
-    return state == S::WAITING_FOR_SIM || state == S::CONFIGURED || in_network_group(state);
 }
 
 } // namespace decisions

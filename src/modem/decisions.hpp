@@ -20,10 +20,4 @@ ModemState by_backoff(ModemState current, bool active, defs::NwFriendlyModeType 
 /// The next state by radio silence.
 ModemState by_radio_silence(ModemState current, bool off_by_parameter, bool blackout);
 
-/// Whether a running AT port is owed in this state, so that its absence is a fault.
-bool port_is_owed(ModemState state);
-
-/// Whether the SIM is looked after in this state.
-bool sim_is_watched(ModemState state);
-
 } // namespace decisions

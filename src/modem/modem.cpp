@@ -7,10 +7,6 @@ namespace {
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 const ecu::kova::logging::Module& LOG_STATE = ecu::kova::logging::module("celld.modem.state");
 
-constexpr std::uint32_t PORT_WAIT_PASSES = 45; // about seconds until the module counts as not booting
-constexpr std::uint32_t PDP_WAIT_PASSES = 120; // about seconds for a context to come up
-constexpr std::uint32_t ACTIVATION_TRIES = 20;
-
 } // namespace
 
 Modem::Modem(std::unique_ptr<ecu::kova::config::Configuration> configuration, std::shared_ptr<AtTtyPort> port,
@@ -47,11 +43,11 @@ bool Modem::change_state(State to)
                           "' not allowed!");
         return false;
     }
-    if (is_searching(to) && !is_searching(from)) {
+    if (row_of(to).traits.searching && !row_of(from).traits.searching) {
         search_reattach_.restart();
         search_reset_.restart();
     }
-    if (in_network_group(from) && !in_network_group(to)) {
+    if (row_of(from).traits.network && !row_of(to).traits.network) {
         backend_watch_.stop();
     }
     if (to == State::WAITING_FOR_ATPORT) {

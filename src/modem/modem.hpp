@@ -7,9 +7,9 @@
 #include "gpio/gpio_ctrl.hpp"
 #include "modem/backend_watch.hpp"
 #include "modem/modem_settings.hpp"
-#include "modem/modem_state.hpp"
 #include "modem/pass_counter.hpp"
 #include "modem/port_wait.hpp"
+#include "modem/state_table.hpp"
 #include "modem/urc_queue.hpp"
 #include "sim/sim_handler.hpp"
 #include "status/antenna_handler.hpp"
@@ -37,6 +37,12 @@ public:
     using State = ModemState;
 
     enum class RunAction : int { POWER_ON = 0, POWER_OFF = 1, INIT = 2, CONFIGURE = 3, CONNECT = 4, RUN = 5 };
+
+    static constexpr std::uint32_t PORT_WAIT_PASSES =
+        45; ///< about seconds until the module counts as not booting
+    static constexpr std::uint32_t PDP_WAIT_PASSES = 120; ///< about seconds for a context to come up
+    static constexpr std::uint32_t ACTIVATION_TRIES = 20;
+    static constexpr unsigned short BACKOFF_QUERY_INTERVAL_S = 30;
 
     /// What a pass wants of the loop.
     struct Pass {

@@ -64,7 +64,7 @@ ActivationCode Modem::activate_context()
 
 void Modem::check_sim()
 {
-    if (!decisions::sim_is_watched(state_) || gpio_ == nullptr) {
+    if (!row_of(state_).traits.sim_watched || gpio_ == nullptr) {
         return;
     }
     const bool changed = sim_.handle_sim_change(gpio_);

@@ -57,7 +57,7 @@ Result Modem::stop_network_search(unsigned int seconds)
 
 void Modem::update_registration_status()
 {
-    if (!in_network_group(state_)) {
+    if (!row_of(state_).traits.network) {
         return;
     }
     const auto now = clock_.now();

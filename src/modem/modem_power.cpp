@@ -119,7 +119,7 @@ void Modem::prepare_reset(pb::ModemStatus_ModemResetReason reason)
 void Modem::reset_if_be_timer_expired()
 {
     // Outside the network group the flag is of a connection that is gone: cleared unused.
-    if (!backend_watch_.take_expired() || !in_network_group(state_)) {
+    if (!backend_watch_.take_expired() || !row_of(state_).traits.network) {
         return;
     }
     static_cast<void>(stop_network_search(BACKEND_DEREGISTRATION_S)); // the module is reset next

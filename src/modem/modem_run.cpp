@@ -137,7 +137,7 @@ void Modem::retry_hw_error_report()
 
 void Modem::watch_port_health()
 {
-    if (!decisions::port_is_owed(state_)) {
+    if (!row_of(state_).traits.port_owed) {
         return;
     }
     const auto status = get_communication_status();

@@ -15,7 +15,6 @@ constexpr auto CONNECTED_PAUSE = 2s;
 constexpr auto ACTIVATION_PAUSE = 2s;
 constexpr std::uint32_t MAX_BUSY_IN_A_ROW = 20;
 constexpr std::uint32_t MAX_ACTIVATION_GIVEUPS = 5; // without a connection in between
-constexpr unsigned short BACKOFF_QUERY_INTERVAL_S = 30;
 
 } // namespace
 

@@ -1,6 +1,6 @@
-#include "modem/modem_state.hpp"
+#include "modem/modem.hpp"
+#include "utils/strings.hpp"
 
-#include <array>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
@@ -8,54 +8,31 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 using S = ModemState;
 
-struct Explanation {
-    S state;
-    std::string_view text;
-};
-
-/// One row a state, in the order of the values.
-constexpr std::array EXPLANATIONS{
-    Explanation{S::NO_MODEM_HARDWARE, "The board has no modem; nothing is done."},
-    Explanation{S::OFF, "No supply. Left unless radio silence, parameter 41060, a refused subscription or "
-                        "the word `poweroff` keep the module off."},
-    Explanation{S::POWER_OFF, "The module is being powered off, on the way to `OFF`."},
-    Explanation{S::POWER_ON, "Supply and power-on line are being switched."},
-    Explanation{S::WAITING_FOR_ATPORT, "The module boots; its TTY is awaited, 45 s at most before a reset."},
-    Explanation{S::UNINITIALIZED,
-                "Port opened, module identified, persistent settings compared. A difference is corrected and "
-                "the module reset once."},
-    Explanation{S::WAITING_FOR_SIM, "The SIM is awaited and unlocked, then the data context is set up."},
-    Explanation{S::INITIALIZED, "The SIM is selected and the module's reports are switched on."},
-    Explanation{S::CONFIGURED, "SIM and context are ready."},
-    Explanation{S::RESET, "The module is being restarted through its supply; the tenth in a row ends the "
-                          "daemon."},
-    Explanation{S::REGISTERING, "The network search runs. After 120 s it starts anew, after 1800 s the "
-                                "module is reset."},
-    Explanation{S::REGISTERED, "Registered; the data context is being activated."},
-    Explanation{S::ACTIVATE_CONTEXT, "Waits 120 s at most until the data context is active."},
-    Explanation{S::CONNECTED, "The link is up. Registration, context and backend are supervised."},
-    Explanation{S::DISCONNECTED, "The network denies the registration. Supervised as `REGISTERING`."},
-    Explanation{S::SEARCHING, "The module searches. Supervised as `REGISTERING`."},
-    Explanation{S::AT_PORT_LOST, "The port has gone or is to be opened anew; the supply stays."},
-    Explanation{S::BACKOFF, "The network has barred the module for a while; it is left alone."},
-    Explanation{S::DTC_HW_ERROR, "The hardware error was reported. Only a stop leads out of it."},
-};
-
-constexpr bool in_order()
+/// The names that stand in braces in the rows, and the limits they stand for.
+std::string with_limits(std::string text)
 {
-    for (std::size_t i = 0; i < EXPLANATIONS.size(); ++i) {
-        if (static_cast<std::size_t>(EXPLANATIONS[i].state) != i) {
-            return false;
-        }
+    const ModemLimits limits;
+    const std::pair<const char*, std::uint32_t> names[] = {
+        {"{port_wait}", Modem::PORT_WAIT_PASSES},
+        {"{port_failures}", limits.max_modem_resets_before_dtc},
+        {"{max_resets}", limits.max_modem_reset},
+        {"{reattach}", limits.nw_search_reattach_timer},
+        {"{search_reset}", limits.nw_search_modem_reset_timer},
+        {"{activation_tries}", Modem::ACTIVATION_TRIES},
+        {"{context_wait}", Modem::PDP_WAIT_PASSES},
+        {"{backoff_query}", Modem::BACKOFF_QUERY_INTERVAL_S},
+    };
+    for (const auto& [name, limit] : names) {
+        utils::replace(text, name, std::to_string(limit));
     }
-    return EXPLANATIONS.size() == MODEM_STATE_COUNT;
+    return text;
 }
-static_assert(in_order());
 
 std::string short_name(S state)
 {
@@ -66,25 +43,35 @@ std::string short_name(S state)
 std::string successors(S from)
 {
     std::string text;
-    for (const S to : transition_row(from)) {
+    for (const S to : row_of(from).may_go_to) {
         text += text.empty() ? "" : ", ";
         text += short_name(to);
     }
     return text.empty() ? "any" : text;
 }
 
+std::string usual_road()
+{
+    std::string text = "`" + short_name(S::OFF) + "`";
+    for (auto next = row_of(S::OFF).usual_next; next; next = row_of(*next).usual_next) {
+        text += ", `" + short_name(*next) + "`";
+    }
+    return text;
+}
+
 void write_picture(std::ostream& out)
 {
     out << "```mermaid\nstateDiagram-v2\n    [*] --> OFF\n";
-    for (const auto& [from, text] : EXPLANATIONS) {
-        for (const S to : transition_row(from)) {
-            out << "    " << short_name(from) << " --> " << short_name(to) << '\n';
+    for (const auto& row : state_table()) {
+        for (const S to : row.may_go_to) {
+            out << "    " << short_name(row.state) << " --> " << short_name(to) << '\n';
+        }
+        if (row.may_go_to.empty() && row.usual_next) {
+            out << "    " << short_name(row.state) << " --> " << short_name(*row.usual_next)
+                << " : usual road\n";
         }
     }
-    // The states without a row, on their usual road; see the table.
-    out << "    REGISTERED --> ACTIVATE_CONTEXT : usual road\n"
-           "    ACTIVATE_CONTEXT --> CONNECTED : usual road\n"
-           "```\n";
+    out << "```\n";
 }
 
 std::string document()
@@ -94,14 +81,14 @@ std::string document()
            "<!-- Printed by `states-doc > docs/states.md`; a test compares. Change the program, not this "
            "text. "
            "-->\n\n"
-           "The usual road is `OFF`, `POWER_ON`, `WAITING_FOR_ATPORT`, `UNINITIALIZED`, `INITIALIZED`,\n"
-           "`WAITING_FOR_SIM`, `CONFIGURED`, `REGISTERING`, `REGISTERED`, `ACTIVATE_CONTEXT`, `CONNECTED`. "
-           "Times are those of the\ndefault configuration.\n\n"
+           "The usual road is "
+        << usual_road()
+        << ".\nTimes are those of the default configuration.\n\n"
            "| value | state | what happens in it | may go to, besides `OFF` and `POWER_OFF` |\n"
            "|---:|---|---|---|\n";
-    for (const auto& [state, text] : EXPLANATIONS) {
-        out << "| " << static_cast<int>(state) << " | `" << short_name(state) << "` | " << text << " | "
-            << successors(state) << " |\n";
+    for (const auto& row : state_table()) {
+        out << "| " << static_cast<int>(row.state) << " | `" << short_name(row.state) << "` | "
+            << with_limits(row.what_happens) << " | " << successors(row.state) << " |\n";
     }
     out << "\nEvery state may go to `OFF` and `POWER_OFF`. A state with \"any\" has no rule of its own: the "
            "steps of the run loop alone\ndecide. A transition that is not allowed is refused with a WARNING "

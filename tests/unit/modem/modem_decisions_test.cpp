@@ -1,5 +1,6 @@
 #include "modem/decisions.hpp"
 #include "modem/modem_settings.hpp"
+#include "modem/state_table.hpp"
 #include "status/antenna_limits.hpp"
 
 #include <gtest/gtest.h>

@@ -36,6 +36,20 @@ bool ModemData::NwRegStatus::packet_domain_usable() const
     return registration::is_registered(cg_reg) || registration::is_registered(ce_reg);
 }
 
+std::string ModemData::NwRegStatus::text() const
+{
+    std::string text;
+    const auto line = [&text](const char* label, const defs::EnumMap& map, int value) {
+        text += label + defs::text_of(map, value) + " (" + std::to_string(value) + ")\n";
+    };
+    line("    general CREG: ", defs::CREG_ENUM_MAP, c_reg);
+    line("    GPRS   CGREG: ", defs::CREG_ENUM_MAP, cg_reg);
+    line("    LTE    CEREG: ", defs::CREG_ENUM_MAP, ce_reg);
+    line("             RAT: ", defs::RAT_ENUM_MAP, rat);
+    line("            UREG: ", defs::UREG_ENUM_MAP, ureg);
+    return text;
+}
+
 ModemData::Sim& ModemData::SimCards::of(defs::SimType type)
 {
     return type == defs::SimType::EXTERNAL ? external : internal;

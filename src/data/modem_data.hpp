@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/backoff.hpp"
 #include "data/defs.hpp"
 #include "data/registration.hpp"
 
@@ -33,6 +34,8 @@ public:
         int deciding_status() const;
         /// GPRS or EPS says registered.
         bool packet_domain_usable() const;
+        /// A line a field, for the log.
+        std::string text() const;
     };
 
     struct Sim {
@@ -105,13 +108,6 @@ public:
         std::atomic<int> rssi_{-1};
     };
 
-    /// The last +UUNFM.
-    struct NwFriendlyMode {
-        defs::NwFriendlyModeType type = defs::NwFriendlyModeType::CS_BACKOFF;
-        int backoff_s = 0;
-        bool updated = false; ///< not yet evaluated
-    };
-
     /// Takes one line's news into the domain's record, and from there into `nw_reg` and `location`: a
     /// registered domain that knows its cell or access technology is never overridden by one that is not
     /// registered.
@@ -136,7 +132,7 @@ public:
     LocationData location;
     TimeData time;
     Antenna antenna;
-    NwFriendlyMode nw_friendly_mode;
+    Backoff nw_friendly_mode;       ///< what +UUNFM said last
     bool service_available = false; ///< +CIEV: 3
 
 private:

@@ -1,7 +1,7 @@
 #include "main/configuration_defaults.hpp"
 
 #include "data/defs.hpp"
-#include "modem/modem_settings.hpp"
+#include "modem/modem_limits.hpp"
 #include "status/antenna_handler.hpp"
 
 #include <ecu/kova/logging.hpp>

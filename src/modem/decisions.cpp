@@ -9,8 +9,7 @@ using S = ModemState;
 
 } // namespace
 
-ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status,
-                           const std::function<bool()>& search_active)
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status, bool search_active)
 {
     if (current != S::CONFIGURED && !row_of(current).traits.network) {
         return current;
@@ -25,7 +24,7 @@ ModemState by_registration(ModemState current, const ModemData::NwRegStatus& sta
     case registration::stat::UNKNOWN:
         return S::REGISTERING;
     case registration::stat::SEARCHING:
-        return search_active() ? S::SEARCHING : S::REGISTERING;
+        return search_active ? S::SEARCHING : S::REGISTERING;
     case registration::stat::DENIED:
         return S::DISCONNECTED;
     default: // emergency, and whatever else a module may say

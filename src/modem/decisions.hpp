@@ -3,15 +3,12 @@
 #include "data/modem_data.hpp"
 #include "modem/modem_state.hpp"
 
-#include <functional>
-
 /// What the modem decides, as functions of values: no port, no log.
 namespace decisions {
 
-/// The next state by registration. Acts in CONFIGURED and from REGISTERING to SEARCHING; `search_active` is
-/// asked only while the module searches.
-ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status,
-                           const std::function<bool()>& search_active);
+/// The next state by registration. Acts in CONFIGURED and from REGISTERING to SEARCHING. `search_active`
+/// counts only while the module says that it searches.
+ModemState by_registration(ModemState current, const ModemData::NwRegStatus& status, bool search_active);
 
 /// The next state by the module's back-off report (+UUNFM): a running timer leads to BACKOFF, attempts that
 /// have been used up to a new registration.

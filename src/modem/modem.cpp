@@ -1,69 +1,145 @@
 #include "modem/modem.hpp"
 
+#include "modem/decisions.hpp"
+#include "modem/modem_rooms.hpp"
+
 #include <ecu/kova/logging.hpp>
+
+using namespace std::chrono_literals;
 
 namespace {
 
+namespace pb = ecu::kova::pb;
+
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
-const ecu::kova::logging::Module& LOG_STATE = ecu::kova::logging::module("celld.modem.state");
+
+constexpr auto FLUSH_TIMEOUT = 2s; // for the last state to reach the broker
 
 } // namespace
 
 Modem::Modem(std::unique_ptr<ecu::kova::config::Configuration> configuration, std::shared_ptr<AtTtyPort> port,
              Clock& clock, ecu::kova::com::TransportType transport)
     : configuration_(std::move(configuration)), port_(std::move(port)), clock_(clock), transport_(transport),
-      sim_(port_, &data_, clock), backend_watch_([this] { return backend_connected_.load(); }, clock),
-      search_reattach_(limits_.nw_search_reattach_timer), search_reset_(limits_.nw_search_modem_reset_timer),
-      port_wait_passes_(PORT_WAIT_PASSES), pdp_wait_(PDP_WAIT_PASSES), activation_(ACTIVATION_TRIES)
+      pauses_(clock, orders_.wakeup())
 {
     port_->add_observer(this);
 }
 
 Modem::~Modem()
 {
-    if (subscription_ != nullptr) {
-        subscription_->target(nullptr);
-    }
-    port_wait_.stop_and_join();
-    if (antenna_ != nullptr) {
-        antenna_->stop();
-    }
-    backend_watch_.stop();
+    rooms_.reset();
     static_cast<void>(port_->stop()); // the port thread calls `urc`
 }
 
-bool Modem::change_state(State to)
+void Modem::init()
 {
-    const State from = state_.load();
-    if (to == from) {
-        return true;
+    rooms_ = std::make_unique<Rooms>(*this);
+    const auto& settings = rooms_->ground.settings;
+    if (!settings.board_ready) {
+        LOG.error("Unable to initialize GPIOs, bailing out!");
+        return;
     }
-    if (!transition_allowed(from, to)) {
-        LOG_STATE.warning("State transition from '", state_text(from), "' to '", state_text(to),
-                          "' not allowed!");
-        return false;
+    if (settings.off_by_parameter) {
+        LOG.notice("ModemOnOff parameter indicates to not start the modem.");
+        change_state(State::OFF);
     }
-    if (row_of(to).traits.searching && !row_of(from).traits.searching) {
-        search_reattach_.restart();
-        search_reset_.restart();
+    if (!settings.modem_fitted) {
+        LOG.notice("Board doesn't have a modem, put celld to off state!");
+        change_state(State::NO_MODEM_HARDWARE);
     }
-    if (row_of(from).traits.network && !row_of(to).traits.network) {
-        backend_watch_.stop();
+}
+
+void Modem::run(RunAction action)
+{
+    action_ = action;
+    LOG.notice("Start running modem state machine.");
+    try {
+        loop();
+    } catch (const std::exception& error) { // no memory, no thread: nobody supervises the module from here on
+        LOG.error("The state machine cannot go on: ", error.what());
+        power_off();
     }
-    if (to == State::WAITING_FOR_ATPORT) {
-        port_wait_passes_.restart();
+    finish();
+}
+
+void Modem::loop()
+{
+    while (!orders_.stop_wanted()) {
+        const Pass wanted = pass();
+        if (wanted.leave) {
+            return;
+        }
+        if (wanted.rest > 0ms) {
+            pauses_.sleep_for(wanted.rest);
+        }
     }
-    if (to == State::ACTIVATE_CONTEXT) {
-        pdp_wait_.restart();
+    power_off();
+}
+
+/// Whatever ended the loop: no thread is left, and a late subscriber finds the last state.
+void Modem::finish()
+{
+    rooms_->power.end_port_wait();
+    rooms_->antenna.stop();
+    rooms_->link.stop_watch();
+    if (state() == State::OFF) {
+        rooms_->ground.status.update(false, true);
     }
-    LOG_STATE.notice("Change state from '", state_text(from), "' to '", state_text(to), "'");
-    state_.store(to);
-    return true;
+    if (!rooms_->ground.bus->flush(FLUSH_TIMEOUT)) {
+        LOG.notice("The last state did not reach the broker");
+    }
+}
+
+Pass Modem::pass()
+{
+    orders_.heed();
+    rooms_->search.begin_pass();
+    log_network_status();
+    keep_radio_silence();
+    // A "configure" run ends in CONFIGURED: nothing carries the state on before the loop has seen it.
+    if (action_ != RunAction::CONFIGURE || state() != State::CONFIGURED) {
+        reset_if_be_timer_expired();
+        process_urc_queue();
+        check_sim();
+    }
+    rooms_->hardware_error.retry();
+
+    Pass wanted = machine_.step();
+    if (!wanted.leave) {
+        const State before = state();
+        rooms_->port_health.watch();
+        if (state() != before) {
+            wanted.rest = 0ms;
+        }
+    }
+    rooms_->ground.status.update(false, false);
+    return wanted;
+}
+
+/// Once given up, the module is the recovery's.
+void Modem::keep_radio_silence()
+{
+    const State now = state();
+    if (orders_.silence_wanted() && now != State::OFF && now != State::NO_MODEM_HARDWARE &&
+        now != State::DTC_HW_ERROR) {
+        change_state(evaluate_radio_silence());
+    }
+}
+
+void Modem::log_network_status()
+{
+    if (!LOG.wants(ecu::kova::logging::Level::DEBUG)) {
+        return;
+    }
+    const std::string text = "Current state: " + state_text(state()) + "  NW status:\n" + data_.nw_reg.text();
+    if (text != last_network_status_) {
+        last_network_status_ = text;
+        LOG.debug(text);
+    }
 }
 
 void Modem::stop() noexcept
 {
     LOG.defer(ecu::kova::logging::Level::NOTICE, "celld will be stopped ...");
-    stop_requested_.store(true);
-    running_.store(false);
+    orders_.stop();
 }

@@ -1,5 +1,7 @@
 #include "support/manual_clock.hpp"
 
+#include "timer/wakeup.hpp"
+
 #include <algorithm>
 #include <thread>
 
@@ -9,6 +11,7 @@ using namespace std::chrono_literals;
 
 const Clock::time_point START{1h};
 constexpr auto WALL_START = std::chrono::sys_days{std::chrono::year{2024} / 1 / 1};
+constexpr std::chrono::milliseconds WAKE_STEP{100};
 constexpr auto REAL_LIMIT = 5s;
 constexpr auto REAL_PAUSE = 200us; // between looks at waiters that are about to wait or to leave
 
@@ -23,6 +26,13 @@ Clock::time_point ManualClock::now() const
 std::chrono::system_clock::time_point ManualClock::wall_now() const
 {
     return WALL_START + std::chrono::duration_cast<std::chrono::system_clock::duration>(now() - START);
+}
+
+void ManualClock::sleep_for(std::chrono::milliseconds pause, const Wakeup& wakeup)
+{
+    for (auto left = pause; left > 0ms && !wakeup.is_woken(); left -= std::min(left, WAKE_STEP)) {
+        advance(std::min(left, WAKE_STEP));
+    }
 }
 
 bool ManualClock::wait_until(std::condition_variable& condition, std::unique_lock<std::mutex>& held,

@@ -23,6 +23,8 @@ public:
     std::chrono::system_clock::time_point wall_now() const override;
     /// Moves the clock.
     void sleep_for(std::chrono::milliseconds pause) override { advance(pause); }
+    /// Moves the clock in steps of at most 100 ms, until it is woken by something on the way.
+    void sleep_for(std::chrono::milliseconds pause, const Wakeup& wakeup) override;
     /// Blocks for real until it is notified or the clock is moved to the deadline.
     bool wait_until(std::condition_variable& condition, std::unique_lock<std::mutex>& held,
                     time_point deadline) override;

@@ -1,4 +1,8 @@
-#include "modem/modem.hpp"
+#include "modem/attach_phase.hpp"
+#include "modem/barred_phase.hpp"
+#include "modem/boot_phase.hpp"
+#include "modem/modem_limits.hpp"
+#include "modem/state_table.hpp"
 #include "utils/strings.hpp"
 
 #include <cstdlib>
@@ -19,14 +23,14 @@ std::string with_limits(std::string text)
 {
     const ModemLimits limits;
     const std::pair<const char*, std::uint32_t> names[] = {
-        {"{port_wait}", Modem::PORT_WAIT_PASSES},
+        {"{port_wait}", BootPhase::PORT_WAIT},
         {"{port_failures}", limits.max_modem_resets_before_dtc},
         {"{max_resets}", limits.max_modem_reset},
         {"{reattach}", limits.nw_search_reattach_timer},
         {"{search_reset}", limits.nw_search_modem_reset_timer},
-        {"{activation_tries}", Modem::ACTIVATION_TRIES},
-        {"{context_wait}", Modem::PDP_WAIT_PASSES},
-        {"{backoff_query}", Modem::BACKOFF_QUERY_INTERVAL_S},
+        {"{activation_tries}", AttachPhase::ACTIVATION_TRIES},
+        {"{context_wait}", AttachPhase::CONTEXT_WAIT},
+        {"{backoff_query}", BarredPhase::QUERY_INTERVAL_S},
     };
     for (const auto& [name, limit] : names) {
         utils::replace(text, name, std::to_string(limit));

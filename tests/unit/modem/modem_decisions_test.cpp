@@ -1,5 +1,5 @@
 #include "modem/decisions.hpp"
-#include "modem/modem_settings.hpp"
+#include "modem/modem_limits.hpp"
 #include "modem/state_table.hpp"
 #include "status/antenna_limits.hpp"
 
@@ -41,12 +41,12 @@ TEST(Decisions, JudgeByTheBestDomain)
         status.c_reg = c.cs;
         status.cg_reg = c.ps;
         status.ce_reg = c.eps;
-        EXPECT_EQ(decisions::by_registration(c.from, status, [] { return false; }), c.to) << c.name;
+        EXPECT_EQ(decisions::by_registration(c.from, status, false), c.to) << c.name;
     }
     ModemData::NwRegStatus searching;
     searching.c_reg = 2;
-    EXPECT_EQ(decisions::by_registration(S::REGISTERING, searching, [] { return true; }), S::SEARCHING);
-    EXPECT_EQ(decisions::by_registration(S::SEARCHING, searching, [] { return false; }), S::REGISTERING);
+    EXPECT_EQ(decisions::by_registration(S::REGISTERING, searching, true), S::SEARCHING);
+    EXPECT_EQ(decisions::by_registration(S::SEARCHING, searching, false), S::REGISTERING);
 }
 
 TEST(Decisions, HonourRadioSilenceButNotAnOffParameterTwice)

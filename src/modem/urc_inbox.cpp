@@ -1,21 +1,19 @@
+#include "modem/urc_inbox.hpp"
+
 #include "at/at_text.hpp"
 #include "at/fields.hpp"
-#include "modem/modem.hpp"
+#include "modem/decisions.hpp"
 
 #include <ecu/kova/logging.hpp>
 
-#include <algorithm>
+#include <optional>
 #include <utility>
-
-using namespace std::chrono_literals;
 
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem.urc");
 
 using registration::Domain;
-
-constexpr auto MAX_BACKOFF = 24h; // no network bars for longer; a larger number is garbage
 
 // Indicators of the module's +CIEV (its AT manual, +UCIND).
 constexpr int SIGNAL_QUALITY = 2;
@@ -36,29 +34,29 @@ std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response
 
 } // namespace
 
-void Modem::urc(const AtCommandResponse& response)
+UrcInbox::UrcInbox(UrcQueue& queue, ModemData& data, Backoff& backoff, SimHandler& sim,
+                   RegistrationWatch& registration, StateMachine& machine, Clock& clock)
+    : queue_(queue), data_(data), backoff_(backoff), sim_(sim), registration_(registration),
+      machine_(machine), clock_(clock)
 {
-    urcs_.push(response);
 }
 
-bool Modem::process_urc_queue()
+bool UrcInbox::process()
 {
-    // What comes meanwhile is the next pass's: a module that never stops reporting holds nobody here.
-    for (const auto& response : urcs_.take_all()) {
+    for (const auto& response : queue_.take_all()) {
         dispatch(response);
     }
     if (std::exchange(sim_inserted_, false)) {
         sim_.sim_detection(defs::SimDetection::INSERTED); // once, however often the contact bounced
     }
-    const bool changed = change_state(evaluate_registration_status());
-    if (data_.nw_friendly_mode.updated) {
-        change_state(evaluate_backoff_timer());
-        data_.nw_friendly_mode.updated = false;
+    const bool followed = registration_.follow();
+    if (backoff_.take_news()) {
+        machine_.change(decisions::by_backoff(machine_.state(), backoff_.active(), backoff_.type()));
     }
-    return changed;
+    return followed;
 }
 
-void Modem::dispatch(const AtCommandResponse& response)
+void UrcInbox::dispatch(const AtCommandResponse& response)
 {
     if (response == "+CREG") {
         on_registration(Domain::CS, response);
@@ -81,7 +79,7 @@ void Modem::dispatch(const AtCommandResponse& response)
     }
 }
 
-void Modem::on_registration(Domain domain, const AtCommandResponse& response)
+void UrcInbox::on_registration(Domain domain, const AtCommandResponse& response)
 {
     const auto update = registration::parse_urc(domain, response.complete_message());
     if (!update) {
@@ -108,7 +106,7 @@ void Modem::on_registration(Domain domain, const AtCommandResponse& response)
     }
 }
 
-void Modem::on_ext_ps_registration(const AtCommandResponse& response)
+void UrcInbox::on_ext_ps_registration(const AtCommandResponse& response)
 {
     const auto fields = at::split_fields(response.payload("+UREG"));
     if (const auto state = fields.front().decimal()) {
@@ -118,26 +116,20 @@ void Modem::on_ext_ps_registration(const AtCommandResponse& response)
 }
 
 // +UUNFM: <mode>,<seconds>
-void Modem::on_network_friendly_mode(const AtCommandResponse& response)
+void UrcInbox::on_network_friendly_mode(const AtCommandResponse& response)
 {
     const auto values = two_numbers(response, "+UUNFM");
     if (!values) {
         LOG.warning("Unable to read the back-off in '", response.complete_message(), "'");
         return;
     }
-    auto& mode = data_.nw_friendly_mode;
-    mode.type = static_cast<defs::NwFriendlyModeType>(values->first);
-    mode.backoff_s = values->second;
-    mode.updated = true;
-    backoff_active_ = true;
-    const auto seconds =
-        std::clamp<std::chrono::seconds>(std::chrono::seconds(values->second), 0s, MAX_BACKOFF);
-    backoff_until_ = clock_.now() + seconds;
-    LOG.notice("Network friendly mode backoff: ", defs::to_str(mode.type), " = ", mode.backoff_s, " s");
+    const auto type = static_cast<defs::NwFriendlyModeType>(values->first);
+    backoff_.report(type, std::chrono::seconds(values->second), clock_.now());
+    LOG.notice("Network friendly mode backoff: ", defs::to_str(type), " = ", values->second, " s");
 }
 
 // +CIEV: <indicator>,<value>
-void Modem::on_indicator(const AtCommandResponse& response)
+void UrcInbox::on_indicator(const AtCommandResponse& response)
 {
     const auto values = two_numbers(response, "+CIEV");
     if (!values) {

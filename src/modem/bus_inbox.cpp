@@ -1,5 +1,6 @@
+#include "modem/bus_inbox.hpp"
+
 #include "bus/message_adapter.hpp"
-#include "modem/modem.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>
@@ -10,9 +11,7 @@ namespace pb = ecu::kova::pb;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr const char* BLACKOUT_TOPIC = "rt/system/blackout_mode";
 constexpr const char* BLACKOUT_SIGNAL = "blackout_mode";
-constexpr const char* BACKEND_TOPIC = "be/status";
 
 /// Other services may repeat what they said for ever: only news is part of the day's story.
 ecu::kova::logging::Level level_of(bool news)
@@ -22,17 +21,17 @@ ecu::kova::logging::Level level_of(bool news)
 
 } // namespace
 
-void Modem::message(const std::string& topic, const ecu::kova::com::Message& message)
+void BusInbox::message(const std::string& topic, const ecu::kova::com::Message& message)
 {
     LOG.info("Received message on topic: ", topic);
     if (topic == BLACKOUT_TOPIC) {
-        on_blackout_message(message);
+        on_blackout(message);
     } else if (topic == BACKEND_TOPIC) {
-        on_backend_message(topic, message);
+        on_backend(topic, message);
     }
 }
 
-void Modem::on_blackout_message(const ecu::kova::com::Message& message)
+void BusInbox::on_blackout(const ecu::kova::com::Message& message)
 {
     const auto group = ecu::kova::rt::SignalAdapter::instance().unpack(message);
     if (!group) {
@@ -45,10 +44,10 @@ void Modem::on_blackout_message(const ecu::kova::com::Message& message)
         return;
     }
     const bool on = value->front() == 1;
-    LOG.write(level_of(blackout_.exchange(on) != on), "Blackout Mode: ", on ? "TRUE" : "FALSE");
+    LOG.write(level_of(orders_.radio_silence(on)), "Blackout Mode: ", on ? "TRUE" : "FALSE");
 }
 
-void Modem::on_backend_message(const std::string& topic, const ecu::kova::com::Message& message)
+void BusInbox::on_backend(const std::string& topic, const ecu::kova::com::Message& message)
 {
     ecu::kova::com::PbInternalMessageAdapter<pb::BackendProxyStatus> adapter;
     const auto result = adapter.deserialize(message);
@@ -61,6 +60,6 @@ void Modem::on_backend_message(const std::string& topic, const ecu::kova::com::M
         return;
     }
     const bool connected = result.value.status() == pb::BackendProxyStatus_Status_BACKEND_CONNECTED;
-    LOG.write(level_of(backend_connected_.exchange(connected) != connected),
+    LOG.write(level_of(orders_.backend_connected(connected)),
               "Received new Backend status : ", static_cast<int>(result.value.status()));
 }

@@ -1,0 +1,60 @@
+#include "modem/card_phase.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+using S = ModemState;
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
+
+} // namespace
+
+CardPhase::CardPhase(StateMachine& machine, SimHandler& sim, DataContext& context, AtTtyPort& port,
+                     Escalation& escalation, Resets& resets, const RunAction& action)
+    : machine_(machine), sim_(sim), context_(context), port_(port), escalation_(escalation), resets_(resets),
+      action_(action)
+{
+}
+
+Pass CardPhase::step(ModemState now)
+{
+    if (now == S::WAITING_FOR_SIM) {
+        return wait_for_sim();
+    }
+    return {action_ == RunAction::CONFIGURE, PASS_PAUSE};
+}
+
+Pass CardPhase::wait_for_sim()
+{
+    if (!sim_.sim_ready()) {
+        LOG.info("Waiting for SIM to be ready.");
+        return {false, PASS_PAUSE};
+    }
+    const auto set_up = context_.set_up();
+    if (!set_up.is_ok()) {
+        return context_failed(set_up.unwrapErr());
+    }
+    escalation_.context_set_up();
+    machine_.change(S::CONFIGURED);
+    if (action_ != RunAction::CONFIGURE) {
+        // The preferred list of the user (3GPP TS 27.007, 7.20); a module without it still registers.
+        static_cast<void>(port_.execute(AtCommand("+CPLS=1")));
+        machine_.change(S::REGISTERING);
+    }
+    return {};
+}
+
+Pass CardPhase::context_failed(const AtError& error)
+{
+    LOG.error("Context setup error (", static_cast<int>(error.code), "): '", error.message, "' message: '",
+              error.final_response, "'");
+    if (escalation_.strike(Cause::CONTEXT_SET_UP_FAILED) == Verdict::AGAIN) {
+        return {false, PASS_PAUSE};
+    }
+    LOG.error("Unable to setup the context accordingly, after ",
+              escalation_.limit(Cause::CONTEXT_SET_UP_FAILED), " times in a roll, initiate modem reset.");
+    resets_.prepare(pb::ModemStatus_ModemResetReason_CONTEXT_SETUP_ERROR);
+    return {};
+}

@@ -1,0 +1,94 @@
+#include "modem/module_power.hpp"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+using S = ModemState;
+
+constexpr auto REBOOT_PAUSE = 2s;       // supply away
+constexpr auto PORT_RESTART_PAUSE = 2s; // for the USB device to go
+
+} // namespace
+
+ModulePower::ModulePower(const Touches& touches, StateMachine& machine, ModemData& data, const Orders& orders,
+                         Clock& pauses)
+    : touches_(touches), machine_(machine), data_(data), orders_(orders), pauses_(pauses)
+{
+}
+
+void ModulePower::publish(pb::ModemStatus_ModemState state)
+{
+    data_.pb_state(state);
+    touches_.status.publish();
+}
+
+void ModulePower::on()
+{
+    ++power_ups_;
+    touches_.escalation.powered_up();
+    publish(pb::ModemStatus_ModemState_ENABLING);
+    ModemVariant::power_on(touches_.gpio);
+    machine_.change(S::WAITING_FOR_ATPORT);
+    port_wait_.start(touches_.port);
+}
+
+void ModulePower::off()
+{
+    port_wait_.stop_and_join();
+    if (machine_.state() == S::OFF) {
+        return;
+    }
+    switch_off();
+    machine_.change(S::OFF);
+    touches_.status.publish();
+}
+
+void ModulePower::switch_off()
+{
+    port_wait_.stop_and_join();
+    touches_.antenna.stop();
+    publish(pb::ModemStatus_ModemState_DISABLING);
+    if (touches_.variant != nullptr) {
+        touches_.variant->power_off(touches_.gpio, touches_.port);
+    } else {
+        touches_.gpio->vcc(
+            GpioCtrl::PinValue::LOW); // a module that never answered has no family, but a supply
+    }
+    static_cast<void>(touches_.port->stop()); // off is off, whatever it answers
+    forget_module();
+}
+
+/// The module has restarted, or may have: its PIN and reports are forgotten, and so is what it said.
+void ModulePower::forget_module()
+{
+    touches_.sim.forget_ready();
+    touches_.urcs.clear();
+    touches_.backoff.forget();
+    touches_.registration.forget();
+    data_.reset();
+    data_.antenna.forget();
+}
+
+void ModulePower::reboot()
+{
+    off();
+    pauses_.sleep_for(REBOOT_PAUSE);
+    if (orders_.silence_wanted() || orders_.stop_wanted()) {
+        return; // stays off
+    }
+    if (machine_.change(S::POWER_ON)) {
+        on();
+    }
+}
+
+void ModulePower::restart_port()
+{
+    port_wait_.stop_and_join();
+    static_cast<void>(touches_.port->stop()); // it is opened anew either way
+    pauses_.sleep_for(PORT_RESTART_PAUSE);
+    forget_module();
+    machine_.change(S::WAITING_FOR_ATPORT);
+    port_wait_.start(touches_.port);
+}

@@ -1,0 +1,103 @@
+#include "modem/module_setup.hpp"
+
+#include "at/at_text.hpp"
+#include "modem/command_sequence.hpp"
+#include "modem/persistent_settings.hpp"
+#include "utils/strings.hpp"
+#include "variant/sara_modem.hpp"
+#include "variant/toby_modem.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+using S = ModemState;
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
+
+constexpr std::size_t MIN_IMEI_LENGTH = 14;     // 3GPP TS 23.003, 6.2: 14 digits and a check digit
+constexpr std::size_t MAX_IDENTITY_LENGTH = 64; // model, manufacturer; more is garbage
+
+/// The answer's text without an echo of the command, fit for a message and a log line.
+std::string identity_text(const AtCommandResponse& response, const std::string& command)
+{
+    std::string text = response.payload(command);
+    utils::replace(text, "AT" + command, "");
+    utils::trim(text);
+    return utils::to_valid_utf8(text.substr(0, MAX_IDENTITY_LENGTH));
+}
+
+} // namespace
+
+ModuleSetup::ModuleSetup(const std::shared_ptr<AtTtyPort>& port, std::shared_ptr<ModemVariant>& variant,
+                         SimHandler& sim, ModemData& data, StateMachine& machine, Escalation& escalation,
+                         Resets& resets, Clock& clock)
+    : port_(port), variant_(variant), sim_(sim), data_(data), machine_(machine), escalation_(escalation),
+      resets_(resets), clock_(clock)
+{
+}
+
+void ModuleSetup::set_up()
+{
+    const auto started = port_->start();
+    if (!started.is_ok()) {
+        LOG.error("Unable to start the AT Cmd UART, will try resetting the modem!");
+        LOG.notice("AT Cmd UART: ", started.unwrapErr());
+        data_.pb_state(pb::ModemStatus_ModemState_FAILED);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        return;
+    }
+    static_cast<void>(port_->execute(AtCommand("E0"))); // a module that goes on echoing is understood too
+    identify();
+
+    if (PersistentSettings(port_, *variant_).ensure()) {
+        if (escalation_.strike(Cause::SETTINGS_CHANGED) == Verdict::RESET) {
+            LOG.notice("The module's persistent settings were changed, restart it");
+            resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+            return;
+        }
+        LOG.warning("The module does not keep its settings, going on with what it has");
+    }
+    demand(port_->execute(AtCommand("+CMEE=2")), "Unable to set 'report mobile termination' (+CMEE)");
+    machine_.change(S::INITIALIZED);
+}
+
+void ModuleSetup::identify()
+{
+    const auto answer = port_->execute(AtCommand("+GMM"));
+    demand(answer, "Unable to retrieve the Model Identifier (+GMM)");
+    auto& module = data_.module;
+    module.model = identity_text(answer.unwrap(), "+GMM");
+    if (module.model.find("TOBY") != std::string::npos) {
+        variant_ = std::make_shared<TobyModem>(clock_);
+    } else {
+        variant_ = std::make_shared<SaraModem>(clock_);
+    }
+    sim_.variant(variant_);
+
+    const auto manufacturer = port_->execute(AtCommand("+GMI"));
+    if (manufacturer.is_ok()) {
+        module.manu = identity_text(manufacturer.unwrap(), "+GMI");
+    }
+    const auto imei = port_->execute(AtCommand("+CGSN"));
+    if (imei.is_ok()) {
+        module.imei = at::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
+    }
+    LOG.notice("Module: '", module.manu, "' '", module.model, "' IMEI '", module.imei, "'");
+}
+
+Result ModuleSetup::configure()
+{
+    ModemVariant::Commands reports{AtCommand("+CREG=2"), AtCommand("+CGREG=2")}; // with location
+    const auto& family_reports = variant_->urc_cmds();
+    reports.insert(reports.end(), family_reports.begin(), family_reports.end());
+    for (const char* command : {"+CGEREP=2,1", "+UREG=1", "+CMER=1,0,0,2,1", "+UCIND=2374"}) {
+        reports.emplace_back(command);
+    }
+    auto result = run_sequence(*port_, reports);
+    if (result.is_ok()) {
+        machine_.change(S::WAITING_FOR_SIM);
+    }
+    return result;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "at/at_tty_port.hpp"
+#include "data/modem_data.hpp"
+#include "modem/escalation.hpp"
+#include "modem/resets.hpp"
+#include "modem/state_machine.hpp"
+#include "sim/sim_handler.hpp"
+#include "timer/clock.hpp"
+#include "variant/modem_variant.hpp"
+
+#include <memory>
+
+/// Takes a freshly powered module into a known configuration. Main thread only: blocks for the time-outs of
+/// its commands. Logs on "celld.modem".
+class ModuleSetup {
+public:
+    ModuleSetup(const std::shared_ptr<AtTtyPort>& port, std::shared_ptr<ModemVariant>& variant,
+                SimHandler& sim, ModemData& data, StateMachine& machine, Escalation& escalation,
+                Resets& resets, Clock& clock);
+
+    /// Opens the port, learns what module this is and corrects its persistent settings. Its outcome is the
+    /// state INITIALIZED, a reset, or the end of the process (see PersistentSettings).
+    void set_up();
+    /// Switches the unsolicited reports on; WAITING_FOR_SIM after that. The error of a failed command carries
+    /// its text as its message.
+    Result configure();
+
+private:
+    void identify();
+
+    const std::shared_ptr<AtTtyPort>& port_;
+    std::shared_ptr<ModemVariant>& variant_;
+    SimHandler& sim_;
+    ModemData& data_;
+    StateMachine& machine_;
+    Escalation& escalation_;
+    Resets& resets_;
+    Clock& clock_;
+};

@@ -1,0 +1,119 @@
+#include "modem/persistent_settings.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+#include <cstdlib>
+#include <iostream>
+
+namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
+
+/// Set-up cannot go on and nothing the daemon could do would change that: at once, for the service manager to
+/// restart.
+[[noreturn]] void fatal(const char* text)
+{
+    std::cerr << text << std::endl;
+    std::_Exit(EXIT_FAILURE);
+}
+
+} // namespace
+
+void demand(const Result& result, const char* text)
+{
+    if (!result.is_ok()) {
+        fatal(text);
+    }
+}
+
+bool PersistentSettings::ensure()
+{
+    bool changed = ensure_usb_profile();
+    changed = ensure_router_mode() || changed;
+    changed = ensure_sim_hot_swap() || changed;
+    changed = ensure_sim_detection_gpio() || changed;
+    changed = ensure_rat() || changed;
+    return variant_.setup_eth_over_usb(port_) || changed;
+}
+
+// +UUSBCONF: <profile>,...; the new profile takes effect with the restart
+bool PersistentSettings::ensure_usb_profile()
+{
+    int profile = -1;
+    const int wanted = variant_.usb_profile();
+    demand(port_->execute(AtCommand("+UUSBCONF?"), "%d", &profile), "Unable to query usb conf (+UUSBCONF)");
+    if (profile == wanted) {
+        return false;
+    }
+    LOG.notice("USB profile is ", profile, ", set ", wanted);
+    demand(port_->execute(AtCommand("+UUSBCONF=" + std::to_string(wanted))),
+           "Unable to set usb conf for modem (+UUSBCONF)");
+    return true;
+}
+
+// +UBMCONF: <networking_mode>
+bool PersistentSettings::ensure_router_mode()
+{
+    if (!variant_.needs_router_mode_check()) {
+        return false;
+    }
+    int mode = -1;
+    const int wanted = variant_.router_mode() ? 1 : 0;
+    demand(port_->execute(AtCommand("+UBMCONF?"), "%d", &mode),
+           "Unable to query ubm conf for TOBY modem (+UBMCONF)");
+    if (mode == wanted) {
+        return false;
+    }
+    LOG.notice("Toby modem requires reconfiguration to 'router mode'");
+    demand(port_->execute(AtCommand("+UBMCONF=" + std::to_string(wanted))), "Unable to set +UBMCONF");
+    return true;
+}
+
+// +UDCONF: 50,<hot swap>
+bool PersistentSettings::ensure_sim_hot_swap()
+{
+    int hot_swap = -1;
+    demand(port_->execute(AtCommand("+UDCONF=50"), "%*d,%d", &hot_swap),
+           "Unable to query sim hotswap status (+UDCONF=50)");
+    if (hot_swap != 0) {
+        return false;
+    }
+    LOG.notice("Switch SIM hot-swap detection on");
+    demand(port_->execute(AtCommand("+UDCONF=50,1")), "Unable to query config from modem (+UDCONF=50,1)");
+    return true;
+}
+
+// +UGPIOC: a line "<gpio_id>,<function>" for every pin
+bool PersistentSettings::ensure_sim_detection_gpio()
+{
+    const std::string wanted = std::to_string(variant_.sim_detection_gpio()) + ",1";
+    const auto answer = port_->execute(AtCommand("+UGPIOC?"));
+    demand(answer, "Unable to get modem GPIO configuration.");
+    if (answer.unwrap().complete_message().find(wanted) != std::string::npos) {
+        return false;
+    }
+    LOG.notice("Modem GPIO is not configured for SIM detection, will do it now!");
+    demand(port_->execute(AtCommand("+UGPIOC=" + wanted)),
+           "Unable to configure SIM detection GPIO (+UGPIOC)");
+    return true;
+}
+
+// +URAT: <selected>,<preferred>[,<second preferred>]
+bool PersistentSettings::ensure_rat()
+{
+    int selected = -1;
+    int preferred = -1;
+    const auto answer = port_->execute(AtCommand("+URAT?"), "%d,%d,%*d", &selected, &preferred);
+    if (answer.is_ok() && selected == variant_.selected_rat() && preferred == variant_.preferred_rat()) {
+        return false;
+    }
+    LOG.notice("Radio access technology is ", selected, ",", preferred, ", set ", variant_.selected_rat(),
+               ",", variant_.preferred_rat());
+    const std::string pair =
+        std::to_string(variant_.selected_rat()) + "," + std::to_string(variant_.preferred_rat());
+    // Their results tell nothing: the next set-up asks again.
+    static_cast<void>(port_->execute(variant_.disable_rf()));
+    static_cast<void>(port_->execute(AtCommand("+URAT=" + pair)));
+    static_cast<void>(port_->execute(variant_.enable_rf()));
+    return true;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "at/at_tty_port.hpp"
+#include "variant/modem_variant.hpp"
+
+#include <memory>
+
+/// Compares the module's persistent settings with what the daemon needs, and corrects what differs. A new
+/// value takes effect with the module's next start. A query on which set-up cannot go on ends the process:
+/// its message goes to standard error, and the service manager starts it anew. Main thread only. Logs on
+/// "celld.modem".
+class PersistentSettings {
+public:
+    PersistentSettings(const std::shared_ptr<AtTtyPort>& port, const ModemVariant& variant)
+        : port_(port), variant_(variant)
+    {
+    }
+
+    /// True when something was changed.
+    bool ensure();
+
+private:
+    bool ensure_usb_profile();
+    bool ensure_router_mode();
+    bool ensure_sim_hot_swap();
+    bool ensure_sim_detection_gpio();
+    bool ensure_rat();
+
+    const std::shared_ptr<AtTtyPort>& port_;
+    const ModemVariant& variant_;
+};
+
+/// Ends the process with this message unless the command succeeded: set-up cannot go on, and nothing the
+/// daemon could do would change that.
+void demand(const Result& result, const char* text);

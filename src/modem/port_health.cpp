@@ -1,0 +1,59 @@
+#include "modem/port_health.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+namespace {
+
+namespace pb = ecu::kova::pb;
+using S = ModemState;
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
+
+} // namespace
+
+PortHealth::Status PortHealth::query()
+{
+    if (port_.is_write_error()) {
+        LOG.error("AtTtyPort write failures has reached threshold limit!");
+        return Status::WRITE_ERRORS;
+    }
+    if (port_.is_timeout()) {
+        LOG.error("AtTtyPort too many timeouts. Threshold limit reached!");
+        return Status::TIMEOUTS;
+    }
+    // A port whose loop has ended by itself is lost even when its node is there again: nothing it is given is
+    // sent.
+    if (port_.is_available() && port_.is_running()) {
+        return Status::HEALTHY;
+    }
+    LOG.notice("AtTtyPort doesn't seem to be available, try AT-command");
+    return port_.execute(AtCommand("")).is_ok() ? Status::HEALTHY : Status::LOST;
+}
+
+void PortHealth::watch()
+{
+    if (!machine_.traits().port_owed) {
+        return;
+    }
+    const Status status = query();
+    if (status != Status::HEALTHY && machine_.state() == S::BACKOFF) {
+        machine_.change(S::REGISTERING); // the only way out; the next pass finds the port as bad and acts
+        return;
+    }
+    switch (status) {
+    case Status::HEALTHY:
+        break;
+    case Status::LOST:
+        LOG.notice("AtTtyPort not available. Moving to AT_PORT_LOST state");
+        machine_.change(S::AT_PORT_LOST);
+        break;
+    case Status::WRITE_ERRORS:
+        LOG.error("AtTtyPort write error. Reseting modem!");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_WRITE_ERROR);
+        break;
+    case Status::TIMEOUTS:
+        LOG.error("AtTtyPort timed out. Reseting modem!");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
+        break;
+    }
+}

@@ -1,0 +1,54 @@
+#include "modem/state_machine.hpp"
+
+#include "data/modem_data.hpp"
+
+#include <ecu/kova/logging.hpp>
+
+namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem.state");
+
+} // namespace
+
+Phase* StateMachine::phase_of(ModemState state) const
+{
+    return phases_[static_cast<std::size_t>(row_of(state).phase)];
+}
+
+bool StateMachine::change(ModemState to)
+{
+    const ModemState from = state();
+    if (to == from) {
+        return true;
+    }
+    if (!transition_allowed(from, to)) {
+        LOG.warning("State transition from '", state_text(from), "' to '", state_text(to), "' not allowed!");
+        return false;
+    }
+    if (Phase* const phase = phase_of(from)) {
+        phase->left(from, to);
+    }
+    LOG.notice("Change state from '", state_text(from), "' to '", state_text(to), "'");
+    state_.store(to);
+    if (const auto published = row_of(to).published) {
+        data_.pb_state(*published);
+    }
+    if (row_of(from).traits.network && !row_of(to).traits.network) {
+        for (Phase* const phase : phases_) {
+            if (phase != nullptr) {
+                phase->network_left();
+            }
+        }
+    }
+    if (Phase* const phase = phase_of(to)) {
+        phase->entered(to, from);
+    }
+    return true;
+}
+
+Pass StateMachine::step()
+{
+    const ModemState now = state();
+    Phase* const phase = phase_of(now);
+    return phase == nullptr ? Pass{true} : phase->step(now);
+}

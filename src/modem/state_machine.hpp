@@ -1,0 +1,39 @@
+#pragma once
+
+#include "modem/phase.hpp"
+#include "modem/state_table.hpp"
+
+#include <array>
+#include <atomic>
+
+class ModemData;
+
+/// Holds the present state and is its only door. `state` may be asked by any thread; the rest belongs to the
+/// main thread. Logs on "celld.modem.state".
+class StateMachine {
+public:
+    explicit StateMachine(ModemData& data) : data_(data) {}
+
+    ModemState state() const { return state_.load(); }
+    const StateTraits& traits() const { return row_of(state()).traits; }
+    bool may_go_to(ModemState to) const { return is_transition_allowed(state(), to); }
+
+    /// Before the first step. Phases outlive the last `change`.
+    void attach(PhaseId id, Phase& phase) { phases_[static_cast<std::size_t>(id)] = &phase; }
+    void detach_all() { phases_ = {}; }
+
+    /// Checks, logs, tells the phase that is left, stores, tells the bus's record what is fixed about the new
+    /// state, and the phase that is entered. True when the state is `to` afterwards, also when it was
+    /// already.
+    bool change(ModemState to);
+
+    /// Lets the present state's phase do its work.
+    Pass step();
+
+private:
+    Phase* phase_of(ModemState state) const;
+
+    ModemData& data_;
+    std::atomic<ModemState> state_{ModemState::OFF};
+    std::array<Phase*, PHASE_COUNT> phases_{};
+};

@@ -12,11 +12,15 @@ public:
     /// No network bars for longer; a larger number is garbage.
     static constexpr std::chrono::hours MAX_BACKOFF{24};
 
+    /// A report. Only a running timer of a network domain has a time that counts; of two the later end stays.
+    /// Attempts that are used up have none.
     void report(defs::NwFriendlyModeType type, std::chrono::seconds remaining, Clock::time_point now);
+    /// The module's answer to the question how long it is barred, which overrules what it reported.
+    void answered(std::chrono::seconds remaining, Clock::time_point now);
     /// Whether a report has come since the last question.
     bool take_news();
 
-    /// Whether the last report has not been forgotten.
+    /// Whether the last report asks for something.
     bool active() const { return active_; }
     defs::NwFriendlyModeType type() const { return type_; }
     bool is_over(Clock::time_point now) const { return now >= until_; }

@@ -67,6 +67,12 @@ Pass AttachPhase::activation_failed(ActivationCode code)
         machine_.change(S::POWER_OFF);
         return {};
     }
+    if (code == ActivationCode::UNANSWERED) {
+        LOG.warning("The context activation was not answered, re-registration will be triggered");
+        escalation_.data_path_free();
+        give_up(); // at once: another try would take three minutes again
+        return {};
+    }
     if (code != ActivationCode::CDC_ECM_BUSY) {
         return unsuccessful();
     }

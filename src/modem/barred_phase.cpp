@@ -30,8 +30,11 @@ Pass BarredPhase::step(ModemState)
     if (report.failed) {
         LOG.notice("Unable to query +UNFM");
     }
+    if (report.queried) {
+        backoff_.answered(std::chrono::seconds(report.remaining_s), clock_.now());
+    }
     // What the module said last counts where it cannot be asked.
-    if ((report.queried && report.remaining_s == 0) || backoff_.is_over(clock_.now())) {
+    if (backoff_.is_over(clock_.now())) {
         LOG.notice("Back-off timer expired, changing state");
         machine_.change(ModemState::REGISTERING);
     }

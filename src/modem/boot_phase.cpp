@@ -55,6 +55,10 @@ Pass BootPhase::step(ModemState now)
 Pass BootPhase::wait_for_port()
 {
     ecu::kova::application_ready();
+    if (escalation_.exhausted(Cause::PORT_MUTE)) { // before another look: a port that is there says nothing
+        hardware_error_.report();
+        return {false, PASS_PAUSE};
+    }
     if (port_.is_available()) {
         power_.end_port_wait();
         escalation_.port_appeared();

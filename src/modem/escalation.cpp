@@ -13,8 +13,11 @@ constexpr std::array<Row, CAUSE_COUNT> ROWS{{
     {Cause::RESET, Verdict::AGAIN, Verdict::END, false},
     {Cause::SIM_ERRORS, Verdict::RESET, Verdict::HARDWARE_ERROR, false},
     {Cause::SETTINGS_CHANGED, Verdict::RESET, Verdict::AGAIN, false},
+    {Cause::DATA_PATH_CHANGED, Verdict::RESET, Verdict::RESET, false}, // the resets have their own limit
     // The hardware error is reported while the port is awaited once more: see `exhausted`.
     {Cause::PORT_ABSENT, Verdict::RESET, Verdict::RESET, false},
+    {Cause::PORT_MUTE, Verdict::RESET, Verdict::RESET, false},
+    {Cause::PORT_LOST, Verdict::AGAIN, Verdict::RESET, true},
     {Cause::CONTEXT_SET_UP_FAILED, Verdict::AGAIN, Verdict::RESET, true},
     {Cause::DATA_PATH_BUSY, Verdict::AGAIN, Verdict::GIVE_UP, true},
     {Cause::ACTIVATION_GIVEN_UP, Verdict::AGAIN, Verdict::RESET, true},
@@ -42,9 +45,13 @@ std::uint32_t Escalation::limit(Cause cause) const
         return limits_.max_modem_reset;
     case Cause::SIM_ERRORS:
     case Cause::PORT_ABSENT:
+    case Cause::PORT_MUTE:
         return limits_.max_modem_resets_before_dtc;
     case Cause::SETTINGS_CHANGED:
+    case Cause::DATA_PATH_CHANGED:
         return MAX_RECONFIGURATIONS + 1;
+    case Cause::PORT_LOST:
+        return MAX_PORT_LOSSES;
     case Cause::CONTEXT_SET_UP_FAILED:
         return MAX_CONTEXT_FAILURES;
     case Cause::DATA_PATH_BUSY:

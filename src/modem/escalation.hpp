@@ -9,13 +9,16 @@
 enum class Cause {
     RESET,                 ///< the module is about to be reset
     SIM_ERRORS,            ///< the SIM's errors have reached their own limit
-    SETTINGS_CHANGED,      ///< a persistent setting had to be corrected
+    SETTINGS_CHANGED,      ///< a persistent setting had to be corrected that the module can do without
+    DATA_PATH_CHANGED,     ///< likewise one without which there is no data path
     PORT_ABSENT,           ///< the AT port never appeared after a power-up
+    PORT_MUTE,             ///< it appeared and nothing answered
+    PORT_LOST,             ///< it went away, and has not been connected since
     CONTEXT_SET_UP_FAILED, ///< the data context could not be defined
     DATA_PATH_BUSY,        ///< the data path to the unit was busy when the context should be activated
     ACTIVATION_GIVEN_UP,   ///< the data context did not come up
 };
-constexpr std::size_t CAUSE_COUNT = 7;
+constexpr std::size_t CAUSE_COUNT = 10;
 
 /// What it leads to.
 enum class Verdict {
@@ -32,6 +35,7 @@ class Escalation {
 public:
     /// Resets for the sake of a setting; a module that forgets it again is taken as it is.
     static constexpr std::uint32_t MAX_RECONFIGURATIONS = 3;
+    static constexpr std::uint32_t MAX_PORT_LOSSES = 5;
     static constexpr std::uint32_t MAX_CONTEXT_FAILURES = 5;
     static constexpr std::uint32_t MAX_BUSY = 20;
     static constexpr std::uint32_t MAX_ACTIVATION_GIVEUPS = 5;
@@ -49,6 +53,8 @@ public:
     void forgive() { counts_ = {}; }
     /// The port appeared: the module does boot.
     void port_appeared() { counts_[index(Cause::PORT_ABSENT)] = 0; }
+    /// And it answered.
+    void module_answered() { counts_[index(Cause::PORT_MUTE)] = 0; }
     /// The module has been switched on: what it was busy with is over.
     void powered_up() { counts_[index(Cause::DATA_PATH_BUSY)] = 0; }
     /// The data context was defined.

@@ -4,6 +4,8 @@
 
 #include <ecu/kova/logging.hpp>
 
+#include <utility>
+
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
@@ -18,9 +20,12 @@ bool HardwareError::report()
         return false;
     }
     if (!utils::publish_rt_data_raw(bus_, TOPIC, {0x01})) {
-        LOG.error("Unable to publish on ", TOPIC, " with data 01");
+        if (!std::exchange(vain_, true)) {
+            LOG.error("Unable to publish on ", TOPIC, " with data 01");
+        }
         return false;
     }
+    vain_ = false;
     machine_.change(ModemState::DTC_HW_ERROR);
     LOG.notice("DTC ", TOPIC, " SENT");
     return true;

@@ -15,7 +15,8 @@ public:
     {
     }
 
-    /// True when it was published and the state is DTC_HW_ERROR.
+    /// True when it was published and the state is DTC_HW_ERROR. A bus that does not take it is told of once,
+    /// and again when it is over.
     bool report();
     /// Reports, and goes on trying with `retry` as long as the bus does not take it.
     void owe() { owed_ = !report(); }
@@ -27,4 +28,5 @@ private:
     StateMachine& machine_;
     const std::shared_ptr<ecu::kova::com::ITransportClient>& bus_;
     bool owed_ = false;
+    bool vain_ = false; // said once, until the bus has taken one
 };

@@ -38,6 +38,7 @@ Pass IdlePhase::step(ModemState now)
 
 Pass IdlePhase::step_off()
 {
+    static_cast<void>(power_.supply_stuck());
     if (!orders_.silence_wanted() && settings_.heeds_off_parameter()) {
         read_off_parameter();
     }

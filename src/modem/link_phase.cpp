@@ -67,7 +67,10 @@ void LinkPhase::watch_backend()
             backend_watch_.stop();
         }
         data_.pb_state(pb::ModemStatus_ModemState_CONNECTED);
-    } else if (limits_.modem_restart_timeout != 0 && !backend_watch_.active()) {
+        return;
+    }
+    data_.pb_state(pb::ModemStatus_ModemState_CONNECTING);
+    if (limits_.modem_restart_timeout != 0 && !backend_watch_.active()) {
         LOG.notice("No BE connection, starting timer");
         backend_watch_.start(limits_.modem_restart_timeout);
     }
@@ -79,6 +82,7 @@ void LinkPhase::reset_if_backend_timer_expired()
     if (!backend_watch_.take_expired() || !machine_.traits().network) {
         return;
     }
+    touches_.power.publish(pb::ModemStatus_ModemState_DISCONNECTING);  // now: it takes a while
     static_cast<void>(touches_.search.stop(BACKEND_DEREGISTRATION_S)); // the module is reset next
     touches_.registration.forget();
     touches_.resets.prepare(pb::ModemStatus_ModemResetReason_BACKEND_TIMEOUT);

@@ -108,6 +108,7 @@ Pass Modem::pass()
     if (!wanted.leave) {
         const State before = state();
         rooms_->port_health.watch();
+        rooms_->vigil.watch();
         if (state() != before) {
             wanted.rest = 0ms;
         }

@@ -11,6 +11,7 @@
 #include "modem/link_phase.hpp"
 #include "modem/modem.hpp"
 #include "modem/module_setup.hpp"
+#include "modem/network_vigil.hpp"
 #include "modem/recovery_phase.hpp"
 #include "modem/search_phase.hpp"
 #include "modem/set_up_phase.hpp"
@@ -59,6 +60,7 @@ struct Modem::Rooms {
     SimSwitch sim_switch;
     UrcInbox inbox;
     PortHealth port_health;
+    NetworkVigil vigil;
 
     // The phases.
     IdlePhase idle;

@@ -1,14 +1,19 @@
 #include "modem/module_power.hpp"
 
+#include <ecu/kova/logging.hpp>
+
 using namespace std::chrono_literals;
 
 namespace {
+
+const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
 namespace pb = ecu::kova::pb;
 using S = ModemState;
 
 constexpr auto REBOOT_PAUSE = 2s;       // supply away
 constexpr auto PORT_RESTART_PAUSE = 2s; // for the USB device to go
+constexpr auto STUCK_LOG_INTERVAL = 60s;
 
 } // namespace
 
@@ -57,7 +62,33 @@ void ModulePower::switch_off()
             GpioCtrl::PinValue::LOW); // a module that never answered has no family, but a supply
     }
     static_cast<void>(touches_.port->stop()); // off is off, whatever it answers
+    take_supply();
     forget_module();
+}
+
+/// The family's sequence does not say whether its last write succeeded; the same once more does.
+void ModulePower::take_supply()
+{
+    if (touches_.gpio->vcc(GpioCtrl::PinValue::LOW)) {
+        if (stuck_told_) {
+            LOG.notice("The module's supply is away now");
+        }
+        stuck_told_.reset();
+        return;
+    }
+    const auto now = pauses_.now();
+    if (!stuck_told_ || now - *stuck_told_ >= STUCK_LOG_INTERVAL) {
+        LOG.error("The module's supply could not be taken away (line VCC), it may still be on; trying again");
+        stuck_told_ = now;
+    }
+}
+
+bool ModulePower::supply_stuck()
+{
+    if (stuck_told_) {
+        take_supply();
+    }
+    return stuck_told_.has_value();
 }
 
 /// The module has restarted, or may have: its PIN and reports are forgotten, and so is what it said.

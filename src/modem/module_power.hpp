@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 /// Switches the module on and off, and opens its port anew. Main thread only; a power-off takes up to a
 /// minute and a half. Logs on "celld.modem".
@@ -51,6 +52,9 @@ public:
     void reboot();
     /// The module is not power-cycled.
     void restart_port();
+    /// Whether the supply could not be taken away. Tries again at each call, and says so once a minute while
+    /// it lasts.
+    bool supply_stuck();
     /// The thread that waits for the port ends.
     void end_port_wait() { port_wait_.stop_and_join(); }
 
@@ -61,6 +65,7 @@ public:
     std::uint32_t power_ups() const { return power_ups_; }
 
 private:
+    void take_supply();
     void forget_module();
 
     Touches touches_;
@@ -70,4 +75,5 @@ private:
     Clock& pauses_;
     PortWait port_wait_;
     std::uint32_t power_ups_ = 0;
+    std::optional<Clock::time_point> stuck_told_; // while the supply cannot be taken away
 };

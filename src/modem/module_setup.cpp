@@ -45,22 +45,37 @@ void ModuleSetup::set_up()
         LOG.error("Unable to start the AT Cmd UART, will try resetting the modem!");
         LOG.notice("AT Cmd UART: ", started.unwrapErr());
         data_.pb_state(pb::ModemStatus_ModemState_FAILED);
+        static_cast<void>(
+            escalation_.strike(Cause::PORT_MUTE)); // a reset now; the next wait looks at the limit
         resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
         return;
     }
     static_cast<void>(port_->execute(AtCommand("E0"))); // a module that goes on echoing is understood too
     identify();
+    escalation_.module_answered();
 
-    if (PersistentSettings(port_, *variant_).ensure()) {
-        if (escalation_.strike(Cause::SETTINGS_CHANGED) == Verdict::RESET) {
-            LOG.notice("The module's persistent settings were changed, restart it");
-            resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
-            return;
-        }
-        LOG.warning("The module does not keep its settings, going on with what it has");
+    const auto changed = PersistentSettings(port_, *variant_).ensure();
+    if (changed && wants_restart(*changed)) {
+        LOG.notice("The module's persistent settings were changed, restart it");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        return;
     }
     demand(port_->execute(AtCommand("+CMEE=2")), "Unable to set 'report mobile termination' (+CMEE)");
     machine_.change(S::INITIALIZED);
+}
+
+bool ModuleSetup::wants_restart(const PersistentSettings::Change& change)
+{
+    const auto cause = change.carries_data_path ? Cause::DATA_PATH_CHANGED : Cause::SETTINGS_CHANGED;
+    if (escalation_.strike(cause) == Verdict::RESET) {
+        if (escalation_.exhausted(cause)) {
+            LOG.warning("The module does not keep its settings (", change.names,
+                        "); without them no data path");
+        }
+        return true;
+    }
+    LOG.warning("The module does not keep its settings (", change.names, "), going on with what it has");
+    return false;
 }
 
 void ModuleSetup::identify()

@@ -3,6 +3,7 @@
 #include "at/at_tty_port.hpp"
 #include "data/modem_data.hpp"
 #include "modem/escalation.hpp"
+#include "modem/persistent_settings.hpp"
 #include "modem/resets.hpp"
 #include "modem/state_machine.hpp"
 #include "sim/sim_handler.hpp"
@@ -28,6 +29,7 @@ public:
 
 private:
     void identify();
+    bool wants_restart(const PersistentSettings::Change& change);
 
     const std::shared_ptr<AtTtyPort>& port_;
     std::shared_ptr<ModemVariant>& variant_;

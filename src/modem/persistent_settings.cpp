@@ -26,14 +26,22 @@ void demand(const Result& result, const char* text)
     }
 }
 
-bool PersistentSettings::ensure()
+std::optional<PersistentSettings::Change> PersistentSettings::ensure()
 {
-    bool changed = ensure_usb_profile();
-    changed = ensure_router_mode() || changed;
-    changed = ensure_sim_hot_swap() || changed;
-    changed = ensure_sim_detection_gpio() || changed;
-    changed = ensure_rat() || changed;
-    return variant_.setup_eth_over_usb(port_) || changed;
+    Change change;
+    const auto note = [&change](bool changed, const char* name, bool carries_data_path) {
+        if (changed) {
+            change.names += (change.names.empty() ? "" : ", ") + std::string(name);
+            change.carries_data_path = change.carries_data_path || carries_data_path;
+        }
+    };
+    note(ensure_usb_profile(), "USB profile", true);
+    note(ensure_router_mode(), "router mode", true);
+    note(ensure_sim_hot_swap(), "SIM hot-swap", false);
+    note(ensure_sim_detection_gpio(), "SIM detection pin", false);
+    note(ensure_rat(), "radio access technology", false);
+    note(variant_.setup_eth_over_usb(port_), "Ethernet over USB", true);
+    return change.names.empty() ? std::nullopt : std::optional(change);
 }
 
 // +UUSBCONF: <profile>,...; the new profile takes effect with the restart

@@ -4,6 +4,8 @@
 #include "variant/modem_variant.hpp"
 
 #include <memory>
+#include <optional>
+#include <string>
 
 /// Compares the module's persistent settings with what the daemon needs, and corrects what differs. A new
 /// value takes effect with the module's next start. A query on which set-up cannot go on ends the process:
@@ -16,8 +18,13 @@ public:
     {
     }
 
-    /// True when something was changed.
-    bool ensure();
+    struct Change {
+        std::string names;              ///< of what was changed, for the log
+        bool carries_data_path = false; ///< whether the unit has no data path without it
+    };
+
+    /// What was changed; nothing when all was as it should be.
+    std::optional<Change> ensure();
 
 private:
     bool ensure_usb_profile();

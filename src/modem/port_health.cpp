@@ -44,8 +44,7 @@ void PortHealth::watch()
     case Status::HEALTHY:
         break;
     case Status::LOST:
-        LOG.notice("AtTtyPort not available. Moving to AT_PORT_LOST state");
-        machine_.change(S::AT_PORT_LOST);
+        port_lost();
         break;
     case Status::WRITE_ERRORS:
         LOG.error("AtTtyPort write error. Reseting modem!");
@@ -56,4 +55,16 @@ void PortHealth::watch()
         resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
         break;
     }
+}
+
+void PortHealth::port_lost()
+{
+    if (escalation_.strike(Cause::PORT_LOST) == Verdict::RESET) {
+        LOG.error("The port was lost ", escalation_.limit(Cause::PORT_LOST),
+                  " times without a connection, initiate modem reset.");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        return;
+    }
+    LOG.notice("AtTtyPort not available. Moving to AT_PORT_LOST state");
+    machine_.change(S::AT_PORT_LOST);
 }

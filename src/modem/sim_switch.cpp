@@ -12,9 +12,9 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem"
 } // namespace
 
 SimSwitch::SimSwitch(SimHandler& sim, const std::shared_ptr<GpioCtrl>& gpio,
-                     const std::shared_ptr<ModemVariant>& variant, const ModulePower& power,
-                     DataContext& context, ModemData& data, StateMachine& machine, Escalation& escalation,
-                     Resets& resets, HardwareError& hardware_error, const ModemLimits& limits)
+                     const std::shared_ptr<ModemVariant>& variant, ModulePower& power, DataContext& context,
+                     ModemData& data, StateMachine& machine, Escalation& escalation, Resets& resets,
+                     HardwareError& hardware_error, const ModemLimits& limits)
     : sim_(sim), gpio_(gpio), variant_(variant), power_(power), context_(context), data_(data),
       machine_(machine), escalation_(escalation), resets_(resets), hardware_error_(hardware_error),
       limits_(limits)
@@ -55,6 +55,7 @@ void SimSwitch::take_up_changed()
         machine_.change(S::AT_PORT_LOST); // set up anew: everything volatile is lost
         return;
     }
+    power_.publish(pb::ModemStatus_ModemState_DISCONNECTING);
     context_.deactivate();
     machine_.change(S::WAITING_FOR_SIM);
     data_.pb_state(pb::ModemStatus_ModemState_ENABLED); // no connection while the new card is awaited

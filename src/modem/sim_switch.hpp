@@ -19,7 +19,7 @@
 class SimSwitch {
 public:
     SimSwitch(SimHandler& sim, const std::shared_ptr<GpioCtrl>& gpio,
-              const std::shared_ptr<ModemVariant>& variant, const ModulePower& power, DataContext& context,
+              const std::shared_ptr<ModemVariant>& variant, ModulePower& power, DataContext& context,
               ModemData& data, StateMachine& machine, Escalation& escalation, Resets& resets,
               HardwareError& hardware_error, const ModemLimits& limits);
 
@@ -37,7 +37,7 @@ private:
     SimHandler& sim_;
     const std::shared_ptr<GpioCtrl>& gpio_;
     const std::shared_ptr<ModemVariant>& variant_;
-    const ModulePower& power_;
+    ModulePower& power_;
     DataContext& context_;
     ModemData& data_;
     StateMachine& machine_;

@@ -34,10 +34,9 @@ std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response
 
 } // namespace
 
-UrcInbox::UrcInbox(UrcQueue& queue, ModemData& data, Backoff& backoff, SimHandler& sim,
-                   RegistrationWatch& registration, StateMachine& machine, Clock& clock)
-    : queue_(queue), data_(data), backoff_(backoff), sim_(sim), registration_(registration),
-      machine_(machine), clock_(clock)
+UrcInbox::UrcInbox(UrcQueue& queue, ModemData& data, SimHandler& sim, RegistrationWatch& registration,
+                   StateMachine& machine, Clock& clock)
+    : queue_(queue), data_(data), sim_(sim), registration_(registration), machine_(machine), clock_(clock)
 {
 }
 
@@ -47,13 +46,22 @@ bool UrcInbox::process()
         dispatch(response);
     }
     if (std::exchange(sim_inserted_, false)) {
-        sim_.sim_detection(defs::SimDetection::INSERTED); // once, however often the contact bounced
+        on_sim_inserted();
     }
     const bool followed = registration_.follow();
-    if (backoff_.take_news()) {
-        machine_.change(decisions::by_backoff(machine_.state(), backoff_.active(), backoff_.type()));
+    if (auto& backoff = data_.nw_friendly_mode; backoff.take_news()) {
+        machine_.change(decisions::by_backoff(machine_.state(), backoff.active(), backoff.type()));
     }
     return followed;
+}
+
+/// Once, however often the contact bounced. A card that needs longer is waited for.
+void UrcInbox::on_sim_inserted()
+{
+    sim_.sim_detection(defs::SimDetection::INSERTED);
+    if (!sim_.is_ready() && machine_.traits().network) {
+        machine_.change(ModemState::WAITING_FOR_SIM);
+    }
 }
 
 void UrcInbox::dispatch(const AtCommandResponse& response)
@@ -115,17 +123,29 @@ void UrcInbox::on_ext_ps_registration(const AtCommandResponse& response)
     }
 }
 
-// +UUNFM: <mode>,<seconds>
+// +UUNFM: <mode>[,<seconds>]
 void UrcInbox::on_network_friendly_mode(const AtCommandResponse& response)
 {
-    const auto values = two_numbers(response, "+UUNFM");
-    if (!values) {
+    const auto fields = at::split_fields(response.payload("+UUNFM"));
+    const auto mode = fields.front().decimal();
+    if (!mode) {
         LOG.warning("Unable to read the back-off in '", response.complete_message(), "'");
         return;
     }
-    const auto type = static_cast<defs::NwFriendlyModeType>(values->first);
-    backoff_.report(type, std::chrono::seconds(values->second), clock_.now());
-    LOG.notice("Network friendly mode backoff: ", defs::to_str(type), " = ", values->second, " s");
+    const auto type = static_cast<defs::NwFriendlyModeType>(*mode);
+    const int seconds = fields.size() > 1 ? fields[1].decimal().value_or(0) : 0;
+    data_.nw_friendly_mode.report(type, std::chrono::seconds(seconds), clock_.now());
+    LOG.notice("Network friendly mode backoff: ", defs::to_str(type), " = ", seconds, " s");
+}
+
+void UrcInbox::on_sim_detection(defs::SimDetection detection)
+{
+    sim_inserted_ = sim_inserted_ || detection == defs::SimDetection::INSERTED;
+    if (detection == defs::SimDetection::REMOVED) {
+        sim_.card_removed();
+        data_.operator_data = {}; // what its network said is no news any more
+        data_.antenna.forget();
+    }
 }
 
 // +CIEV: <indicator>,<value>
@@ -144,8 +164,7 @@ void UrcInbox::on_indicator(const AtCommandResponse& response)
                  data_.service_available ? "Registered on network" : "Not registered on network");
         break;
     case SIM_DETECTION:
-        sim_inserted_ =
-            sim_inserted_ || static_cast<defs::SimDetection>(value) == defs::SimDetection::INSERTED;
+        on_sim_detection(static_cast<defs::SimDetection>(value));
         break;
     case SIGNAL_QUALITY:
         data_.antenna.signal_quality(defs::signal_quality_of(value));

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "at/registration_lines.hpp"
-#include "data/backoff.hpp"
 #include "data/modem_data.hpp"
 #include "modem/registration_watch.hpp"
 #include "modem/state_machine.hpp"
@@ -13,8 +12,8 @@
 /// thread only. Logs on "celld.modem.urc".
 class UrcInbox {
 public:
-    UrcInbox(UrcQueue& queue, ModemData& data, Backoff& backoff, SimHandler& sim,
-             RegistrationWatch& registration, StateMachine& machine, Clock& clock);
+    UrcInbox(UrcQueue& queue, ModemData& data, SimHandler& sim, RegistrationWatch& registration,
+             StateMachine& machine, Clock& clock);
 
     /// Every report that has come so far, then one evaluation. What comes meanwhile is the next pass's. True
     /// when the state is the one that the registration asks for.
@@ -25,11 +24,12 @@ private:
     void on_registration(registration::Domain domain, const AtCommandResponse& response);
     void on_ext_ps_registration(const AtCommandResponse& response);
     void on_network_friendly_mode(const AtCommandResponse& response);
+    void on_sim_inserted();
+    void on_sim_detection(defs::SimDetection detection);
     void on_indicator(const AtCommandResponse& response);
 
     UrcQueue& queue_;
     ModemData& data_;
-    Backoff& backoff_;
     SimHandler& sim_;
     RegistrationWatch& registration_;
     StateMachine& machine_;

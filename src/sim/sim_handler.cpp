@@ -180,6 +180,15 @@ bool SimHandler::switch_to(defs::SimType chosen)
     return switched;
 }
 
+void SimHandler::card_removed()
+{
+    auto& record = data_->sim.of(current_type_);
+    LOG.notice(defs::to_str(current_type_), " removed, ICCID '", record.iccid, "'");
+    record.iccid.clear();
+    record.imsi.clear();
+    sim_ready_ = false;
+}
+
 void SimHandler::sim_detection(defs::SimDetection detection)
 {
     if (detection == defs::SimDetection::INSERTED && !sim_ready_) {

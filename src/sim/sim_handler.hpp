@@ -48,6 +48,8 @@ public:
     bool sim_ready() { return unlock_pin(); }
     void sim_detection(defs::SimDetection detection);
 
+    /// The holder is empty: the next card wants its PIN, and what was known of this one is gone (logged).
+    void card_removed();
     /// The module may have restarted: the card wants its PIN again.
     void forget_ready() { sim_ready_ = false; }
 

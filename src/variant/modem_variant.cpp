@@ -66,7 +66,7 @@ ActivationCode ModemVariant::activate_with(const Port& port, const AtCommand& co
         return ActivationCode::CDC_ECM_BUSY;
     }
     log().error("Context activation failed with: ", to_log_text(error));
-    return ActivationCode::OTHER_FAILURE;
+    return error.code == AtErrorCode::Timeout ? ActivationCode::UNANSWERED : ActivationCode::OTHER_FAILURE;
 }
 
 bool ModemVariant::deactivate_context(const Port& port) const

@@ -105,6 +105,9 @@ PortResult ScriptedPort::start()
     if (!present_) {
         return PortResult::err("couldn't open modem: No such file or directory (2)");
     }
+    if (mute_) {
+        return PortResult::err("Modem does not respond to AT commands.");
+    }
     timeouts_ = 0;
     running_ = true;
     return PortResult::ok(true);

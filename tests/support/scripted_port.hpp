@@ -41,6 +41,8 @@ public:
     }
     void urc(const std::string& line);
 
+    /// The port is there and says nothing.
+    void mute(bool silent) { mute_ = silent; }
     /// The device, as power and faults take it away and bring it back.
     void present(bool there);
     /// The loop has ended by itself although the node is there.
@@ -71,4 +73,5 @@ private:
     std::atomic<bool> present_{true}; // asked by the waiting thread too
     std::atomic<bool> running_{false};
     int timeouts_ = 0;
+    bool mute_ = false;
 };

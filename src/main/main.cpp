@@ -37,7 +37,7 @@ int run(const CommandLineOptions& options)
     stop_handler::install();
 
     auto modem = std::make_unique<Modem>(std::move(configuration), port);
-    modem->init();
+    modem->init(stop_handler::signalled);
     const stop_handler::Watch watch(*modem); // gone before the modem is, however this ends
 
     const auto action = action_of(options.action);

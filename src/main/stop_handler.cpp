@@ -10,6 +10,7 @@ namespace {
 
 std::atomic<Modem*> slot{nullptr};
 std::atomic<int> inside{0}; // handlers that may hold the modem
+std::atomic<bool> seen{false};
 
 static_assert(std::atomic<Modem*>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
               "a signal handler may touch nothing else");
@@ -20,6 +21,7 @@ void on_signal(int number)
         return;
     }
     inside.fetch_add(1);
+    seen.store(true); // before the slot is looked at: see Watch
     if (Modem* const modem = slot.exchange(nullptr)) {
         modem->stop();
     }
@@ -39,9 +41,17 @@ void install()
     std::signal(SIGTERM, on_signal);
 }
 
+bool signalled()
+{
+    return seen.load();
+}
+
 Watch::Watch(Modem& modem)
 {
     slot.store(&modem);
+    if (seen.load()) {
+        modem.stop();
+    }
 }
 
 Watch::~Watch()

@@ -6,10 +6,14 @@ class Modem;
 /// at once.
 namespace stop_handler {
 
-/// A signal that comes before a `Watch` only restores the default dispositions.
+/// A signal that comes before a `Watch` restores the default dispositions and is remembered.
 void install();
 
-/// The modem that a signal stops. Once this is gone no handler holds the modem any more: it may go.
+/// Whether a signal has come, for those who wait before there is a `Watch`. Any thread.
+bool signalled();
+
+/// The modem that a signal stops; one that came before stops it at once. Once this is gone no handler holds
+/// the modem any more: it may go.
 class Watch {
 public:
     explicit Watch(Modem& modem);

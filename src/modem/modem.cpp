@@ -31,9 +31,13 @@ Modem::~Modem()
     static_cast<void>(port_->stop()); // the port thread calls `urc`
 }
 
-void Modem::init()
+void Modem::init(const std::function<bool()>& stop_seen)
 {
-    rooms_ = std::make_unique<Rooms>(*this);
+    rooms_ = std::make_unique<Rooms>(*this, stop_seen);
+    if (rooms_->ground.variables->stop_wanted()) {
+        stop(); // not switched on, whatever is known by now
+        return;
+    }
     const auto& settings = rooms_->ground.settings;
     if (!settings.board_ready) {
         LOG.error("Unable to initialize GPIOs, bailing out!");
@@ -83,6 +87,7 @@ void Modem::finish()
     rooms_->antenna.stop();
     rooms_->link.stop_watch();
     if (state() == State::OFF) {
+        machine_.tell_published(); // a modem that never was anything else, too
         rooms_->ground.status.update(false, true);
     }
     if (!rooms_->ground.bus->flush(FLUSH_TIMEOUT)) {

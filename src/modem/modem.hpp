@@ -15,6 +15,7 @@
 #include <ecu/kova/com/transport_client.hpp>
 #include <ecu/kova/config/configuration.hpp>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -42,9 +43,10 @@ public:
     void urc(const AtCommandResponse& response) override;
 
     /// Turns configuration, system parameters and ECU variables into settings and makes the rooms; once,
-    /// before anything below. Waits for the variables "hwvariant" and "modemtype" for ever. A board whose
-    /// GPIOs cannot be set up is logged, and the modem runs on with what it has.
-    void init();
+    /// before anything below. Waits for the variables "hwvariant" and "modemtype" for ever, unless a stop
+    /// comes or `stop_seen` says that one came before `stop` could be called: the module is then not switched
+    /// on. A board whose GPIOs cannot be set up is logged, and the modem runs on with what it has.
+    void init(const std::function<bool()>& stop_seen = {});
 
     /// Runs until `stop`, until the action's state is reached, or until the resets in a row are exhausted.
     void run(RunAction action);

@@ -2,21 +2,19 @@
 
 #include <ecu/kova/logging.hpp>
 
-using namespace std::chrono_literals;
-
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr auto VARIABLE_TIMEOUT = 60'000ms; // of one query for a variable that is waited for without end
-constexpr auto VARIABLE_PAUSE = 1s;
-
 } // namespace
 
-Modem::Rooms::Ground::Ground(Modem& modem)
+Modem::Rooms::Ground::Ground(Modem& modem, const std::function<bool()>& stop_seen)
     : bus(ecu::kova::com::create_client(*modem.configuration_, modem.transport_)),
       subscription(std::make_shared<utils::SubscriptionWrapper>(&modem)),
-      parameters(ecu::kova::var::create_sysparams_client()), variables(ecu::kova::var::create_var_client()),
+      parameters(ecu::kova::var::create_sysparams_client()),
+      variables(std::make_shared<StoppableVariables>(
+          ecu::kova::var::create_var_client(),
+          [&modem, stop_seen] { return modem.orders_.stop_wanted() || (stop_seen && stop_seen()); })),
       status(modem.port_, &modem.data_, bus, modem.clock_), settings(read(modem))
 {
 }
@@ -29,26 +27,20 @@ UnitSettings Modem::Rooms::Ground::read(Modem& modem)
             LOG.error("Unable to subscribe to ", topic);
         }
     }
-    const auto variable = [this, &modem](const char* name,
-                                         std::optional<std::chrono::milliseconds> patience) {
-        std::string value = variables->get(name, "", patience.value_or(VARIABLE_TIMEOUT));
-        while (value.empty() && !patience) {
-            modem.clock_.sleep_for(VARIABLE_PAUSE);
-            value = variables->get(name, "", VARIABLE_TIMEOUT);
-        }
-        return value;
+    const auto variable = [this](const char* name, std::optional<std::chrono::milliseconds> patience) {
+        return patience ? variables->get(name, "", *patience) : variables->await(name);
     };
     const auto board_ready = [this, &modem] {
         gpio = GpioCtrl::create(variables, modem.clock_);
-        return gpio->init();
+        return !variables->stop_wanted() && gpio->init();
     };
     return read_unit_settings({*modem.configuration_,
                                [this](std::uint32_t id) { return parameters->get(id); }, variable,
                                board_ready});
 }
 
-Modem::Rooms::Rooms(Modem& modem)
-    : ground(modem), escalation(ground.settings.limits), backoff(modem.data_.nw_friendly_mode),
+Modem::Rooms::Rooms(Modem& modem, const std::function<bool()>& stop_seen)
+    : ground(modem, stop_seen), escalation(ground.settings.limits), backoff(modem.data_.nw_friendly_mode),
       sim(modem.port_, &modem.data_, modem.pauses_),
       antenna(modem.port_, &modem.data_, ground.bus, ground.settings.antenna, ground.settings.antenna_limits,
               modem.clock_),

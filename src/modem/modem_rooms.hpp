@@ -16,6 +16,7 @@
 #include "modem/search_phase.hpp"
 #include "modem/set_up_phase.hpp"
 #include "modem/sim_switch.hpp"
+#include "modem/stoppable_variables.hpp"
 #include "modem/urc_inbox.hpp"
 
 #include <ecu/kova/var/variables_client.hpp>
@@ -23,20 +24,20 @@
 /// What `Modem::init` makes, in order, each with what it may touch; torn down in reverse. The wiring and
 /// nothing else.
 struct Modem::Rooms {
-    explicit Rooms(Modem& modem);
+    Rooms(Modem& modem, const std::function<bool()>& stop_seen);
     ~Rooms();
     Rooms(const Rooms&) = delete;
     Rooms& operator=(const Rooms&) = delete;
 
     /// Everything that does not depend on the settings, then the settings, then the rest.
     struct Ground {
-        explicit Ground(Modem& modem);
+        Ground(Modem& modem, const std::function<bool()>& stop_seen);
         UnitSettings read(Modem& modem);
 
         std::shared_ptr<ecu::kova::com::ITransportClient> bus;
         std::shared_ptr<utils::SubscriptionWrapper> subscription;
         std::shared_ptr<ecu::kova::var::SystemParametersClient> parameters;
-        std::shared_ptr<ecu::kova::var::VariablesClient> variables;
+        std::shared_ptr<StoppableVariables> variables;
         std::shared_ptr<GpioCtrl> gpio;
         std::shared_ptr<ModemVariant> variant; // known from the first set-up on
         StatusHandler status;

@@ -30,9 +30,7 @@ bool StateMachine::change(ModemState to)
     }
     LOG.notice("Change state from '", state_text(from), "' to '", state_text(to), "'");
     state_.store(to);
-    if (const auto published = row_of(to).published) {
-        data_.pb_state(*published);
-    }
+    tell_published();
     if (row_of(from).traits.network && !row_of(to).traits.network) {
         for (Phase* const phase : phases_) {
             if (phase != nullptr) {
@@ -46,8 +44,16 @@ bool StateMachine::change(ModemState to)
     return true;
 }
 
+void StateMachine::tell_published()
+{
+    if (const auto published = row_of(state()).published) {
+        data_.pb_state(*published);
+    }
+}
+
 Pass StateMachine::step()
 {
+    tell_published();
     const ModemState now = state();
     Phase* const phase = phase_of(now);
     return phase == nullptr ? Pass{true} : phase->step(now);

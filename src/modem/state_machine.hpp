@@ -27,7 +27,9 @@ public:
     /// already.
     bool change(ModemState to);
 
-    /// Lets the present state's phase do its work.
+    /// Tells the bus's record what is fixed about the present state.
+    void tell_published();
+    /// Does so, and lets the state's phase do its work.
     Pass step();
 
 private:

@@ -47,12 +47,16 @@ protected:
     Modem& modem()
     {
         if (!modem_) {
-            register_defaults(*settings);
-            modem_ = std::make_unique<Modem>(std::move(settings), module_ptr, clock,
-                                             ecu::kova::com::TransportType::IN_PROCESS);
-            modem_->init();
+            begin();
         }
         return *modem_;
+    }
+    void begin(const std::function<bool()>& stop_seen = {})
+    {
+        register_defaults(*settings);
+        modem_ = std::make_unique<Modem>(std::move(settings), module_ptr, clock,
+                                         ecu::kova::com::TransportType::IN_PROCESS);
+        modem_->init(stop_seen);
     }
 
     /// Passes, each with its rest, until `duration` has passed or the loop wants to leave.

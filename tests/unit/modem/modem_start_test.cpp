@@ -213,6 +213,23 @@ TEST_F(SaraStart, StopsFromAConnectionWithTheModuleOffAndTheLastStateOnTheBus)
     EXPECT_TRUE(log.contains(LogCapture::Level::NOTICE, "celld will be stopped ..."));
 }
 
+class StopAtStart : public SaraStart, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(StopAtStart, KeepsTheModuleOffWhileAVariableIsAwaited)
+{
+    root.write("/etc/vexa/ecu_variables.conf", GetParam());
+    int looks = 0;
+    begin([&looks] { return ++looks > 1; });
+    modem().run(Action::RUN);
+    EXPECT_EQ(state(), State::OFF);
+    EXPECT_EQ(level(VCC), "0\n");
+    EXPECT_TRUE(module.sent().empty());
+    EXPECT_EQ(published().state(), pb::ModemStatus_ModemState_DISABLED);
+}
+
+INSTANTIATE_TEST_SUITE_P(Without, StopAtStart,
+                         ::testing::Values("modemtype = SARA\n", "hwvariant = QBX2\nhasintsim = true\n"));
+
 TEST_F(SaraStart, RefusesArgumentsThatCouldSmuggleACommand)
 {
     settings->set("sim.internal.apn", "internet\",\"x");

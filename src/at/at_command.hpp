@@ -47,6 +47,7 @@ public:
     std::string command;
     std::chrono::seconds timeout = DEFAULT_TIMEOUT;
     Type type = Type::Other;
+    bool interruptible = true; ///< false: waited for even while the port is interrupted
 };
 
 #pragma GCC diagnostic pop

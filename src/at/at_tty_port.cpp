@@ -111,6 +111,22 @@ bool AtTtyPort::is_timeout() const
     return timeouts_ > TOLERATED_TIMEOUTS;
 }
 
+void AtTtyPort::interrupt() noexcept
+{
+    interrupted_ = true;
+    wake();
+}
+
+void AtTtyPort::resume() noexcept
+{
+    interrupted_ = false;
+}
+
+bool AtTtyPort::is_interrupted() const noexcept
+{
+    return interrupted_;
+}
+
 void AtTtyPort::add_observer(IPortObserver* observer)
 {
     if (observer != nullptr) {

@@ -49,6 +49,14 @@ public:
     virtual PortResult start();
     /// Interrupts the command in flight (it returns code 14) and joins the thread.
     virtual PortResult stop();
+    /// From here on nobody waits for the module: the command in flight ends within 100 ms with code 14, a
+    /// wait for a turn ends with it, and later ones fail at once, until `resume`. A command that is not
+    /// `interruptible` is executed all the same. `stop` and `start` change nothing about it.
+    /// Async-signal-safe; any thread.
+    virtual void interrupt() noexcept;
+    virtual void resume() noexcept;
+    virtual bool is_interrupted() const noexcept;
+
     /// Before `start`; null is ignored. Observers live as long as the port runs.
     virtual void add_observer(IPortObserver* observer);
 
@@ -80,7 +88,7 @@ private:
     bool launch();
     bool probe();
     void interrupt_command();
-    void wake();
+    void wake() noexcept;
 
     // at_tty_port_loop.cpp: the port thread
     void send_receive_loop();
@@ -93,6 +101,7 @@ private:
     void write(Exchange& exchange);
     void complete(AtCommandResponse&& response);
     void release_command();
+    void give_up_command();
 
     // at_tty_port_execute.cpp: the callers' side
     std::shared_ptr<Exchange> publish(const AtCommand& command);
@@ -114,6 +123,7 @@ private:
     UniqueFd wake_; // eventfd: a command was published, or the thread shall end
     std::atomic<bool> waiting_{false};
     std::atomic<bool> running_{false}; // false before the port thread looks for a command for the last time
+    std::atomic<bool> interrupted_{false};
     std::atomic<bool> report_timeouts_{true};
     std::atomic<int> write_errors_{0}; // consecutive
     std::atomic<int> timeouts_{0};     // consecutive

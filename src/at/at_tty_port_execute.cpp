@@ -15,6 +15,8 @@ const auto& port_log = ecu::kova::logging::module("celld.atport");
 
 // Longer than nearly every command takes; a caller behind +COPS=? or a dead module is told instead of held.
 constexpr auto TURN_TIMEOUT = 30s;
+constexpr const char* NOT_RUNNING = "Port is no longer reading or writing";
+constexpr const char* INTERRUPTED = AtError::INTERRUPTED;
 constexpr std::size_t WORD_ROOM = 1024; // characters of a scanned word; the format below says the same number
 
 Result failure(AtErrorCode code, const std::string& text)
@@ -55,7 +57,6 @@ private:
 
 Result AtTtyPort::execute(const AtCommand& command)
 {
-    static constexpr const char* NOT_RUNNING = "Port is no longer reading or writing";
     if (!running_) {
         return failure(AtErrorCode::PortClosed, NOT_RUNNING);
     }
@@ -65,7 +66,7 @@ Result AtTtyPort::execute(const AtCommand& command)
     }
     const auto exchange = publish(command);
     if (!exchange) {
-        return failure(AtErrorCode::PortClosed, NOT_RUNNING);
+        return failure(AtErrorCode::PortClosed, running_ ? INTERRUPTED : NOT_RUNNING);
     }
     return await(exchange);
 }
@@ -75,7 +76,7 @@ std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(const AtCommand& command
     auto exchange = std::make_shared<Exchange>(command);
     {
         const std::lock_guard held(exchange_mutex_);
-        if (!running_) { // ended while this caller waited for its turn
+        if (!running_ || (interrupted_ && command.interruptible)) { // while this caller waited for its turn
             return nullptr;
         }
         current_ = exchange;
@@ -98,7 +99,6 @@ Result AtTtyPort::await(const std::shared_ptr<Exchange>& exchange)
     }
     held.unlock(); // an exchange that is over is nobody's but the caller's
     if (exchange->interrupted) {
-        static constexpr const char* INTERRUPTED = "AT command interrupted";
         port_log.error("Get_future/Promise indicated an exception: ", INTERRUPTED);
         return failure(AtErrorCode::PortClosed, INTERRUPTED);
     }

@@ -42,6 +42,9 @@ void AtTtyPort::send_receive_loop()
         if (is_rw_avail(POLLIN, READ_POLL)) {
             receive();
         }
+        if (interrupted_) {
+            give_up_command();
+        }
         if (running_) {
             send();
         }
@@ -179,6 +182,17 @@ void AtTtyPort::complete(AtCommandResponse&& response)
     current_->answer = std::move(response);
     current_.reset();
     answered_.notify_all();
+}
+
+// Its caller has been told not to wait.
+void AtTtyPort::give_up_command()
+{
+    const std::lock_guard held(exchange_mutex_);
+    if (current_ && current_->command.interruptible) {
+        current_->interrupted = true;
+        current_.reset();
+        answered_.notify_all();
+    }
 }
 
 void AtTtyPort::release_command()

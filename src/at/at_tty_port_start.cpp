@@ -3,6 +3,7 @@
 
 #include <ecu/kova/logging.hpp>
 
+#include <cerrno>
 #include <cstdint>
 #include <system_error>
 #include <unistd.h>
@@ -69,7 +70,7 @@ bool AtTtyPort::probe()
     bool answered = false;
     int tries = 0;
     report_timeouts_ = false;
-    while (running_ && tries < PROBES) {
+    while (running_ && !interrupted_ && tries < PROBES) {
         ++tries;
         answered = execute(attention).is_ok();
         if (answered) {
@@ -107,9 +108,11 @@ void AtTtyPort::interrupt_command()
     }
 }
 
-void AtTtyPort::wake()
+void AtTtyPort::wake() noexcept
 {
+    const int errno_before = errno; // of the code that a signal handler interrupts
     const std::uint64_t one = 1;
     // Fails only when the counter is full, and then the thread is awake anyway.
     (void)!::write(wake_.get(), &one, sizeof one);
+    errno = errno_before;
 }

@@ -27,6 +27,10 @@ struct AtError {
         return final_response.find(text) != std::string::npos || message.find(text) != std::string::npos;
     }
 
+    /// Whether nobody waited for the answer any more: says nothing about the module.
+    bool is_interruption() const { return code == AtErrorCode::PortClosed && final_response == INTERRUPTED; }
+    static constexpr const char* INTERRUPTED = "AT command interrupted";
+
     AtErrorCode code = AtErrorCode::Error;
     std::string message;        ///< the lines before the final one, or a text of the port's own
     std::string final_response; ///< the final line, or the same text of the port's own

@@ -67,6 +67,9 @@ Pass AttachPhase::activation_failed(ActivationCode code)
         machine_.change(S::POWER_OFF);
         return {};
     }
+    if (code == ActivationCode::INTERRUPTED) {
+        return {};
+    }
     if (code == ActivationCode::UNANSWERED) {
         LOG.warning("The context activation was not answered, re-registration will be triggered");
         escalation_.data_path_free();

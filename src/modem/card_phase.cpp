@@ -33,6 +33,9 @@ Pass CardPhase::wait_for_sim()
         return {false, PASS_PAUSE};
     }
     const auto set_up = context_.set_up();
+    if (!set_up.is_ok() && set_up.unwrapErr().is_interruption()) {
+        return {};
+    }
     if (!set_up.is_ok()) {
         return context_failed(set_up.unwrapErr());
     }

@@ -73,11 +73,16 @@ void Modem::loop()
         if (wanted.leave) {
             return;
         }
-        if (wanted.rest > 0ms) {
-            pauses_.sleep_for(wanted.rest);
-        }
+        rest(wanted);
     }
     power_off();
+}
+
+void Modem::rest(const Pass& wanted)
+{
+    if (wanted.rest > 0ms) {
+        pauses_.sleep_for(wanted.rest);
+    }
 }
 
 /// Whatever ended the loop: no thread is left, and a late subscriber finds the last state.

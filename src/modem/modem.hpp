@@ -52,6 +52,8 @@ public:
     void run(RunAction action);
     /// One pass of the loop, without its rest.
     Pass pass();
+    /// The rest between two passes, which an order ends.
+    void rest(const Pass& wanted);
     /// Makes `run` power the module off and return, also when it comes before `run`. Async-signal-safe.
     void stop() noexcept;
 
@@ -105,7 +107,7 @@ private:
 
     ModemData data_;
     StateMachine machine_{data_};
-    Orders orders_;
+    Orders orders_{*port_};
     WakeableClock pauses_;
     BusInbox bus_inbox_{orders_};
     UrcQueue urcs_;

@@ -41,6 +41,9 @@ ModuleSetup::ModuleSetup(const std::shared_ptr<AtTtyPort>& port, std::shared_ptr
 void ModuleSetup::set_up()
 {
     const auto started = port_->start();
+    if (port_->is_interrupted()) {
+        return; // an order overtakes the set-up, which is done anew if anybody wants it still
+    }
     if (!started.is_ok()) {
         LOG.error("Unable to start the AT Cmd UART, will try resetting the modem!");
         LOG.notice("AT Cmd UART: ", started.unwrapErr());
@@ -51,7 +54,9 @@ void ModuleSetup::set_up()
         return;
     }
     static_cast<void>(port_->execute(AtCommand("E0"))); // a module that goes on echoing is understood too
-    identify();
+    if (!identify()) {
+        return;
+    }
     escalation_.module_answered();
 
     const auto changed = PersistentSettings(port_, *variant_).ensure();
@@ -60,8 +65,9 @@ void ModuleSetup::set_up()
         resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
         return;
     }
-    demand(port_->execute(AtCommand("+CMEE=2")), "Unable to set 'report mobile termination' (+CMEE)");
-    machine_.change(S::INITIALIZED);
+    if (demand(port_->execute(AtCommand("+CMEE=2")), "Unable to set 'report mobile termination' (+CMEE)")) {
+        machine_.change(S::INITIALIZED);
+    }
 }
 
 bool ModuleSetup::wants_restart(const PersistentSettings::Change& change)
@@ -78,10 +84,12 @@ bool ModuleSetup::wants_restart(const PersistentSettings::Change& change)
     return false;
 }
 
-void ModuleSetup::identify()
+bool ModuleSetup::identify()
 {
     const auto answer = port_->execute(AtCommand("+GMM"));
-    demand(answer, "Unable to retrieve the Model Identifier (+GMM)");
+    if (!demand(answer, "Unable to retrieve the Model Identifier (+GMM)")) {
+        return false;
+    }
     auto& module = data_.module;
     module.model = identity_text(answer.unwrap(), "+GMM");
     if (module.model.find("TOBY") != std::string::npos) {
@@ -100,6 +108,7 @@ void ModuleSetup::identify()
         module.imei = at::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
     }
     LOG.notice("Module: '", module.manu, "' '", module.model, "' IMEI '", module.imei, "'");
+    return true;
 }
 
 Result ModuleSetup::configure()

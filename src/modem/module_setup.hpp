@@ -28,7 +28,8 @@ public:
     Result configure();
 
 private:
-    void identify();
+    /// False when it was interrupted.
+    bool identify();
     bool wants_restart(const PersistentSettings::Change& change);
 
     const std::shared_ptr<AtTtyPort>& port_;

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "at/at_tty_port.hpp"
 #include "timer/wakeup.hpp"
 
 #include <atomic>
 
 /// What other threads want of the main thread: the signal handler a stop, the bus radio silence, and what the
-/// bus says of the backend. A stop and radio silence also end the pause that is under way.
+/// bus says of the backend. A stop and radio silence overtake what the main thread is at: the pause that is
+/// under way ends, and so does the wait for the module's answer.
 class Orders {
 public:
+    explicit Orders(AtTtyPort& port) : port_(port) {}
+
     /// Async-signal-safe. Never taken back: a stop that comes before a run counts for it.
     void stop() noexcept;
     bool stop_wanted() const noexcept { return stop_.load(); }
@@ -20,12 +24,15 @@ public:
     bool backend_connected(bool connected) { return backend_.exchange(connected) != connected; }
     bool backend_connected() const { return backend_.load(); }
 
-    /// Main thread, where it looks at the above: from here on pauses last again.
+    /// Main thread, before it looks at the above: from here on pauses last and answers are waited for again.
     void heed();
 
     Wakeup& wakeup() { return wakeup_; }
 
 private:
+    void overtake() noexcept;
+
+    AtTtyPort& port_;
     Wakeup wakeup_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> silence_{false};

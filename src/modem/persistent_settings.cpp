@@ -19,11 +19,15 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem"
 
 } // namespace
 
-void demand(const Result& result, const char* text)
+bool demand(const Result& result, const char* text)
 {
-    if (!result.is_ok()) {
+    if (result.is_ok()) {
+        return true;
+    }
+    if (!result.unwrapErr().is_interruption()) {
         fatal(text);
     }
+    return false;
 }
 
 std::optional<PersistentSettings::Change> PersistentSettings::ensure()
@@ -41,7 +45,8 @@ std::optional<PersistentSettings::Change> PersistentSettings::ensure()
     note(ensure_sim_detection_gpio(), "SIM detection pin", false);
     note(ensure_rat(), "radio access technology", false);
     note(variant_.setup_eth_over_usb(port_), "Ethernet over USB", true);
-    return change.names.empty() ? std::nullopt : std::optional(change);
+    const bool unchanged = change.names.empty() || port_->is_interrupted(); // the latter: it is done anew
+    return unchanged ? std::nullopt : std::optional(change);
 }
 
 // +UUSBCONF: <profile>,...; the new profile takes effect with the restart
@@ -49,14 +54,14 @@ bool PersistentSettings::ensure_usb_profile()
 {
     int profile = -1;
     const int wanted = variant_.usb_profile();
-    demand(port_->execute(AtCommand("+UUSBCONF?"), "%d", &profile), "Unable to query usb conf (+UUSBCONF)");
-    if (profile == wanted) {
+    if (!demand(port_->execute(AtCommand("+UUSBCONF?"), "%d", &profile),
+                "Unable to query usb conf (+UUSBCONF)") ||
+        profile == wanted) {
         return false;
     }
     LOG.notice("USB profile is ", profile, ", set ", wanted);
-    demand(port_->execute(AtCommand("+UUSBCONF=" + std::to_string(wanted))),
-           "Unable to set usb conf for modem (+UUSBCONF)");
-    return true;
+    return demand(port_->execute(AtCommand("+UUSBCONF=" + std::to_string(wanted))),
+                  "Unable to set usb conf for modem (+UUSBCONF)");
 }
 
 // +UBMCONF: <networking_mode>
@@ -67,28 +72,27 @@ bool PersistentSettings::ensure_router_mode()
     }
     int mode = -1;
     const int wanted = variant_.router_mode() ? 1 : 0;
-    demand(port_->execute(AtCommand("+UBMCONF?"), "%d", &mode),
-           "Unable to query ubm conf for TOBY modem (+UBMCONF)");
-    if (mode == wanted) {
+    if (!demand(port_->execute(AtCommand("+UBMCONF?"), "%d", &mode),
+                "Unable to query ubm conf for TOBY modem (+UBMCONF)") ||
+        mode == wanted) {
         return false;
     }
     LOG.notice("Toby modem requires reconfiguration to 'router mode'");
-    demand(port_->execute(AtCommand("+UBMCONF=" + std::to_string(wanted))), "Unable to set +UBMCONF");
-    return true;
+    return demand(port_->execute(AtCommand("+UBMCONF=" + std::to_string(wanted))), "Unable to set +UBMCONF");
 }
 
 // +UDCONF: 50,<hot swap>
 bool PersistentSettings::ensure_sim_hot_swap()
 {
     int hot_swap = -1;
-    demand(port_->execute(AtCommand("+UDCONF=50"), "%*d,%d", &hot_swap),
-           "Unable to query sim hotswap status (+UDCONF=50)");
-    if (hot_swap != 0) {
+    if (!demand(port_->execute(AtCommand("+UDCONF=50"), "%*d,%d", &hot_swap),
+                "Unable to query sim hotswap status (+UDCONF=50)") ||
+        hot_swap != 0) {
         return false;
     }
     LOG.notice("Switch SIM hot-swap detection on");
-    demand(port_->execute(AtCommand("+UDCONF=50,1")), "Unable to query config from modem (+UDCONF=50,1)");
-    return true;
+    return demand(port_->execute(AtCommand("+UDCONF=50,1")),
+                  "Unable to query config from modem (+UDCONF=50,1)");
 }
 
 // +UGPIOC: a line "<gpio_id>,<function>" for every pin
@@ -96,14 +100,13 @@ bool PersistentSettings::ensure_sim_detection_gpio()
 {
     const std::string wanted = std::to_string(variant_.sim_detection_gpio()) + ",1";
     const auto answer = port_->execute(AtCommand("+UGPIOC?"));
-    demand(answer, "Unable to get modem GPIO configuration.");
-    if (answer.unwrap().complete_message().find(wanted) != std::string::npos) {
+    if (!demand(answer, "Unable to get modem GPIO configuration.") ||
+        answer.unwrap().complete_message().find(wanted) != std::string::npos) {
         return false;
     }
     LOG.notice("Modem GPIO is not configured for SIM detection, will do it now!");
-    demand(port_->execute(AtCommand("+UGPIOC=" + wanted)),
-           "Unable to configure SIM detection GPIO (+UGPIOC)");
-    return true;
+    return demand(port_->execute(AtCommand("+UGPIOC=" + wanted)),
+                  "Unable to configure SIM detection GPIO (+UGPIOC)");
 }
 
 // +URAT: <selected>,<preferred>[,<second preferred>]
@@ -112,7 +115,9 @@ bool PersistentSettings::ensure_rat()
     int selected = -1;
     int preferred = -1;
     const auto answer = port_->execute(AtCommand("+URAT?"), "%d,%d,%*d", &selected, &preferred);
-    if (answer.is_ok() && selected == variant_.selected_rat() && preferred == variant_.preferred_rat()) {
+    const bool wanted =
+        answer.is_ok() && selected == variant_.selected_rat() && preferred == variant_.preferred_rat();
+    if (wanted || port_->is_interrupted()) {
         return false;
     }
     LOG.notice("Radio access technology is ", selected, ",", preferred, ", set ", variant_.selected_rat(),

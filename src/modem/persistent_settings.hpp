@@ -23,7 +23,7 @@ public:
         bool carries_data_path = false; ///< whether the unit has no data path without it
     };
 
-    /// What was changed; nothing when all was as it should be.
+    /// What was changed; nothing when all was as it should be, or the port was interrupted.
     std::optional<Change> ensure();
 
 private:
@@ -37,6 +37,6 @@ private:
     const ModemVariant& variant_;
 };
 
-/// Ends the process with this message unless the command succeeded: set-up cannot go on, and nothing the
-/// daemon could do would change that.
-void demand(const Result& result, const char* text);
+/// True when the command succeeded, false when it was interrupted. Anything else ends the process with this
+/// message: set-up cannot go on, and nothing the daemon could do would change that.
+bool demand(const Result& result, const char* text);

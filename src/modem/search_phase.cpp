@@ -83,11 +83,14 @@ Pass SearchPhase::count_pass(ModemState now)
 
 void SearchPhase::restart_search()
 {
-    const bool stopped = search_.stop().is_ok();
+    const auto stopped = search_.stop();
     registration_.forget();
+    if (!stopped.is_ok() && stopped.unwrapErr().is_interruption()) {
+        return;
+    }
     if (machine_.state() != S::REGISTERING) {
         machine_.change(S::REGISTERING); // which starts it
-    } else if (stopped) {
+    } else if (stopped.is_ok()) {
         static_cast<void>(search_.start()); // the next pass sees whether it searches
     } else {
         LOG.error(

@@ -43,7 +43,7 @@ Pass SetUpPhase::step_initialized()
     }
     poll_sim_ready();
     const auto configured = setup_.configure();
-    if (!configured.is_ok()) {
+    if (!configured.is_ok() && !configured.unwrapErr().is_interruption()) {
         const AtError& error = configured.unwrapErr();
         LOG.error("Configuration error (", static_cast<int>(error.code), "): '", error.message,
                   "' message: '", error.final_response, "' initiate modem reset.");

@@ -97,7 +97,7 @@ bool SimHandler::sim_selection(defs::SimType type)
     set_current(type);
     if (!run_selection(type)) {
         set_current(defs::SimType::NONE); // the record must not say what the module did not do
-        ++error_counter_;
+        error_counter_ += port_->is_interrupted() ? 0 : 1; // an order overtook it: no fault of the card
         return false;
     }
     return true;

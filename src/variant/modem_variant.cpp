@@ -59,6 +59,9 @@ ActivationCode ModemVariant::activate_with(const Port& port, const AtCommand& co
         return ActivationCode::ACTIVATED;
     }
     const AtError& error = answer.unwrapErr();
+    if (error.is_interruption()) {
+        return ActivationCode::INTERRUPTED;
+    }
     if (error.says("Service not subscribed")) {
         return ActivationCode::NOT_SUBSCRIBED;
     }
@@ -87,7 +90,9 @@ void ModemVariant::ask_module_to_power_off(const Port& port) const
         return;
     }
     // Whatever it answers, the supply goes next.
-    static_cast<void>(port->execute(AtCommand("+CPWROFF", POWER_OFF_TIMEOUT)));
+    AtCommand power_off("+CPWROFF", POWER_OFF_TIMEOUT);
+    power_off.interruptible = false; // whoever interrupts wants just this
+    static_cast<void>(port->execute(power_off));
     static_cast<void>(port->stop());
 }
 

@@ -38,7 +38,8 @@ enum class ActivationCode : int {
     NOT_SUBSCRIBED = 2,
     CDC_ECM_BUSY = 3,
     OTHER_FAILURE = 4,
-    UNANSWERED = 5, ///< it took its three minutes and the module said nothing
+    UNANSWERED = 5,  ///< it took its three minutes and the module said nothing
+    INTERRUPTED = 6, ///< nobody waited for the answer any more
 };
 
 /// Everything in which one module family differs from another. Sequences are data: the caller executes them

@@ -124,22 +124,45 @@ Result ScriptedPort::execute(const AtCommand& command)
     if (!running_) {
         return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
     }
+    const auto interrupted = [&] { return interrupted_ && command.interruptible; };
+    const auto give_up = [] {
+        return Result::err({AtErrorCode::PortClosed, AtError::INTERRUPTED, AtError::INTERRUPTED});
+    };
+    if (interrupted()) {
+        return give_up();
+    }
     sent_.push_back(command.command);
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
     }
-    const Answer* const answer = find(command.command);
+    static const Answer SILENCE{"", "", true};
+    const Answer* const answer = mute_ ? &SILENCE : find(command.command);
     if (answer == nullptr) {
         ADD_FAILURE() << "nobody knows what to answer to AT" << command.command;
         return Result::err({AtErrorCode::Error, "", "ERROR"});
     }
     if (answer->silent) {
+        if (!pass_in_silence(command)) {
+            return give_up();
+        }
         ++timeouts_;
-        clock_.advance(command.timeout);
         return Result::err({AtErrorCode::Timeout, "", ""});
     }
     timeouts_ = 0;
     return AtCommand::exec_result(AtCommandResponse(answer->lines, answer->final_line));
+}
+
+/// False when it was interrupted on the way.
+bool ScriptedPort::pass_in_silence(const AtCommand& command)
+{
+    using namespace std::chrono_literals;
+    for (auto left = std::chrono::milliseconds(command.timeout); left > 0ms; left -= 100ms) {
+        if (interrupted_ && command.interruptible) {
+            return false;
+        }
+        clock_.advance(100ms);
+    }
+    return true;
 }
 
 const ScriptedPort::Answer* ScriptedPort::find(const std::string& command) const

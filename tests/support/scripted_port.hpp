@@ -28,6 +28,9 @@ public:
     bool is_running() const override { return running_; }
     bool is_write_error() const override { return write_error; }
     bool is_timeout() const override { return timeouts_ > 10; }
+    void interrupt() noexcept override { interrupted_ = true; }
+    void resume() noexcept override { interrupted_ = false; }
+    bool is_interrupted() const noexcept override { return interrupted_; }
     void add_observer(IPortObserver* observer) override { observer_ = observer; }
 
     /// From now on. `lines` as the parser joins them; empty for a bare OK.
@@ -41,7 +44,7 @@ public:
     }
     void urc(const std::string& line);
 
-    /// The port is there and says nothing.
+    /// The port is there and says nothing, whatever it is asked.
     void mute(bool silent) { mute_ = silent; }
     /// The device, as power and faults take it away and bring it back.
     void present(bool there);
@@ -63,6 +66,7 @@ private:
         bool silent = false;
     };
 
+    bool pass_in_silence(const AtCommand& command);
     const Answer* find(const std::string& command) const;
 
     ManualClock& clock_;
@@ -72,6 +76,7 @@ private:
     IPortObserver* observer_ = nullptr;
     std::atomic<bool> present_{true}; // asked by the waiting thread too
     std::atomic<bool> running_{false};
+    std::atomic<bool> interrupted_{false};
     int timeouts_ = 0;
     bool mute_ = false;
 };

@@ -72,7 +72,7 @@ protected:
     {
         const auto wanted = modem().pass();
         left = wanted.leave;
-        clock.advance(wanted.rest);
+        modem().rest(wanted);
     }
 
     /// The way up, until the state is reached; fails the test when it is not within ten minutes.

@@ -208,6 +208,17 @@ TEST_F(UnitSettingsOf, KeepsOneSimUsableWhoeverDeniesBoth)
     EXPECT_EQ(log.count("Unable to parse sometimes to valid state assuming: auto"), 1U);
 }
 
+TEST_F(UnitSettingsOf, NamesTheKnownValuesWhereOneIsUnknown)
+{
+    read();
+    EXPECT_EQ(log.count("which is none of"), 0U);
+    variables["modemtype"] = "LARA";
+    variables["divantenna"] = "EXTERNAL_R08";
+    EXPECT_TRUE(read().modem_fitted);
+    EXPECT_EQ(log.count("ECU variable modemtype is 'LARA', which is none of SARA, TOBY, NONE"), 1U);
+    EXPECT_EQ(log.count("divantenna is 'EXTERNAL_R08', which is none of INTERNAL_R08, EXTERNAL_R07, "), 1U);
+}
+
 TEST_F(UnitSettingsOf, StopsReadingWhereTheBoardFails)
 {
     board_works = false;

@@ -1,0 +1,141 @@
+#include "modem_fixture.hpp"
+
+#include <set>
+#include <tuple>
+
+using namespace std::chrono_literals;
+
+// A stop and radio silence overtake whatever is under way.
+
+namespace {
+
+using Family = ScriptedPort::Family;
+
+struct Place {
+    const char* name;
+    ModemState state;
+    std::function<void(ScriptedPort&)> world; // what holds the modem there
+};
+
+void registration(ScriptedPort& module, const char* status)
+{
+    module.answers("+CREG?", std::string("+CREG: 2,") + status);
+    module.answers("+CGREG?", std::string("+CGREG: 2,") + status);
+    module.answers("+CEREG?", std::string("+CEREG: 3,") + status);
+}
+
+const std::vector<Place> PLACES{
+    {"WaitingForPort", ModemState::WAITING_FOR_ATPORT, [](auto& module) { module.present(false); }},
+    {"Uninitialized", ModemState::UNINITIALIZED, nullptr},
+    {"Initialized", ModemState::INITIALIZED, nullptr},
+    {"WaitingForSim", ModemState::WAITING_FOR_SIM, nullptr},
+    {"Registering", ModemState::REGISTERING, [](auto& module) { registration(module, "0"); }},
+    {"Searching", ModemState::SEARCHING, [](auto& module) { registration(module, "2"); }},
+    {"Disconnected", ModemState::DISCONNECTED, [](auto& module) { registration(module, "3"); }},
+    {"ActivateContext", ModemState::ACTIVATE_CONTEXT,
+     [](auto& module) { module.answers("+CGACT?", "+CGACT: 1,0"); }},
+    {"Connected", ModemState::CONNECTED, nullptr},
+    {"Backoff", ModemState::BACKOFF, [](auto& module) { module.urc("+UUNFM: 0,3600"); }},
+    {"PortLost", ModemState::AT_PORT_LOST, [](auto& module) { module.loop_ended(); }},
+    {"Reset", ModemState::RESET, nullptr},
+    {"HardwareError", ModemState::DTC_HW_ERROR, nullptr},
+};
+
+class Overtaken : public ModemFixture, public ::testing::WithParamInterface<std::tuple<Family, std::size_t>> {
+protected:
+    Overtaken() : ModemFixture(std::get<0>(GetParam())) {}
+
+    const Place& place() const { return PLACES[std::get<1>(GetParam())]; }
+
+    /// In the place, with a module that has just stopped answering and does not go when it is told.
+    void hang_there()
+    {
+        static const std::set<State> OUT_OF_A_CONNECTION{State::BACKOFF, State::AT_PORT_LOST, State::RESET,
+                                                         State::DTC_HW_ERROR};
+        const bool connected = OUT_OF_A_CONNECTION.contains(place().state);
+        if (!connected && place().world) {
+            place().world(module);
+        }
+        run_until(connected ? State::CONNECTED : place().state);
+        if (place().state == State::RESET) {
+            modem().prepare_reset(pb::ModemStatus_ModemResetReason_SIM_ERROR);
+        } else if (place().state == State::DTC_HW_ERROR) {
+            modem().set_internal_hw_error_dtc();
+        } else if (connected) {
+            place().world(module);
+            step();
+        }
+        ASSERT_EQ(state(), place().state);
+        pin(VINT, "0", "in");
+        module.mute(true);
+    }
+
+    /// What the family needs to power off a module that hangs: +CPWROFF, then waiting for port or VINT.
+    std::chrono::seconds sequence() const { return std::get<0>(GetParam()) == Family::SARA ? 52s : 77s; }
+};
+
+constexpr std::chrono::milliseconds MOMENTS[] = {0ms, 700ms, 12'300ms, 95s};
+
+} // namespace
+
+TEST_P(Overtaken, AStopEndsTheRunWithinThePowerOffSequenceAndFiveSeconds)
+{
+    for (const auto moment : MOMENTS) {
+        hang_there();
+        if (::testing::Test::HasFatalFailure()) {
+            return;
+        }
+        auto asked = clock.now();
+        clock.at(moment, [&] {
+            asked = clock.now();
+            modem().stop();
+        });
+        modem().run(Action::RUN);
+        EXPECT_LE(clock.now() - asked, sequence() + 5s) << moment.count() << " ms " << log;
+        EXPECT_EQ(level(VCC), "0\n");
+        EXPECT_EQ(state(), State::OFF);
+        return; // a stop is for good
+    }
+}
+
+TEST_P(Overtaken, RadioSilenceTakesTheSupplyWithinThePowerOffSequenceAndTwoSeconds)
+{
+    for (const auto moment : MOMENTS) {
+        module.mute(false);
+        module.present(true);
+        for (const char* query : {"+CREG?", "+CGREG?", "+CEREG?"}) {
+            const std::string name(query, std::string(query).size() - 1);
+            module.answers(query, name + R"(: 2,1,"1A2B","01C3D4E5",2)");
+        }
+        module.answers("+CGACT?", "+CGACT: 1,1");
+        hang_there();
+        if (::testing::Test::HasFatalFailure()) {
+            return;
+        }
+        std::optional<Clock::time_point> asked;
+        clock.at(moment, [&] {
+            asked = clock.now();
+            blackout({1});
+        });
+        while (!asked || level(VCC) != "0\n") {
+            step();
+            ASSERT_LE(clock.now() - asked.value_or(clock.now()), 10min);
+        }
+        EXPECT_LE(clock.now() - *asked, sequence() + 2s) << moment.count() << " ms";
+        if (state() == State::DTC_HW_ERROR) {
+            return; // for good: the place, or where a module that is mute for long has gone
+        }
+        run_for(1min);
+        EXPECT_EQ(state(), State::OFF);
+        blackout({0});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Everywhere, Overtaken,
+                         ::testing::Combine(::testing::Values(Family::SARA, Family::TOBY),
+                                            ::testing::Range<std::size_t>(0, PLACES.size())),
+                         [](const auto& instance) {
+                             return std::string(std::get<0>(instance.param) == Family::SARA ? "Sara"
+                                                                                            : "Toby") +
+                                    PLACES[std::get<1>(instance.param)].name;
+                         });

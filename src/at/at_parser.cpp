@@ -89,12 +89,17 @@ void AtParser::classify(const std::string& line)
     if (is_final(line)) {
         if (state_ == ACTIVE) {
             finish(line);
-        } // else a late answer: nobody waits for it
+        } else { // a late answer: nobody waits for it
+            ++stray_finals_;
+        }
         return;
     }
     if (state_ == IDLE) {
         append_unsolicited(line);
         return;
+    }
+    if (active_prefix_.empty() || line.find(active_prefix_) == std::string::npos) {
+        skip_lost(line);
     }
     const bool own = line.find(active_prefix_) != std::string::npos;
     if (!own && line.find(": ") != std::string::npos) {
@@ -104,13 +109,33 @@ void AtParser::classify(const std::string& line)
     }
 }
 
+// The line of a query that was written later: what was written before it will not be answered any more.
+void AtParser::skip_lost(const std::string& line)
+{
+    const auto follower = std::find_if(following_.begin(), following_.end(), [&line](const Following& f) {
+        return f.is_marker && line.compare(0, f.prefix.size(), f.prefix) == 0 &&
+               line.compare(f.prefix.size(), 1, ":") == 0;
+    });
+    if (follower == following_.end()) {
+        return;
+    }
+    for (auto lost = follower - following_.begin() + 1; lost > 0; --lost) {
+        finish("");
+    }
+}
+
 void AtParser::finish(const std::string& final_line)
 {
     responses_.emplace_back(AtCommandResponse::Type::Final, response_text_, final_line);
-    state_ = IDLE;
-    active_prefix_.clear();
     response_text_.clear();
     text_full_ = false;
+    if (following_.empty()) {
+        state_ = IDLE;
+        active_prefix_.clear();
+    } else {
+        active_prefix_ = std::move(following_.front().prefix);
+        following_.pop_front();
+    }
 }
 
 void AtParser::append_text(const std::string& line)
@@ -144,6 +169,11 @@ std::vector<AtCommandResponse> AtParser::take_responses()
     return std::exchange(responses_, {});
 }
 
+std::size_t AtParser::take_stray_finals()
+{
+    return std::exchange(stray_finals_, 0);
+}
+
 void AtParser::active_command(const AtCommand& command)
 {
     auto prefix = command.prefix();
@@ -151,8 +181,25 @@ void AtParser::active_command(const AtCommand& command)
         const std::lock_guard held(mutex_);
         state_ = ACTIVE;
         active_prefix_ = prefix;
+        following_.clear();
     }
     parser_log.debug("active_command: ", prefix);
+}
+
+void AtParser::following_command(const AtCommand& command, bool is_marker)
+{
+    const std::lock_guard held(mutex_);
+    following_.push_back({command.prefix(), is_marker});
+}
+
+void AtParser::forget()
+{
+    timeout_active_command();
+    static_cast<void>(take_responses());
+    input_.clear();
+    skipping_ = false;
+    response_text_.clear();
+    text_full_ = false;
 }
 
 void AtParser::timeout_active_command()
@@ -160,4 +207,5 @@ void AtParser::timeout_active_command()
     const std::lock_guard held(mutex_);
     state_ = IDLE;
     active_prefix_.clear();
+    following_.clear();
 }

@@ -4,6 +4,7 @@
 #include "at/at_command_response.hpp"
 
 #include <cstddef>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -25,8 +26,17 @@ public:
     /// The finished responses, oldest first; leaves none.
     std::vector<AtCommandResponse> take_responses();
 
-    /// From now on lines belong to this command, as far as its prefix says so.
+    /// How many final lines came while no command was active, since the last question.
+    std::size_t take_stray_finals();
+
+    /// From now on lines belong to this command, as far as its prefix says so; to no other.
     void active_command(const AtCommand& command);
+    /// This command was written although earlier ones have no final line yet: it becomes active behind
+    /// theirs. A marker becomes active also with its own line, which shows that theirs are lost: what is lost
+    /// comes out as a final response without a final line.
+    void following_command(const AtCommand& command, bool is_marker);
+    /// A fresh line: nothing of the last one is left. While nothing is fed.
+    void forget();
     /// Lines are unsolicited again. The command's lines so far stay, in front of the next command's answer.
     void timeout_active_command();
 
@@ -34,6 +44,12 @@ private:
     bool resynchronise();
     void cut_endless_line();
     void classify(const std::string& line);
+    struct Following {
+        std::string prefix;
+        bool is_marker;
+    };
+
+    void skip_lost(const std::string& line);
     void finish(const std::string& final_line);
     void append_text(const std::string& line);
     void append_unsolicited(const std::string& line);
@@ -42,12 +58,14 @@ private:
     std::string input_;
     std::vector<AtCommandResponse> responses_;
     std::size_t queued_bytes_ = 0; // what the unsolicited ones of responses_ hold
-    bool queue_full_ = false;      // said once a time the queue is full
-    bool skipping_ = false;        // inside a line that was cut
+    std::size_t stray_finals_ = 0;
+    bool queue_full_ = false; // said once a time the queue is full
+    bool skipping_ = false;   // inside a line that was cut
 
     std::mutex mutex_; // guards what follows
     int state_ = 0;    // 1 while a command is active
     std::string active_prefix_;
+    std::deque<Following> following_; // behind the active command
     std::string response_text_;
     bool text_full_ = false; // said once a command
 };

@@ -10,6 +10,9 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +21,10 @@
 
 /// The module's AT port: finds its TTY among candidates, opens it exclusively in raw mode at 115200 8N1, and
 /// executes commands on it, one at a time, through a thread of its own that alone reads and writes.
+///
+/// An answer belongs to its command. The module answers serially (ITU-T V.250, 5.6), but it may answer late
+/// or never: a command that ended without its final line leaves the port out of step, and before the next one
+/// is written the port gets back in step (at_tty_port_step.cpp), or that one ends like a time-out, unwritten.
 ///
 /// `execute` may be called from any thread but the port's own; `start`, `stop` and `wait_until_available`
 /// from one thread at a time. Nothing throws. Logs on "celld.atport", the bytes received on
@@ -87,6 +94,7 @@ private:
     // at_tty_port_start.cpp: the thread's life
     bool launch();
     bool probe();
+    bool probe_once();
     void interrupt_command();
     void wake() noexcept;
 
@@ -97,16 +105,30 @@ private:
     void receive();
     void hand_out(AtCommandResponse&& response);
     void notify_observers(const AtCommandResponse& response);
+    void read_waiting();
     void send();
-    void write(Exchange& exchange);
+    void write(const std::shared_ptr<Exchange>& exchange);
+    void take_final(AtCommandResponse&& response);
+    bool is_of_a_lost_command(const Exchange& exchange, const AtCommandResponse& response) const;
     void complete(AtCommandResponse&& response);
     void release_command();
     void give_up_command();
 
     // at_tty_port_execute.cpp: the callers' side
-    std::shared_ptr<Exchange> publish(const AtCommand& command);
+    std::shared_ptr<Exchange> publish(std::shared_ptr<Exchange> exchange);
+    bool wait_for(const std::shared_ptr<Exchange>& exchange);
     Result await(const std::shared_ptr<Exchange>& exchange);
     Result timed_out(const AtCommand& command);
+    Result not_sent(const AtCommand& command);
+
+    // at_tty_port_step.cpp: back in step with a module that owes answers
+    static bool is_marker_line(const AtCommandResponse& response);
+    bool is_in_step();
+    bool get_in_step();
+    void ask_marker();
+    std::size_t strays();
+    std::shared_ptr<Exchange> make_marker();
+    bool await_quiet(std::chrono::milliseconds quiet);
 
     Clock& clock_;
     const std::vector<std::string> candidates_;
@@ -124,17 +146,23 @@ private:
     std::atomic<bool> waiting_{false};
     std::atomic<bool> running_{false}; // false before the port thread looks for a command for the last time
     std::atomic<bool> interrupted_{false};
-    std::atomic<bool> report_timeouts_{true};
     std::atomic<int> write_errors_{0}; // consecutive
     std::atomic<int> timeouts_{0};     // consecutive
 
-    // Guards the next two and every exchange. The port thread ends by looking for a command under it, and a
-    // command is only published under it while running_: so none is ever left without an answer.
+    // Guards what follows, save the parser, and every exchange. The port thread ends by looking for a command
+    // under it, and a command is only published under it while running_: so none is ever left without an
+    // answer.
     std::mutex exchange_mutex_;
     std::condition_variable turn_free_;
     std::condition_variable answered_;
     bool turn_taken_ = false;
     std::shared_ptr<Exchange> current_; // the one in flight; emptied when it has its answer or is given up
+    std::deque<std::shared_ptr<Exchange>>
+        unanswered_;           // written, without a final line; oldest first, as parser_ has them
+    int lost_ = 0;             // given up as never to be answered; their answers may come all the same
+    std::uint64_t heard_ = 0;  // reads that brought something
+    std::uint64_t finals_ = 0; // final lines among it
+    std::size_t strays_ = 0;   // final lines that belong to no command
 
     AtParser parser_; // port thread only
 };

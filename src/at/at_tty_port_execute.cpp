@@ -13,8 +13,6 @@ using namespace std::chrono_literals;
 
 const auto& port_log = ecu::kova::logging::module("celld.atport");
 
-// Longer than nearly every command takes; a caller behind +COPS=? or a dead module is told instead of held.
-constexpr auto TURN_TIMEOUT = 30s;
 constexpr const char* NOT_RUNNING = "Port is no longer reading or writing";
 constexpr const char* INTERRUPTED = AtError::INTERRUPTED;
 constexpr std::size_t WORD_ROOM = 1024; // characters of a scanned word; the format below says the same number
@@ -26,35 +24,6 @@ Result failure(AtErrorCode code, const std::string& text)
 
 } // namespace
 
-/// The right to execute: one command at a time, from before it is published until its result is known.
-class AtTtyPort::Turn {
-public:
-    explicit Turn(AtTtyPort& port) : port_(port)
-    {
-        std::unique_lock held(port_.exchange_mutex_);
-        const auto deadline = port_.clock_.now() + TURN_TIMEOUT;
-        while (port_.turn_taken_ && port_.clock_.wait_until(port_.turn_free_, held, deadline)) {
-        }
-        mine_ = !std::exchange(port_.turn_taken_, true);
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    ~Turn()
-    {
-        if (mine_) {
-            const std::lock_guard held(port_.exchange_mutex_);
-            port_.turn_taken_ = false;
-            port_.turn_free_.notify_one();
-        }
-    }
-
-    bool mine() const { return mine_; }
-
-private:
-    AtTtyPort& port_;
-    bool mine_ = false;
-};
-
 Result AtTtyPort::execute(const AtCommand& command)
 {
     if (!running_) {
@@ -64,19 +33,25 @@ Result AtTtyPort::execute(const AtCommand& command)
     if (!turn.mine()) {
         return failure(AtErrorCode::Busy, "Device is busy processing another command");
     }
-    const auto exchange = publish(command);
+    // Whoever cannot be interrupted cannot wait for that either; nobody looks at what "+CPWROFF" is answered.
+    if (command.interruptible && !get_in_step()) {
+        return running_ && !interrupted_
+                   ? not_sent(command)
+                   : failure(AtErrorCode::PortClosed, running_ ? INTERRUPTED : NOT_RUNNING);
+    }
+    const auto exchange = publish(std::make_shared<Exchange>(command));
     if (!exchange) {
         return failure(AtErrorCode::PortClosed, running_ ? INTERRUPTED : NOT_RUNNING);
     }
     return await(exchange);
 }
 
-std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(const AtCommand& command)
+std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(std::shared_ptr<Exchange> exchange)
 {
-    auto exchange = std::make_shared<Exchange>(command);
     {
         const std::lock_guard held(exchange_mutex_);
-        if (!running_ || (interrupted_ && command.interruptible)) { // while this caller waited for its turn
+        // ended or interrupted while this caller waited for its turn
+        if (!running_ || (interrupted_ && exchange->command.interruptible)) {
             return nullptr;
         }
         current_ = exchange;
@@ -85,19 +60,27 @@ std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(const AtCommand& command
     return exchange;
 }
 
-Result AtTtyPort::await(const std::shared_ptr<Exchange>& exchange)
+/// False when the time-out came first: from then on the port thread knows nothing of it but that it was
+/// written.
+bool AtTtyPort::wait_for(const std::shared_ptr<Exchange>& exchange)
 {
     std::unique_lock held(exchange_mutex_);
-    const auto& command = exchange->command;
-    const auto deadline = clock_.now() + command.timeout;
+    const auto deadline = clock_.now() + exchange->command.timeout;
     while (!exchange->is_over() && clock_.wait_until(answered_, held, deadline)) {
     }
     if (!exchange->is_over()) {
-        current_.reset(); // from here on the port thread knows nothing of it
-        held.unlock();
+        current_.reset();
+        return false;
+    }
+    return true; // an exchange that is over is nobody's but the caller's
+}
+
+Result AtTtyPort::await(const std::shared_ptr<Exchange>& exchange)
+{
+    const auto& command = exchange->command;
+    if (!wait_for(exchange)) {
         return timed_out(command);
     }
-    held.unlock(); // an exchange that is over is nobody's but the caller's
     if (exchange->interrupted) {
         port_log.error("Get_future/Promise indicated an exception: ", INTERRUPTED);
         return failure(AtErrorCode::PortClosed, INTERRUPTED);
@@ -108,11 +91,17 @@ Result AtTtyPort::await(const std::shared_ptr<Exchange>& exchange)
     return AtCommand::exec_result(std::move(*exchange->answer));
 }
 
+/// Counts as a time-out: a module that hangs is known by these.
+Result AtTtyPort::not_sent(const AtCommand& command)
+{
+    port_log.notice("The module still owes an answer, '", command.text_for_log(), "' is not sent");
+    ++timeouts_;
+    return failure(AtErrorCode::Timeout, "");
+}
+
 Result AtTtyPort::timed_out(const AtCommand& command)
 {
-    if (report_timeouts_) {
-        port_log.notice("Command '", command.text_for_log(), "' timeout!");
-    }
+    port_log.notice("Command '", command.text_for_log(), "' timeout!");
     ++timeouts_;
     return failure(AtErrorCode::Timeout, "");
 }

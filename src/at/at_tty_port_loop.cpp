@@ -27,6 +27,7 @@ constexpr auto READ_POLL = 100ms; // the upper bound should a wake-up ever be mi
 constexpr auto WRITE_POLL = 10ms; // under the exchange lock: a time-out is at most this late
 constexpr auto EMPTY_READ_PAUSE = 100ms;
 constexpr std::size_t READ_SIZE = 2048; // bytes
+constexpr int MAX_READS_BEFORE_WRITE = 32;
 
 std::string text_of(int error)
 {
@@ -46,6 +47,7 @@ void AtTtyPort::send_receive_loop()
             give_up_command();
         }
         if (running_) {
+            read_waiting();
             send();
         }
     }
@@ -102,11 +104,19 @@ void AtTtyPort::receive()
         clock_.sleep_for(EMPTY_READ_PAUSE); // the poll before it succeeded: without a rest this would spin
         return;
     }
+    {
+        const std::lock_guard held(exchange_mutex_);
+        ++heard_;
+    }
     const std::string bytes(buffer.data(), static_cast<std::size_t>(got));
     if (raw_log.wants(Level::DEBUG)) {
         raw_log.debug("received: ", utils::replace_crlf(bytes));
     }
     parser_.feed_input(bytes);
+    {
+        const std::lock_guard held(exchange_mutex_);
+        strays_ += parser_.take_stray_finals();
+    }
     for (auto& response : parser_.take_responses()) {
         hand_out(std::move(response));
     }
@@ -116,16 +126,47 @@ void AtTtyPort::hand_out(AtCommandResponse&& response)
 {
     switch (response.type) {
     case AtCommandResponse::Type::Unsolicited:
-        notify_observers(response);
+        if (!is_marker_line(response)) { // of one that was given up; never a report
+            notify_observers(response);
+        }
         return;
     case AtCommandResponse::Type::Final: {
         const std::lock_guard held(exchange_mutex_);
-        if (current_ && current_->written) {
-            complete(std::move(response));
-        } // else nobody waits for it any more
+        take_final(std::move(response));
         return;
     }
     }
+}
+
+// The final line of the oldest command without one; an empty line says that it will have none.
+void AtTtyPort::take_final(AtCommandResponse&& response)
+{
+    if (unanswered_.empty()) {
+        return;
+    }
+    ++finals_;
+    const auto oldest = unanswered_.front();
+    unanswered_.pop_front();
+    if (response.result.empty()) {
+        ++lost_;
+    } else if (oldest != current_) {
+        port_log.debug("Late answer of '", oldest->command.text_for_log(), "' dropped");
+    } else if (is_of_a_lost_command(*oldest, response)) {
+        --lost_;
+        unanswered_.push_front(oldest);
+        parser_.active_command(oldest->command);
+    } else {
+        complete(std::move(response));
+    }
+}
+
+// A query is answered by its own line, or by an error. An OK without it, while a lost command's may still
+// come, is that.
+bool AtTtyPort::is_of_a_lost_command(const Exchange& exchange, const AtCommandResponse& response) const
+{
+    const auto& command = exchange.command;
+    return lost_ > 0 && command.type == AtCommand::Type::Read &&
+           response.message.find(command.prefix() + ":") == std::string::npos;
 }
 
 void AtTtyPort::notify_observers(const AtCommandResponse& response)
@@ -142,30 +183,53 @@ void AtTtyPort::notify_observers(const AtCommandResponse& response)
     }
 }
 
+// What waits before a command is written is read, since the flush would cut reports in half.
+void AtTtyPort::read_waiting()
+{
+    const auto about_to_write = [this] {
+        const std::lock_guard held(exchange_mutex_);
+        return current_ && !current_->written;
+    };
+    for (int reads = 0; reads < MAX_READS_BEFORE_WRITE && about_to_write() && is_rw_avail(POLLIN, 0ms);
+         ++reads) {
+        receive();
+    }
+}
+
 // The whole step is made under the lock: a command is either written before its time-out or not at all.
 void AtTtyPort::send()
 {
     const std::lock_guard held(exchange_mutex_);
-    if (!current_ || current_->written) {
+    if (!running_ || !current_ || current_->written) {
         return;
     }
-    if (::tcflush(fd_.get(), TCIOFLUSH) == -1) {
+    // An answer that is still owed is no garbage: it is read, and dropped as what it is.
+    if (unanswered_.empty() && ::tcflush(fd_.get(), TCIOFLUSH) == -1) {
         port_log.error(utils::errno_text("tcflush() error"));
         return;
     }
     if (is_rw_avail(POLLOUT, WRITE_POLL)) {
-        write(*current_);
+        write(current_);
     }
 }
 
 // A short write is not retried: the module answers ERROR to the torso, or nothing.
-void AtTtyPort::write(Exchange& exchange)
+void AtTtyPort::write(const std::shared_ptr<Exchange>& exchange)
 {
-    const auto visible = utils::replace_crlf(exchange.line);
-    if (::write(fd_.get(), exchange.line.data(), exchange.line.size()) >= 0) {
-        parser_.active_command(exchange.command);
+    const auto visible = utils::replace_crlf(exchange->line);
+    if (::write(fd_.get(), exchange->line.data(), exchange->line.size()) >= 0) {
+        if (exchange->gives_up_older) {
+            lost_ += static_cast<int>(unanswered_.size());
+            unanswered_.clear();
+        }
+        if (unanswered_.empty()) {
+            parser_.active_command(exchange->command);
+        } else {
+            parser_.following_command(exchange->command, exchange->is_marker);
+        }
+        unanswered_.push_back(exchange);
         port_log.debug("Port written: '", visible, "'");
-        exchange.written = true;
+        exchange->written = true;
         write_errors_ = 0;
         return;
     }
@@ -191,8 +255,8 @@ void AtTtyPort::give_up_command()
     if (current_ && current_->command.interruptible) {
         current_->interrupted = true;
         current_.reset();
-        answered_.notify_all();
     }
+    answered_.notify_all(); // those too who wait for quiet
 }
 
 void AtTtyPort::release_command()

@@ -18,6 +18,7 @@ const auto& port_log = ecu::kova::logging::module("celld.atport");
 constexpr int PROBES = 30;
 constexpr auto PROBE_TIMEOUT = 1s;
 constexpr auto PROBE_INTERVAL = 1s;
+constexpr auto QUIET_AFTER_PROBE = 200ms;
 
 } // namespace
 
@@ -51,6 +52,13 @@ bool AtTtyPort::launch()
     const std::lock_guard held(thread_mutex_);
     write_errors_ = 0;
     timeouts_ = 0;
+    parser_.forget();
+    {
+        const std::lock_guard exchanges(exchange_mutex_);
+        unanswered_.clear(); // of a module that has restarted, or of a line that was closed
+        lost_ = 0;
+        strays_ = 0;
+    }
     running_ = true;
     try {
         thread_ =
@@ -63,24 +71,40 @@ bool AtTtyPort::launch()
     return true;
 }
 
-// Ends early when the line is lost or the port stopped meanwhile: nothing can answer then.
+// Ends early when the line is lost or the port stopped or interrupted meanwhile: nothing can answer then.
 bool AtTtyPort::probe()
 {
-    const AtCommand attention("", PROBE_TIMEOUT);
+    const Turn turn(*this);
     bool answered = false;
     int tries = 0;
-    report_timeouts_ = false;
-    while (running_ && !interrupted_ && tries < PROBES) {
+    while (turn.mine() && running_ && !interrupted_ && tries < PROBES) {
         ++tries;
-        answered = execute(attention).is_ok();
+        answered = probe_once();
         if (answered) {
             break;
         }
         clock_.sleep_for(PROBE_INTERVAL);
     }
-    report_timeouts_ = true;
     port_log.debug("Is started: ", answered ? "yes" : "", " after ", tries, " tries!");
     return answered;
+}
+
+// There only once nothing more follows its answer: a module that has just booted may answer every earlier
+// probe as well, or have lost them.
+bool AtTtyPort::probe_once()
+{
+    const auto finals = [this] {
+        const std::lock_guard held(exchange_mutex_);
+        return finals_;
+    };
+    const auto before = finals();
+    const auto exchange = publish(std::make_shared<Exchange>(AtCommand("", PROBE_TIMEOUT)));
+    const bool own = exchange && wait_for(exchange) && exchange->answer &&
+                     exchange->answer->result.find("OK") != std::string::npos;
+    if (own && await_quiet(QUIET_AFTER_PROBE)) {
+        return get_in_step();
+    }
+    return finals() != before && get_in_step();
 }
 
 PortResult AtTtyPort::stop()

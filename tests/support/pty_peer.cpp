@@ -67,6 +67,12 @@ void PtyPeer::answers(const std::string& line, const std::string& bytes)
     answers_[line] = bytes;
 }
 
+void PtyPeer::listen(std::function<void(const std::string& line)> heard)
+{
+    const std::lock_guard held(mutex_);
+    heard_ = std::move(heard);
+}
+
 void PtyPeer::send(const std::string& bytes)
 {
     for (std::size_t sent = 0; sent < bytes.size();) {
@@ -119,6 +125,10 @@ void PtyPeer::received(const std::string& line)
         lines_.push_back(line);
         const auto known = answers_.find(line);
         answer = known == answers_.end() ? "" : known->second;
+        if (heard_) {
+            heard_(line);
+            answer.clear();
+        }
     }
     send(answer);
     changed_.notify_all();

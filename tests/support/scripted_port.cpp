@@ -8,6 +8,9 @@ namespace {
 
 using Defaults = std::map<std::string, std::string>;
 
+// What the port spends on getting back in step before it gives a command up.
+constexpr std::chrono::milliseconds IN_STEP_LIMIT{6800};
+
 /// A module of a second boot, registered at home on its family's best network.
 const Defaults COMMON{
     {"", ""},
@@ -131,6 +134,14 @@ Result ScriptedPort::execute(const AtCommand& command)
     if (interrupted()) {
         return give_up();
     }
+    if (mute_ && owes_ && command.interruptible) { // nothing is sent to a module that still owes an answer
+        if (!pass_in_silence(IN_STEP_LIMIT, command)) {
+            return give_up();
+        }
+        ++timeouts_;
+        return Result::err({AtErrorCode::Timeout, "", ""});
+    }
+    owes_ = mute_;
     sent_.push_back(command.command);
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
@@ -142,7 +153,7 @@ Result ScriptedPort::execute(const AtCommand& command)
         return Result::err({AtErrorCode::Error, "", "ERROR"});
     }
     if (answer->silent) {
-        if (!pass_in_silence(command)) {
+        if (!pass_in_silence(command.timeout, command)) {
             return give_up();
         }
         ++timeouts_;
@@ -153,10 +164,10 @@ Result ScriptedPort::execute(const AtCommand& command)
 }
 
 /// False when it was interrupted on the way.
-bool ScriptedPort::pass_in_silence(const AtCommand& command)
+bool ScriptedPort::pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command)
 {
     using namespace std::chrono_literals;
-    for (auto left = std::chrono::milliseconds(command.timeout); left > 0ms; left -= 100ms) {
+    for (auto left = silence; left > 0ms; left -= 100ms) {
         if (interrupted_ && command.interruptible) {
             return false;
         }

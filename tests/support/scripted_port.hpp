@@ -66,7 +66,7 @@ private:
         bool silent = false;
     };
 
-    bool pass_in_silence(const AtCommand& command);
+    bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
     const Answer* find(const std::string& command) const;
 
     ManualClock& clock_;
@@ -79,4 +79,5 @@ private:
     std::atomic<bool> interrupted_{false};
     int timeouts_ = 0;
     bool mute_ = false;
+    bool owes_ = false; // since it is mute
 };

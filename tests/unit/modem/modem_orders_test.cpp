@@ -131,6 +131,22 @@ TEST_P(Overtaken, RadioSilenceTakesTheSupplyWithinThePowerOffSequenceAndTwoSecon
     }
 }
 
+TEST_P(Overtaken, AModuleThatStopsAnsweringIsResetWithinThreeMinutesOfTheFirstTimeOut)
+{
+    hang_there();
+    std::optional<Clock::time_point> first;
+    while (row_of(state()).traits.port_owed) {
+        const auto before = module.sent().size();
+        step();
+        if (!first && module.sent().size() > before) {
+            first = clock.now(); // late: the pass has had more time-outs than one
+        }
+        ASSERT_LE(clock.now() - first.value_or(clock.now()), 3min);
+    }
+    EXPECT_TRUE(state() == State::RESET || !row_of(place().state).traits.port_owed)
+        << Modem::state_to_str(state());
+}
+
 INSTANTIATE_TEST_SUITE_P(Everywhere, Overtaken,
                          ::testing::Combine(::testing::Values(Family::SARA, Family::TOBY),
                                             ::testing::Range<std::size_t>(0, PLACES.size())),

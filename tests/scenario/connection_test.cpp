@@ -1,4 +1,4 @@
-#include "scenario/bench.hpp"
+#include "scenario/rig.hpp"
 
 namespace {
 
@@ -6,7 +6,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 /// A SARA that is connected, after the one reset of its first boot.
-class Connection : public Bench {};
+class Connection : public Rig {};
 
 TEST_F(Connection, ComesBackWithTheNetworkWithoutAReset)
 {
@@ -95,7 +95,7 @@ TEST_F(Connection, TellsItsPresentStateToABrokerThatComesLateOrAnew)
 }
 
 /// With a PIN, and access data that nobody may read in a log.
-class ExternalSim : public Bench {
+class ExternalSim : public Rig {
 protected:
     static Unit unit(const std::string& configured_pin)
     {

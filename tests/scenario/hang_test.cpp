@@ -1,10 +1,10 @@
-#include "scenario/bench.hpp"
+#include "scenario/rig.hpp"
 
 namespace {
 
-class Hang : public Bench {
+class Hang : public Rig {
 protected:
-    Hang() : Bench(std::chrono::seconds(580)) {}
+    Hang() : Rig(std::chrono::seconds(580)) {}
 };
 
 TEST_F(Hang, IsEndedByAResetAndTheConnectionComesBack)

@@ -1,4 +1,4 @@
-#include "scenario/bench.hpp"
+#include "scenario/rig.hpp"
 
 namespace {
 
@@ -9,7 +9,7 @@ using testing::Not;
 using testing::StartsWith;
 
 /// From supply off to a connection and back, twice: the module comes with its factory settings.
-class SupplyOffToConnected : public Bench {
+class SupplyOffToConnected : public Rig {
 protected:
     void boots_twice(const Unit& unit, const std::string& model)
     {
@@ -73,7 +73,7 @@ TEST_F(SupplyOffToConnected, TobyOnK7WhosePortStaysWhileItRestarts)
 }
 
 /// One step and out, the module left on.
-class OneShot : public Bench {
+class OneShot : public Rig {
 protected:
     void SetUp() override
     {
@@ -129,7 +129,7 @@ TEST_F(OneShot, ASecondSignalEndsAPowerOffThatTakesTooLong)
     EXPECT_EQ(terminate(), -SIGTERM);
 }
 
-class BadConfiguration : public Bench {
+class BadConfiguration : public Rig {
 protected:
     /// What celld says behind its version.
     std::string refuses(const std::string& settings)

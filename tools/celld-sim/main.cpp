@@ -1,5 +1,5 @@
-#include "bench.hpp"
-#include "options.hpp"
+#include "control/bench.hpp"
+#include "control/options.hpp"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-#include "line_editor.hpp"
-#include "module.hpp"
+#include "at/line_editor.hpp"
+#include "module/module.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

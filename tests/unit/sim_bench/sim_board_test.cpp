@@ -1,7 +1,7 @@
-#include "event_loop.hpp"
-#include "file_watcher.hpp"
-#include "gpio_tree.hpp"
-#include "power.hpp"
+#include "base/event_loop.hpp"
+#include "base/file_watcher.hpp"
+#include "board/gpio_tree.hpp"
+#include "board/power.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "at/at_answer.hpp"
+#include "at/at_request.hpp"
+#include "at/line_editor.hpp"
+#include "at/script.hpp"
+#include "base/timer_queue.hpp"
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <string>
+
+namespace bench {
+
+/// The AT side of the module: takes bytes, runs one command line after the other, each after its own time,
+/// and formats answers and unsolicited reports as V.250 has them with the factory settings ATQ0 V1.
+class AtInterpreter {
+public:
+    struct Hooks {
+        std::function<AtAnswer(const AtRequest&)> execute;
+        std::function<int(const AtRequest&)> slowness; ///< duration in units of the command delay
+        std::function<int()> cmee;
+        std::function<void(std::string_view)> send;
+        std::function<void(char, const std::string&)> log; ///< '>' received, '<' sent
+    };
+
+    AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay, Hooks hooks);
+    ~AtInterpreter() { timers_.cancel(timer_); }
+    AtInterpreter(const AtInterpreter&) = delete;
+    AtInterpreter& operator=(const AtInterpreter&) = delete;
+
+    void receive(std::string_view bytes);
+    void urc(const std::string& line);
+
+    /// As a restart: the command in work, what waits and a hang are gone, the echo is back.
+    void reset();
+
+    /// Commands are taken and noted, nothing is said: muted until told otherwise, hung until the next
+    /// reset().
+    void mute(bool on) { muted_ = on; }
+    void hang() { hung_ = true; }
+    bool silent() const { return muted_ || hung_; }
+    void echo(bool on) { editor_.echo(on); }
+    Script& script() { return script_; }
+
+private:
+    struct Outcome {
+        std::vector<std::string> lines;
+        std::string result = "OK";
+        bool silent = false;
+        std::vector<std::function<void()>> afterwards;
+    };
+
+    void command(const std::string& line);
+    void start_next();
+    void run(const std::vector<AtRequest>& requests);
+    bool apply(const AtRequest& request, Outcome& outcome);
+    bool apply_script(const Script::Entry& entry, Outcome& outcome);
+    void send_lines(const std::vector<std::string>& lines);
+
+    TimerQueue& timers_;
+    std::chrono::milliseconds command_delay_;
+    Hooks hooks_;
+    LineEditor editor_;
+    Script script_;
+    std::deque<std::string> waiting_;
+    bool busy_ = false;
+    bool muted_ = false;
+    bool hung_ = false;
+    TimerQueue::Id timer_ = 0;
+};
+
+} // namespace bench

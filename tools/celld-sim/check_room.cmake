@@ -1,0 +1,17 @@
+# cmake -DROOM=at -DBELOW=base -P check_room.cmake: fails for an include in ROOM that names a room neither itself nor BELOW,
+# or no room at all.
+cmake_minimum_required(VERSION 3.25)
+file(GLOB sources ${CMAKE_CURRENT_LIST_DIR}/${ROOM}/*.cpp ${CMAKE_CURRENT_LIST_DIR}/${ROOM}/*.hpp)
+if(NOT sources)
+    message(FATAL_ERROR "no sources in '${ROOM}'")
+endif()
+string(REPLACE "," ";" allowed "${ROOM},${BELOW}")
+foreach(source IN LISTS sources)
+    file(STRINGS ${source} includes REGEX "^#include \"")
+    foreach(include IN LISTS includes)
+        string(REGEX REPLACE "^#include \"([a-z_]+)/.*" "\\1" room "${include}")
+        if(NOT room IN_LIST allowed)
+            message(SEND_ERROR "${source}: ${include}, but '${ROOM}' sees only: ${allowed}")
+        endif()
+    endforeach()
+endforeach()

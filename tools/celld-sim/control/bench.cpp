@@ -1,0 +1,211 @@
+#include "control/bench.hpp"
+
+#include "control/control_commands.hpp"
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <poll.h>
+#include <random>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace bench {
+namespace {
+
+constexpr auto PORT_LINK = "dev/ttyUbloxModemAT";
+constexpr auto NVM_FILE = "var/celld-sim/nvm.conf";
+
+FileDescriptor open_signals()
+{
+    sigset_t ending;
+    ::sigemptyset(&ending);
+    ::sigaddset(&ending, SIGINT);
+    ::sigaddset(&ending, SIGTERM);
+    if (::pthread_sigmask(SIG_BLOCK, &ending, nullptr) != 0) {
+        throw_errno("unable to block signals");
+    }
+    FileDescriptor fd(::signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!fd) {
+        throw_errno("signalfd failed");
+    }
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(SIGPIPE, &ignore,
+                nullptr); // a control client may go before its answer, a log reader at any time
+    return fd;
+}
+
+const char* text_of(PowerControl::State state)
+{
+    switch (state) {
+    case PowerControl::State::OFF:
+        return "off";
+    case PowerControl::State::BOOTING:
+        return "booting";
+    case PowerControl::State::ON:
+        return "on";
+    }
+    return "";
+}
+
+} // namespace
+
+Bench::Bench(const Options& options)
+    : options_(options), signals_(open_signals()),
+      control_(loop_, options.root,
+               [this](const std::string& line) { return run_control_command(*this, line); }),
+      watcher_(loop_), gpio_(options.root, options.board, watcher_),
+      port_(loop_, watcher_, options.root / PORT_LINK), nvm_(options.root / NVM_FILE, options.module.family),
+      module_(options.module, loop_.timers(), nvm_, *this), power_(loop_.timers(), options.boot_delay, *this)
+{
+    loop_.watch(signals_.get(), POLLIN, [this](short) { loop_.stop(); });
+    port_.on_receive([this](std::string_view bytes) { module_.receive(bytes); });
+    gpio_.on_change([this](const GpioTree::Change& change) { line_changed(change); });
+    watcher_.on_batch_end([this] { settle_lines(); });
+    gpio_.drive(Line::SIMLOCK, options.sim_lock);
+    gpio_.drive(Line::VINT, false);
+    for (const auto line : {Line::VCC, Line::PWRON, Line::RESET}) {
+        line_changed({line, gpio_.level(line), false}); // what a former run left
+    }
+    power_.evaluate();
+}
+
+Bench::~Bench()
+{
+    loop_.timers().cancel(port_timer_);
+    loop_.unwatch(signals_.get());
+    try {
+        gpio_.drive(Line::VINT, false);
+    } catch (const BenchError& error) {
+        std::fprintf(stderr, "celld-sim: %s\n", error.what()); // the tree was removed under us
+    }
+}
+
+void Bench::run()
+{
+    std::puts("celld-sim: ready");
+    std::fflush(stdout);
+    loop_.run();
+}
+
+void Bench::line_changed(const GpioTree::Change& change)
+{
+    switch (change.line) {
+    case Line::VCC:
+        power_.set_supply(change.level, change.pulsed);
+        break;
+    case Line::PWRON:
+        power_.set_power_on(change.level, change.pulsed);
+        break;
+    case Line::RESET:
+        power_.set_reset(change.level, change.pulsed);
+        break;
+    case Line::SIMLOCK:
+    case Line::VINT:
+        break; // driven from here
+    }
+}
+
+void Bench::settle_lines()
+{
+    gpio_.process();
+    power_.evaluate();
+}
+
+void Bench::module_up()
+{
+    module_.power_up();
+    gpio_.drive(Line::VINT, true);
+    if (!port_dropped_) {
+        port_.attach();
+    }
+    log('#', "module up");
+}
+
+void Bench::module_down()
+{
+    module_.power_down();
+    if (!port_stays_) {
+        gpio_.drive(Line::VINT, false);
+        port_.detach(); // last: whoever sees the port gone finds V_INT gone too
+    }
+    log('#', "module down");
+}
+
+void Bench::transmit(std::string_view bytes)
+{
+    port_.send(bytes);
+}
+
+void Bench::restart_module()
+{
+    port_stays_ = !options_.port_loss_on_reset;
+    power_.restart();
+    port_stays_ = false;
+}
+
+void Bench::switch_module_off()
+{
+    power_.switch_off();
+}
+
+void Bench::reboot()
+{
+    power_.restart();
+}
+
+void Bench::hang()
+{
+    module_.interpreter().hang();
+}
+
+void Bench::drop_port(std::chrono::milliseconds pause)
+{
+    port_dropped_ = true;
+    port_.detach();
+    loop_.timers().cancel(port_timer_);
+    port_timer_ = loop_.timers().after(pause, [this] {
+        port_dropped_ = false;
+        if (module_.powered()) {
+            port_.attach();
+        }
+    });
+}
+
+void Bench::send_garbage(std::size_t bytes)
+{
+    static std::mt19937 random(std::random_device{}());
+    std::uniform_int_distribution<int> byte(0, 255);
+    std::string text(bytes, '\0');
+    for (auto& c : text) {
+        c = static_cast<char>(byte(random));
+    }
+    port_.send(text);
+}
+
+std::string Bench::state() const
+{
+    return std::string("power=") + text_of(power_.state()) +
+           " port=" + (port_.attached() ? "present" : "absent") +
+           " vcc=" + (gpio_.level(Line::VCC) ? "1" : "0") +
+           " pwron=" + (gpio_.level(Line::PWRON) ? "1" : "0") +
+           " reset=" + (gpio_.level(Line::RESET) ? "1" : "0") +
+           " vint=" + (gpio_.level(Line::VINT) ? "0" : "1");
+}
+
+void Bench::log(char direction, const std::string& text)
+{
+    if (!options_.log) {
+        return;
+    }
+    std::timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    std::tm fields{};
+    ::gmtime_r(&now.tv_sec, &fields);
+    std::printf("%02d:%02d:%02d.%03ld %c %s\n", fields.tm_hour, fields.tm_min, fields.tm_sec,
+                now.tv_nsec / 1'000'000, direction, text.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace bench

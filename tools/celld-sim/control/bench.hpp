@@ -1,0 +1,65 @@
+#pragma once
+
+#include "base/event_loop.hpp"
+#include "base/file_watcher.hpp"
+#include "board/gpio_tree.hpp"
+#include "board/power.hpp"
+#include "board/pty_port.hpp"
+#include "control/control_server.hpp"
+#include "control/options.hpp"
+#include "module/module.hpp"
+#include "module/nvm.hpp"
+
+#include <chrono>
+#include <string>
+
+namespace bench {
+
+/// The board: joins the GPIO lines, the supply, the port and the module's firmware on one event loop.
+class Bench : private PowerObserver, private ModuleHost {
+public:
+    /// @throws BenchError when the tree cannot be built or another bench has it
+    explicit Bench(const Options& options);
+    ~Bench() override;
+    Bench(const Bench&) = delete;
+    Bench& operator=(const Bench&) = delete;
+
+    /// Prints that the tree stands and runs until SIGINT or SIGTERM. @throws BenchError
+    void run();
+
+    // For the control commands.
+    Module& module() { return module_; }
+    void sim_lock(bool level) { gpio_.drive(Line::SIMLOCK, level); }
+    void drop_port(std::chrono::milliseconds pause);
+    void reboot();
+    void hang(); ///< no answers any more, not even to +CPWROFF, until the module restarts
+    void send_garbage(std::size_t bytes);
+    std::string state() const;
+
+private:
+    void module_up() override;
+    void module_down() override;
+    void transmit(std::string_view bytes) override;
+    void restart_module() override;
+    void switch_module_off() override;
+    void log(char direction, const std::string& text) override;
+
+    void line_changed(const GpioTree::Change& change);
+    void settle_lines();
+
+    Options options_;
+    EventLoop loop_;
+    FileDescriptor signals_;
+    ControlServer control_; ///< first of what touches the tree: it tells whether the tree is another bench's
+    FileWatcher watcher_;
+    GpioTree gpio_;
+    PtyPort port_;
+    Nvm nvm_;
+    Module module_;
+    PowerControl power_;
+    TimerQueue::Id port_timer_ = 0;
+    bool port_dropped_ = false; ///< taken away by a test, comes back by itself
+    bool port_stays_ = false;   ///< while the module goes down for a restart that the port outlives
+};
+
+} // namespace bench

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "board/board.hpp"
+#include "module/module.hpp"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace bench {
+
+/// The command line of celld-sim.
+struct Options {
+    enum class Mode { BENCH, SEND, HELP, VERSION };
+
+    Mode mode = Mode::BENCH;
+    std::filesystem::path root;
+    BoardType board = BoardType::QBX;
+    ModuleSetup module;
+    std::chrono::milliseconds boot_delay{4000};
+    bool port_loss_on_reset = true; ///< does a restart by AT command take the port away?
+    bool sim_lock = true;           ///< level of the SIM-lock line
+    bool log = false;
+    std::string command; ///< of --send
+};
+
+/// @throws BenchError naming the argument that does not fit
+Options parse_options(int argc, char** argv);
+
+std::string help_text();
+
+} // namespace bench

@@ -1,0 +1,98 @@
+#include "base/files.hpp"
+#include "control/control_table.hpp"
+
+#include <array>
+
+namespace bench {
+namespace {
+
+constexpr int MAX_SECONDS = 86'400;
+constexpr int MAX_GARBAGE = 1'000'000;
+constexpr int DEFAULT_PORT_DROP_S = 3;
+
+std::string control_sim(Bench& bench, Words& words)
+{
+    const auto slot = words.slot();
+    const auto action = words.next();
+    if (action != "insert" && action != "remove") {
+        throw BenchError("sim internal|external insert|remove");
+    }
+    bench.module().insert_card(slot, action == "insert");
+    return "";
+}
+
+std::string control_simlock(Bench& bench, Words& words)
+{
+    bench.sim_lock(words.number(0, 1) == 1);
+    return "";
+}
+
+std::string control_pin_attempts(Bench& bench, Words& words)
+{
+    const auto slot = words.slot();
+    bench.module().sims().card(slot).pin_attempts(words.number(0, SimCard::PIN_ATTEMPTS));
+    return "";
+}
+
+std::string control_port(Bench& bench, Words& words)
+{
+    if (words.next() != "drop") {
+        throw BenchError("port drop [SECONDS]");
+    }
+    const int seconds = words.empty() ? DEFAULT_PORT_DROP_S : words.number(0, MAX_SECONDS);
+    bench.drop_port(std::chrono::seconds(seconds));
+    return "";
+}
+
+std::string control_reboot(Bench& bench, Words&)
+{
+    bench.reboot();
+    return "";
+}
+
+std::string control_mute(Bench& bench, Words& words)
+{
+    bench.module().interpreter().mute(words.on_or_off());
+    return "";
+}
+
+std::string control_hang(Bench& bench, Words&)
+{
+    bench.hang();
+    return "";
+}
+
+std::string control_urc(Bench& bench, Words& words)
+{
+    bench.module().urc(words.rest());
+    return "";
+}
+
+std::string control_garbage(Bench& bench, Words& words)
+{
+    bench.send_garbage(static_cast<std::size_t>(words.number(1, MAX_GARBAGE)));
+    return "";
+}
+
+constexpr std::array ROWS{
+    ControlRow{"sim", control_sim, "internal|external insert|remove", "put a card in or take it out"},
+    ControlRow{"simlock", control_simlock, "0|1", "level of the SIM-lock line"},
+    ControlRow{"pin-attempts", control_pin_attempts, "internal|external N",
+               "PIN attempts left on the card, 0 to 3"},
+    ControlRow{"port", control_port, "drop [SECONDS]",
+               "take the port away and bring it back (default after 3 s)"},
+    ControlRow{"reboot", control_reboot, "", "the module restarts by itself"},
+    ControlRow{"mute", control_mute, "on|off", "take commands without answering; no unsolicited lines"},
+    ControlRow{"hang", control_hang, "", "as mute, until the module restarts"},
+    ControlRow{"urc", control_urc, "TEXT", "send an unsolicited line"},
+    ControlRow{"garbage", control_garbage, "N", "send N random bytes"},
+};
+
+} // namespace
+
+std::span<const ControlRow> module_controls()
+{
+    return ROWS;
+}
+
+} // namespace bench

@@ -1,5 +1,6 @@
 #include "control/bench.hpp"
 #include "control/options.hpp"
+#include "record/transcript_check.hpp"
 
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,15 @@ int send(const bench::Options& options)
     return answer.starts_with("ok") ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+int check(const bench::Options& options)
+{
+    const auto violations = bench::check_transcript(options.command);
+    for (const auto& violation : violations) {
+        std::puts(violation.text.c_str());
+    }
+    return violations.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 int run(const bench::Options& options)
 {
     switch (options.mode) {
@@ -26,6 +36,8 @@ int run(const bench::Options& options)
         return EXIT_SUCCESS;
     case bench::Options::Mode::SEND:
         return send(options);
+    case bench::Options::Mode::CHECK:
+        return check(options);
     case bench::Options::Mode::BENCH:
         bench::Bench(options).run();
         return EXIT_SUCCESS;

@@ -1,76 +1,16 @@
 #include "at/line_editor.hpp"
-#include "module/module.hpp"
+#include "bench_module.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace bench {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::HasSubstr;
-
-/// A module with its own time: what is sent is answered before the call returns.
-class BenchModule : public testing::Test, public ModuleHost {
-protected:
-    BenchModule()
-    {
-        std::string pattern = std::filesystem::temp_directory_path() / "sim_bench_XXXXXX";
-        root_ = ::mkdtemp(pattern.data());
-    }
-    ~BenchModule() override { std::filesystem::remove_all(root_); }
-
-    void power_up(Family family)
-    {
-        module_.reset();
-        setup_.family = family;
-        nvm_ = std::make_unique<Nvm>(root_ / "nvm.conf", family);
-        module_ = std::make_unique<Module>(setup_, timers_, *nvm_, *this);
-        restart_module();
-        pass(2s); // the SIM answers after one
-    }
-
-    void pass(std::chrono::milliseconds time) { timers_.advance_to(timers_.now() + time); }
-
-    std::string at(const std::string& command)
-    {
-        output_.clear();
-        module_->receive("AT" + command + "\r\n");
-        pass(1s);
-        return output_;
-    }
-
-    std::string heard_within(std::chrono::milliseconds time)
-    {
-        output_.clear();
-        pass(time);
-        return output_;
-    }
-
-    void restart_module() override
-    {
-        module_->power_down();
-        module_->power_up();
-    }
-
-    ModuleSetup setup_;
-    TimerQueue timers_{TimerQueue::TimePoint{}};
-    std::unique_ptr<Nvm> nvm_;
-    std::unique_ptr<Module> module_;
-
-private:
-    void transmit(std::string_view bytes) override { output_ += bytes; }
-    void switch_module_off() override {}
-    void log(char, const std::string&) override {}
-
-    std::filesystem::path root_;
-    std::string output_;
-};
 
 TEST(LineEditorTest, TakesTheSameLinesHoweverTheBytesAreSplit)
 {

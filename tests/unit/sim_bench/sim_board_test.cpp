@@ -20,6 +20,7 @@ using namespace std::chrono_literals;
 TEST(PowerControlTest, BootsAgainOnlyWhenTheLinesCallForIt)
 {
     struct Observer : PowerObserver {
+        void module_booting() override {}
         void module_up() override { ++ups; }
         void module_down() override { ++downs; }
         int ups = 0;

@@ -1,44 +1,27 @@
 #include "at/at_interpreter.hpp"
 
 #include <numeric>
+#include <utility>
 
 namespace bench {
 namespace {
 
 constexpr std::size_t MAX_WAITING = 32; ///< lines typed ahead; a real module drops them sooner
 
-/// Does the line end a command by itself (V.250 clause 5.7, 3GPP TS 27.007 clause 9.1)?
-bool is_final(const std::string& line)
-{
-    return line == "OK" || line == "ERROR" || line == "ABORTED" || line.starts_with("+CME ERROR:") ||
-           line.starts_with("+CMS ERROR:");
-}
-
-/// Cuts a control command's text at each "\n" written out.
-std::vector<std::string> scripted_lines(std::string_view text)
-{
-    constexpr std::string_view BREAK = "\\n";
-    std::vector<std::string> lines;
-    for (auto at = text.find(BREAK); at != std::string_view::npos; at = text.find(BREAK)) {
-        lines.emplace_back(text.substr(0, at));
-        text.remove_prefix(at + BREAK.size());
-    }
-    lines.emplace_back(text);
-    return lines;
-}
-
 } // namespace
 
-AtInterpreter::AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay, Hooks hooks)
+AtInterpreter::AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay,
+                             Transcript& transcript, Hooks hooks)
     : timers_(timers), command_delay_(command_delay), hooks_(std::move(hooks)),
       editor_({.echo =
                    [this](std::string_view bytes) {
                        if (!silent()) {
-                           hooks_.send(bytes);
+                           output_.write(bytes);
                        }
                    },
                .command = [this](const std::string& line) { command(line); },
-               .overflow = [this] { send_lines({"ERROR"}); }})
+               .overflow = [this] { send_lines({"ERROR"}); }}),
+      output_(timers, hooks_.send), record_(transcript, hooks_.port)
 {
 }
 
@@ -50,15 +33,23 @@ void AtInterpreter::receive(std::string_view bytes)
 void AtInterpreter::reset()
 {
     timers_.cancel(timer_);
-    waiting_.clear();
-    busy_ = false;
+    output_.reset();
+    if (const auto job = std::exchange(job_, std::nullopt)) {
+        record_.unanswered(job->command, "down");
+    }
+    for (const auto& command : std::exchange(waiting_, {})) {
+        record_.unanswered(command, "down");
+    }
     hung_ = false;
     editor_.reset();
 }
 
 void AtInterpreter::urc(const std::string& line)
 {
-    send_lines({line});
+    if (!silent()) {
+        record_.report(line);
+        send_lines({line});
+    }
 }
 
 void AtInterpreter::send_lines(const std::vector<std::string>& lines)
@@ -71,62 +62,72 @@ void AtInterpreter::send_lines(const std::vector<std::string>& lines)
         hooks_.log('<', line);
         text.append(line).append("\r\n");
     }
-    hooks_.send(text);
+    output_.write(text);
 }
 
 void AtInterpreter::command(const std::string& line)
 {
     hooks_.log('>', "AT" + line);
     script_.note("AT" + line);
-    if (silent() || waiting_.size() >= MAX_WAITING) {
+    hooks_.received(line);
+    const auto command = record_.received(line);
+    if (silent()) {
+        record_.unanswered(command, "mute");
         return;
     }
-    waiting_.push_back(line);
-    if (!busy_) {
+    if (waiting_.size() >= MAX_WAITING) {
+        record_.unanswered(command, "dropped");
+        return;
+    }
+    waiting_.push_back(command);
+    if (!job_) {
         start_next();
     }
 }
 
 void AtInterpreter::start_next()
 {
-    busy_ = !waiting_.empty();
-    if (!busy_) {
+    if (waiting_.empty()) {
         return;
     }
-    const auto requests = parse_command_line(waiting_.front());
+    job_ = plan_job(waiting_.front(), script_);
     waiting_.pop_front();
+    if (job_->crash && job_->crash->before) {
+        timer_ = timers_.after({}, [this] { crash(); }); // not below receive(), whose module it takes away
+        return;
+    }
     const int units =
-        std::accumulate(requests.begin(), requests.end(), 1, [this](int sum, const AtRequest& request) {
-            return sum + hooks_.slowness(request) - 1;
+        std::accumulate(job_->steps.begin(), job_->steps.end(), 1, [this](int sum, const AtJob::Step& step) {
+            return sum + hooks_.slowness(step.request) - 1;
         });
-    timer_ = timers_.after(command_delay_ * units, [this, requests] { run(requests); });
+    timer_ = timers_.after(command_delay_ * units + job_->lateness, [this] { run(); });
 }
 
-void AtInterpreter::run(const std::vector<AtRequest>& requests)
+void AtInterpreter::run()
 {
-    Outcome outcome;
-    for (const auto& request : requests) {
-        if (!apply(request, outcome)) {
+    AtOutcome outcome;
+    for (const auto& step : job_->steps) {
+        if (!apply(step, outcome)) {
             break;
         }
     }
-    if (!outcome.silent) {
-        send_lines(outcome.lines);
-        send_lines({outcome.result});
+    if (job_->crash) {
+        crash();
+        return;
     }
-    for (const auto& action : outcome.afterwards) {
-        action();
-    }
-    start_next();
+    deliver(std::move(outcome));
 }
 
 /// @return whether the line goes on with its next command
-bool AtInterpreter::apply(const AtRequest& request, Outcome& outcome)
+bool AtInterpreter::apply(const AtJob::Step& step, AtOutcome& outcome)
 {
-    if (const auto* entry = script_.find(request.text)) {
-        return apply_script(*entry, outcome);
+    if (step.answer) {
+        return apply_scripted(*step.answer, hooks_.cmee(), outcome);
     }
-    auto answer = hooks_.execute(request);
+    if (step.request.text.empty()) {
+        return true;
+    }
+    auto answer = hooks_.execute(step.request);
     outcome.lines.insert(outcome.lines.end(), answer.lines.begin(), answer.lines.end());
     if (answer.afterwards) {
         outcome.afterwards.push_back(std::move(answer.afterwards));
@@ -138,26 +139,56 @@ bool AtInterpreter::apply(const AtRequest& request, Outcome& outcome)
     return false;
 }
 
-bool AtInterpreter::apply_script(const Script::Entry& entry, Outcome& outcome)
+void AtInterpreter::deliver(AtOutcome outcome)
 {
-    switch (entry.kind) {
-    case Script::Kind::SILENCE:
-        outcome.silent = true;
-        return false;
-    case Script::Kind::FAIL:
-        outcome.result = error_result(Cme::UNKNOWN, entry.text, hooks_.cmee());
-        return false;
-    case Script::Kind::ANSWER:
-        break;
-    }
-    for (const auto& line : scripted_lines(entry.text)) {
-        if (is_final(line)) {
-            outcome.result = line;
-            return line == "OK";
+    if (!outcome.silent) {
+        output_.pace(job_->cut);
+        send_lines(outcome.lines);
+        for (const auto& report : job_->reports) {
+            urc(report);
         }
-        outcome.lines.push_back(line);
+        if (!job_->lost) {
+            send_lines({outcome.result});
+        }
     }
-    return true;
+    output_.when_empty([this, ended = std::move(outcome)] { end(ended); });
+}
+
+void AtInterpreter::end(const AtOutcome& outcome)
+{
+    const auto* reason = why_unanswered(outcome);
+    if (reason != nullptr) {
+        record_.unanswered(job_->command, reason);
+    } else {
+        record_.answered(job_->command, outcome.lines, outcome.result);
+    }
+    job_.reset();
+    for (const auto& action : outcome.afterwards) {
+        action();
+    }
+    if (!job_) {
+        start_next();
+    }
+}
+
+const char* AtInterpreter::why_unanswered(const AtOutcome& outcome) const
+{
+    if (silent()) {
+        return "mute";
+    }
+    if (outcome.silent) {
+        return "silent";
+    }
+    return job_->lost ? "lost" : nullptr;
+}
+
+void AtInterpreter::crash()
+{
+    const auto crash = *job_->crash;
+    record_.unanswered(job_->command, "crashed");
+    job_.reset();
+    hooks_.log('#', "firmware crash");
+    hooks_.crash(crash);
 }
 
 } // namespace bench

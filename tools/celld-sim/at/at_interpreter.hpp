@@ -1,20 +1,25 @@
 #pragma once
 
 #include "at/at_answer.hpp"
+#include "at/at_job.hpp"
+#include "at/at_record.hpp"
 #include "at/at_request.hpp"
 #include "at/line_editor.hpp"
+#include "at/paced_output.hpp"
 #include "at/script.hpp"
 #include "base/timer_queue.hpp"
 
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace bench {
 
 /// The AT side of the module: takes bytes, runs one command line after the other, each after its own time,
-/// and formats answers and unsolicited reports as V.250 has them with the factory settings ATQ0 V1.
+/// and formats answers and unsolicited reports as V.250 has them with the factory settings ATQ0 V1. What
+/// comes while a line is in work waits and is answered afterwards, in order.
 class AtInterpreter {
 public:
     struct Hooks {
@@ -23,9 +28,13 @@ public:
         std::function<int()> cmee;
         std::function<void(std::string_view)> send;
         std::function<void(char, const std::string&)> log; ///< '>' received, '<' sent
+        std::function<void(const std::string&)> received;  ///< a line without its "AT", before it is recorded
+        std::function<void(const Crash&)> crash;           ///< ends in reset()
+        std::function<std::string()> port;                 ///< as in AtRecord
     };
 
-    AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay, Hooks hooks);
+    AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay, Transcript& transcript,
+                  Hooks hooks);
     ~AtInterpreter() { timers_.cancel(timer_); }
     AtInterpreter(const AtInterpreter&) = delete;
     AtInterpreter& operator=(const AtInterpreter&) = delete;
@@ -45,27 +54,25 @@ public:
     Script& script() { return script_; }
 
 private:
-    struct Outcome {
-        std::vector<std::string> lines;
-        std::string result = "OK";
-        bool silent = false;
-        std::vector<std::function<void()>> afterwards;
-    };
-
     void command(const std::string& line);
     void start_next();
-    void run(const std::vector<AtRequest>& requests);
-    bool apply(const AtRequest& request, Outcome& outcome);
-    bool apply_script(const Script::Entry& entry, Outcome& outcome);
+    void run();
+    bool apply(const AtJob::Step& step, AtOutcome& outcome);
+    void deliver(AtOutcome outcome);
+    void end(const AtOutcome& outcome);
+    const char* why_unanswered(const AtOutcome& outcome) const;
+    void crash();
     void send_lines(const std::vector<std::string>& lines);
 
     TimerQueue& timers_;
     std::chrono::milliseconds command_delay_;
     Hooks hooks_;
     LineEditor editor_;
+    PacedOutput output_;
     Script script_;
-    std::deque<std::string> waiting_;
-    bool busy_ = false;
+    AtRecord record_;
+    std::deque<AtRecord::Command> waiting_;
+    std::optional<AtJob> job_; ///< in work
     bool muted_ = false;
     bool hung_ = false;
     TimerQueue::Id timer_ = 0;

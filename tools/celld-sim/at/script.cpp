@@ -5,10 +5,33 @@
 #include <algorithm>
 
 namespace bench {
+namespace {
+
+bool gives_the_answer(Script::Kind kind)
+{
+    return kind == Script::Kind::FAIL || kind == Script::Kind::ANSWER || kind == Script::Kind::SILENCE;
+}
+
+bool same_sort(const Script::Entry& one, const Script::Entry& other)
+{
+    return one.kind == other.kind || (gives_the_answer(one.kind) && gives_the_answer(other.kind));
+}
+
+bool concerns(const Script::Entry& entry, std::string_view command)
+{
+    if (entry.prefix == "AT") {
+        return command.empty();
+    }
+    return entry.prefix == "*" || starts_with_ignoring_case(command, entry.prefix);
+}
+
+} // namespace
 
 void Script::put(Entry entry)
 {
-    std::erase_if(entries_, [&entry](const Entry& other) { return other.prefix == entry.prefix; });
+    std::erase_if(entries_, [&entry](const Entry& other) {
+        return other.prefix == entry.prefix && same_sort(other, entry);
+    });
     entries_.push_front(std::move(entry));
 }
 
@@ -18,12 +41,21 @@ void Script::remove(const std::string& prefix)
                   [&prefix](const Entry& entry) { return prefix.empty() || entry.prefix == prefix; });
 }
 
-const Script::Entry* Script::find(std::string_view command) const
+std::vector<Script::Entry> Script::take(std::string_view command)
 {
-    const auto found = std::find_if(entries_.begin(), entries_.end(), [command](const Entry& entry) {
-        return starts_with_ignoring_case(command, entry.prefix);
-    });
-    return found == entries_.end() ? nullptr : &*found;
+    std::vector<Entry> taken;
+    for (auto& entry : entries_) {
+        if (!concerns(entry, command) || ++entry.seen < entry.turn) {
+            continue;
+        }
+        const bool hidden = std::any_of(taken.begin(), taken.end(),
+                                        [&entry](const Entry& newer) { return same_sort(newer, entry); });
+        if (!hidden) {
+            taken.push_back(entry);
+        }
+    }
+    std::erase_if(entries_, [](const Entry& entry) { return entry.once && entry.seen >= entry.turn; });
+    return taken;
 }
 
 void Script::note(std::string command)

@@ -11,6 +11,23 @@ enum class BoardType { QBX, K7 };
 /// The lines between the control unit and the module.
 enum class Line { VCC, PWRON, RESET, SIMLOCK, VINT };
 
+inline const char* text_of(Line line)
+{
+    switch (line) {
+    case Line::VCC:
+        return "VCC";
+    case Line::PWRON:
+        return "PWRON";
+    case Line::RESET:
+        return "RESET";
+    case Line::SIMLOCK:
+        return "SIMLOCK";
+    case Line::VINT:
+        return "VINT";
+    }
+    return "";
+}
+
 struct Pin {
     Line line;
     int number;       ///< GPIO number as sysfs shows it

@@ -169,7 +169,7 @@ void GpioTree::process_direction(PinState& state)
         store_value(state, text == "high" ? "1" : "0");
     }
     if (logical(state) != before && on_change_) {
-        on_change_({state.pin.line, logical(state), false});
+        on_change_({.line = state.pin.line, .level = logical(state), .pulsed = false, .set_up = true});
     }
 }
 
@@ -191,7 +191,7 @@ void GpioTree::process_value(PinState& state)
     state.value = text;
     const bool pulsed = writes > 1;
     if ((logical(state) != before || pulsed) && on_change_) {
-        on_change_({state.pin.line, logical(state), pulsed});
+        on_change_({.line = state.pin.line, .level = logical(state), .pulsed = pulsed});
     }
 }
 

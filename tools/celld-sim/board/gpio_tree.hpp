@@ -27,6 +27,7 @@ public:
         bool level;
         bool pulsed; ///< written more than once since the last look: the line was at the other level in
                      ///< between
+        bool set_up = false; ///< by its direction, not by its value
     };
 
     /// @throws BenchError when the tree cannot be built

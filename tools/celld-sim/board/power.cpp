@@ -35,7 +35,7 @@ void PowerControl::evaluate()
     }
     const bool wanted = supply_ && !reset_ && power_on_ && !switched_off_;
     if (state_ == State::OFF && wanted) {
-        boot();
+        boot(boot_delay_);
     }
 }
 
@@ -45,11 +45,11 @@ void PowerControl::switch_off()
     go_down();
 }
 
-void PowerControl::restart()
+void PowerControl::restart(std::optional<std::chrono::milliseconds> boot_time)
 {
     if (state_ != State::OFF) {
         go_down();
-        boot();
+        boot(boot_time && boot_delay_ ? boot_time : boot_delay_);
     }
 }
 
@@ -61,10 +61,14 @@ void PowerControl::go_down()
     }
 }
 
-void PowerControl::boot()
+void PowerControl::boot(std::optional<std::chrono::milliseconds> time)
 {
     state_ = State::BOOTING;
-    boot_timer_ = timers_.after(boot_delay_, [this] {
+    observer_.module_booting();
+    if (!time) {
+        return;
+    }
+    boot_timer_ = timers_.after(*time, [this] {
         state_ = State::ON;
         observer_.module_up();
     });

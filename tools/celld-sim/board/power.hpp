@@ -3,6 +3,7 @@
 #include "base/timer_queue.hpp"
 
 #include <chrono>
+#include <optional>
 
 namespace bench {
 
@@ -10,6 +11,7 @@ namespace bench {
 class PowerObserver {
 public:
     virtual ~PowerObserver() = default;
+    virtual void module_booting() = 0;
     virtual void module_up() = 0;   ///< the firmware runs
     virtual void module_down() = 0; ///< supply, reset, switch-off or a restart took it away, perhaps in the
                                     ///< middle of its boot
@@ -38,17 +40,21 @@ public:
     /// +CPWROFF: off until the supply or PWR_ON come anew.
     void switch_off();
 
-    /// The firmware restarts by itself, with the lines as they are; nothing while the module is off.
-    void restart();
+    /// The firmware restarts by itself, with the lines as they are; nothing while the module is off. It boots
+    /// as always or, once, in the time given.
+    void restart(std::optional<std::chrono::milliseconds> boot_time = {});
+
+    /// How long it boots from now on; nothing: it never ends booting.
+    void boot_time(std::optional<std::chrono::milliseconds> time) { boot_delay_ = time; }
 
     State state() const { return state_; }
 
 private:
     void go_down();
-    void boot();
+    void boot(std::optional<std::chrono::milliseconds> time);
 
     TimerQueue& timers_;
-    std::chrono::milliseconds boot_delay_;
+    std::optional<std::chrono::milliseconds> boot_delay_; ///< nothing: never ready
     PowerObserver& observer_;
     State state_ = State::OFF;
     TimerQueue::Id boot_timer_ = 0;

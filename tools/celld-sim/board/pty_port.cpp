@@ -72,10 +72,7 @@ void PtyPort::attach()
         if ((mask & IN_Q_OVERFLOW) != 0) {
             return;
         }
-        users_ = std::max(0, users_ + ((mask & IN_OPEN) != 0 ? 1 : -1));
-        if (users_ == 0) {
-            last_user_left();
-        }
+        count_user((mask & IN_OPEN) != 0);
     });
     master_ = std::move(master);
     slave_ = std::move(slave);
@@ -94,6 +91,18 @@ void PtyPort::detach()
     loop_.unwatch(master_.get());
     slave_.reset();
     master_.reset();
+}
+
+void PtyPort::count_user(bool opened)
+{
+    const bool before = users_ > 0;
+    users_ = std::max(0, users_ + (opened ? 1 : -1));
+    if (users_ == 0) {
+        last_user_left();
+    }
+    if (on_use_ && before != (users_ > 0)) {
+        on_use_(users_ > 0);
+    }
 }
 
 void PtyPort::last_user_left()

@@ -21,6 +21,9 @@ public:
 
     void on_receive(std::function<void(std::string_view)> callback) { on_receive_ = std::move(callback); }
 
+    /// Somebody opened the terminal, or the last one closed it.
+    void on_use(std::function<void(bool opened)> callback) { on_use_ = std::move(callback); }
+
     /// Makes the terminal and then the link; does nothing while it is there. @throws BenchError
     void attach();
 
@@ -28,6 +31,7 @@ public:
     void detach();
 
     bool attached() const { return static_cast<bool>(master_); }
+    bool in_use() const { return attached() && users_ > 0; }
 
     /// Never blocks: what a reader does not take stays queued up to a bound, beyond it the oldest is kept and
     /// the rest dropped.
@@ -36,6 +40,7 @@ public:
 private:
     void receive(short events);
     void flush();
+    void count_user(bool opened);
     void last_user_left();
     void update_watch();
 
@@ -43,6 +48,7 @@ private:
     FileWatcher& watcher_;
     std::filesystem::path link_;
     std::function<void(std::string_view)> on_receive_;
+    std::function<void(bool)> on_use_;
     FileDescriptor master_;
     FileDescriptor
         slave_; ///< held open, or the master would report a hang-up whenever nobody else has it open

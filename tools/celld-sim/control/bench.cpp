@@ -1,13 +1,12 @@
 #include "control/bench.hpp"
 
+#include "base/signals.hpp"
 #include "control/control_commands.hpp"
 
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <poll.h>
 #include <random>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace bench {
@@ -15,26 +14,6 @@ namespace {
 
 constexpr auto PORT_LINK = "dev/ttyUbloxModemAT";
 constexpr auto NVM_FILE = "var/celld-sim/nvm.conf";
-
-FileDescriptor open_signals()
-{
-    sigset_t ending;
-    ::sigemptyset(&ending);
-    ::sigaddset(&ending, SIGINT);
-    ::sigaddset(&ending, SIGTERM);
-    if (::pthread_sigmask(SIG_BLOCK, &ending, nullptr) != 0) {
-        throw_errno("unable to block signals");
-    }
-    FileDescriptor fd(::signalfd(-1, &ending, SFD_NONBLOCK | SFD_CLOEXEC));
-    if (!fd) {
-        throw_errno("signalfd failed");
-    }
-    struct sigaction ignore {};
-    ignore.sa_handler = SIG_IGN;
-    ::sigaction(SIGPIPE, &ignore,
-                nullptr); // a control client may go before its answer, a log reader at any time
-    return fd;
-}
 
 const char* text_of(PowerControl::State state)
 {
@@ -52,21 +31,34 @@ const char* text_of(PowerControl::State state)
 } // namespace
 
 Bench::Bench(const Options& options)
-    : options_(options), signals_(open_signals()),
+    : options_(options), transcript_(loop_.timers()), signals_(open_signals()),
       control_(loop_, options.root,
                [this](const std::string& line) { return run_control_command(*this, line); }),
       watcher_(loop_), gpio_(options.root, options.board, watcher_),
       port_(loop_, watcher_, options.root / PORT_LINK), nvm_(options.root / NVM_FILE, options.module.family),
-      module_(options.module, loop_.timers(), nvm_, *this), power_(loop_.timers(), options.boot_delay, *this)
+      module_(options.module, loop_.timers(), nvm_, transcript_, *this),
+      power_(loop_.timers(), options.boot_delay, *this)
 {
     loop_.watch(signals_.get(), POLLIN, [this](short) { loop_.stop(); });
+    if (!options.transcript.empty()) {
+        transcript_.open(options.transcript);
+    }
+    transcript_.note("bench", {options.module.family == Family::SARA ? "sara" : "toby",
+                               options.board == BoardType::K7 ? "k7" : "qbx"});
+    port_.on_use([this](bool opened) { transcript_.note("port", {opened ? "open" : "closed"}); });
     port_.on_receive([this](std::string_view bytes) { module_.receive(bytes); });
     gpio_.on_change([this](const GpioTree::Change& change) { line_changed(change); });
     watcher_.on_batch_end([this] { settle_lines(); });
     gpio_.drive(Line::SIMLOCK, options.sim_lock);
     gpio_.drive(Line::VINT, false);
     for (const auto line : {Line::VCC, Line::PWRON, Line::RESET}) {
-        line_changed({line, gpio_.level(line), false}); // what a former run left
+        line_changed({line, gpio_.level(line), false, true}); // what a former run left
+    }
+    for (const auto& command : options.commands) {
+        const auto answer = run_control_command(*this, command);
+        if (!answer.starts_with("ok")) {
+            throw BenchError("--do '" + command + "': " + answer);
+        }
     }
     power_.evaluate();
 }
@@ -91,6 +83,10 @@ void Bench::run()
 
 void Bench::line_changed(const GpioTree::Change& change)
 {
+    transcript_.note("line", {text_of(change.line), change.level ? "on" : "off",
+                              change.set_up   ? "set-up"
+                              : change.pulsed ? "pulsed"
+                                              : "written"});
     switch (change.line) {
     case Line::VCC:
         power_.set_supply(change.level, change.pulsed);
@@ -113,24 +109,52 @@ void Bench::settle_lines()
     power_.evaluate();
 }
 
+void Bench::module_booting()
+{
+    transcript_.note("module", {"booting"});
+}
+
 void Bench::module_up()
 {
+    transcript_.note("module", {"up"});
     module_.power_up();
     gpio_.drive(Line::VINT, true);
     if (!port_dropped_) {
-        port_.attach();
+        port_there(true);
     }
     log('#', "module up");
 }
 
 void Bench::module_down()
 {
+    transcript_.note("module", {"down"});
     module_.power_down();
     if (!port_stays_) {
         gpio_.drive(Line::VINT, false);
-        port_.detach(); // last: whoever sees the port gone finds V_INT gone too
+        port_there(false); // last: whoever sees the port gone finds V_INT gone too
     }
     log('#', "module down");
+}
+
+void Bench::port_there(bool there)
+{
+    if (there == port_.attached()) {
+        return;
+    }
+    transcript_.note("port", {there ? "there" : "gone"});
+    if (there) {
+        port_.attach();
+    } else {
+        port_.detach();
+    }
+}
+
+std::string Bench::port_state() const
+{
+    if (!port_.attached()) {
+        return "gone";
+    }
+    return port_.in_use() ? "open" : "closed";
 }
 
 void Bench::transmit(std::string_view bytes)
@@ -150,6 +174,15 @@ void Bench::switch_module_off()
     power_.switch_off();
 }
 
+void Bench::crash_module(const Crash& crash)
+{
+    if (crash.returns) {
+        power_.restart(crash.boot);
+    } else {
+        power_.switch_off();
+    }
+}
+
 void Bench::reboot()
 {
     power_.restart();
@@ -163,12 +196,12 @@ void Bench::hang()
 void Bench::drop_port(std::chrono::milliseconds pause)
 {
     port_dropped_ = true;
-    port_.detach();
+    port_there(false);
     loop_.timers().cancel(port_timer_);
     port_timer_ = loop_.timers().after(pause, [this] {
         port_dropped_ = false;
         if (module_.powered()) {
-            port_.attach();
+            port_there(true);
         }
     });
 }

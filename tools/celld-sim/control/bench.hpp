@@ -9,8 +9,10 @@
 #include "control/options.hpp"
 #include "module/module.hpp"
 #include "module/nvm.hpp"
+#include "record/transcript.hpp"
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 namespace bench {
@@ -32,23 +34,31 @@ public:
     void sim_lock(bool level) { gpio_.drive(Line::SIMLOCK, level); }
     void drop_port(std::chrono::milliseconds pause);
     void reboot();
+    void boot_time(std::optional<std::chrono::milliseconds> time) { power_.boot_time(time); }
+    std::chrono::milliseconds usual_boot_time() const { return options_.boot_delay; }
     void hang(); ///< no answers any more, not even to +CPWROFF, until the module restarts
     void send_garbage(std::size_t bytes);
+    void send_raw(std::string_view bytes) { port_.send(bytes); }
     std::string state() const;
 
 private:
+    void module_booting() override;
     void module_up() override;
     void module_down() override;
     void transmit(std::string_view bytes) override;
     void restart_module() override;
     void switch_module_off() override;
+    void crash_module(const Crash& crash) override;
+    std::string port_state() const override;
     void log(char direction, const std::string& text) override;
 
     void line_changed(const GpioTree::Change& change);
     void settle_lines();
+    void port_there(bool there);
 
     Options options_;
     EventLoop loop_;
+    Transcript transcript_;
     FileDescriptor signals_;
     ControlServer control_; ///< first of what touches the tree: it tells whether the tree is another bench's
     FileWatcher watcher_;

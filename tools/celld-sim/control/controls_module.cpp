@@ -2,11 +2,13 @@
 #include "control/control_table.hpp"
 
 #include <array>
+#include <utility>
 
 namespace bench {
 namespace {
 
 constexpr int MAX_SECONDS = 86'400;
+constexpr int MAX_BOOT_MS = 3'600'000;
 constexpr int MAX_GARBAGE = 1'000'000;
 constexpr int DEFAULT_PORT_DROP_S = 3;
 
@@ -56,6 +58,47 @@ std::string control_mute(Bench& bench, Words& words)
     return "";
 }
 
+std::string control_boot(Bench& bench, Words& words)
+{
+    if (words.rest_is("never")) {
+        bench.boot_time({});
+    } else if (words.rest_is("normal")) {
+        bench.boot_time(bench.usual_boot_time());
+    } else {
+        bench.boot_time(std::chrono::milliseconds(words.number(0, MAX_BOOT_MS)));
+    }
+    return "";
+}
+
+std::string control_forget(Bench& bench, Words& words)
+{
+    constexpr std::array SETTINGS{std::pair{"usb-profile", "uusbconf"}, std::pair{"router-mode", "ubmconf"},
+                                  std::pair{"hot-swap", "udconf.50"}, std::pair{"rat", "urat"}};
+    auto& module = bench.module();
+    const auto word = words.next();
+    std::string key = word == "detection-pin" ? Nvm::gpio_key(module.sim_detect_pin()) : "";
+    for (const auto& [name, setting] : SETTINGS) {
+        key = word == name ? setting : key;
+    }
+    if (key.empty() || !module.nvm().values().contains(key)) {
+        throw BenchError("'" + word + "' is no setting of this module");
+    }
+    module.nvm().forget_changes(key, words.on_or_off());
+    return "";
+}
+
+std::string control_echo(Bench& bench, Words& words)
+{
+    bench.module().interpreter().echo(words.on_or_off());
+    return "";
+}
+
+std::string control_endless(Bench& bench, Words& words)
+{
+    bench.send_raw(std::string(static_cast<std::size_t>(words.number(1, MAX_GARBAGE)), 'x'));
+    return "";
+}
+
 std::string control_hang(Bench& bench, Words&)
 {
     bench.hang();
@@ -84,8 +127,13 @@ constexpr std::array ROWS{
     ControlRow{"reboot", control_reboot, "", "the module restarts by itself"},
     ControlRow{"mute", control_mute, "on|off", "take commands without answering; no unsolicited lines"},
     ControlRow{"hang", control_hang, "", "as mute, until the module restarts"},
+    ControlRow{"boot", control_boot, "MS|never|normal", "how long the module boots from now on"},
+    ControlRow{"forget", control_forget, "SETTING on|off",
+               "changes of usb-profile, router-mode, hot-swap, rat or detection-pin are taken and not kept"},
+    ControlRow{"echo", control_echo, "on|off", "the module echoes what it gets, as after ATE1"},
     ControlRow{"urc", control_urc, "TEXT", "send an unsolicited line"},
     ControlRow{"garbage", control_garbage, "N", "send N random bytes"},
+    ControlRow{"endless", control_endless, "N", "send N characters and no line end"},
 };
 
 } // namespace

@@ -8,6 +8,7 @@ namespace bench {
 namespace {
 
 constexpr int MAX_SECONDS = 86'400;
+constexpr int MAX_PERIOD_MS = 3'600'000;
 constexpr int MAX_OHM = 1'000'000;
 
 std::string control_network(Bench& bench, Words& words)
@@ -40,10 +41,42 @@ std::string control_rat(Bench& bench, Words& words)
 
 std::string control_context(Bench& bench, Words& words)
 {
-    if (words.next() != "lost") {
-        throw BenchError("context lost");
+    const auto word = words.next();
+    auto& module = bench.module();
+    if (word == "lost") {
+        module.drop_contexts();
+        return "";
     }
-    bench.module().drop_contexts();
+    const bool refused = word == "refused";
+    if (!refused && word != "silent" && word != "granted") {
+        throw BenchError("context lost|refused|silent|granted");
+    }
+    const std::string activation = module.family() == Family::SARA ? "+UCEDATA=" : "+CGACT=1";
+    module.network().surroundings().contexts_refused = word != "granted";
+    auto& script = module.interpreter().script();
+    script.remove(activation);
+    if (word != "granted") {
+        const auto kind = refused ? Script::Kind::FAIL : Script::Kind::SILENCE;
+        script.put({.kind = kind, .prefix = activation, .text = words.rest()});
+    }
+    return "";
+}
+
+std::string control_flap(Bench& bench, Words& words)
+{
+    auto& flapping = bench.module().flapping();
+    const auto what = words.next();
+    const auto period = [&words] { return std::chrono::milliseconds(words.number(1, MAX_PERIOD_MS)); };
+    if (what == "off") {
+        flapping.stop();
+    } else if (what == "registration") {
+        flapping.registration(period());
+    } else if (what == "rat") {
+        const int other = words.number(0, 7);
+        flapping.technology(period(), other);
+    } else {
+        throw BenchError("flap registration MS, flap rat N MS or flap off");
+    }
     return "";
 }
 
@@ -52,6 +85,10 @@ std::string control_backoff(Bench& bench, Words& words)
     constexpr int HIGHEST_MODE = 6; // 4 to 6 say that attempts are used up and start no timer
     auto& module = bench.module();
     const int mode = words.number(0, HIGHEST_MODE);
+    if (words.empty()) {
+        module.urc("+UUNFM: " + std::to_string(mode));
+        return "";
+    }
     const int seconds = words.number(0, MAX_SECONDS);
     auto& ends = module.session().backoff_ends;
     if (static_cast<std::size_t>(mode) < ends.size()) {
@@ -91,8 +128,12 @@ constexpr std::array ROWS{
                "what the network answers from now on"},
     ControlRow{"eps-only", control_eps_only, "on|off", "subscription without the circuit-switched domain"},
     ControlRow{"rat", control_rat, "N", "access technology as in +CREG: 2 UTRAN, 7 E-UTRAN"},
-    ControlRow{"context", control_context, "lost", "the network takes the data contexts away"},
-    ControlRow{"backoff", control_backoff, "MODE SECONDS", "send +UUNFM; modes 0 to 3 count down in +UNFM?"},
+    ControlRow{"context", control_context, "lost|refused [TEXT]|silent|granted",
+               "the network takes the data contexts away; refuses new ones; leaves them unanswered; no more"},
+    ControlRow{"flap", control_flap, "registration MS|rat N MS|off",
+               "registration or access technology changes to and fro each MS"},
+    ControlRow{"backoff", control_backoff, "MODE [SECONDS]",
+               "send +UUNFM; modes 0 to 3 count down in +UNFM?"},
     ControlRow{"rssi", control_rssi, "N", "signal strength as in +CSQ, 0 to 31"},
     ControlRow{"antenna", control_antenna, "OHM", "what +UANTR measures"},
     ControlRow{"operator", control_operator, "NAME", "name of the operator"},

@@ -58,6 +58,12 @@ void set_send(Options& options, const std::string& text)
     options.command = text;
 }
 
+void set_check(Options& options, const std::string& text)
+{
+    options.mode = Options::Mode::CHECK;
+    options.command = text;
+}
+
 constexpr std::array ARGUMENTS{
     Argument{"--family", "sara|toby", set_family, "the module's family (default sara)"},
     Argument{"--root", "DIR", [](Options& o, const std::string& v) { o.root = v; },
@@ -88,6 +94,11 @@ constexpr std::array ARGUMENTS{
     Argument{"--no-port-loss-on-reset", "",
              [](Options& o, const std::string&) { o.port_loss_on_reset = false; },
              "keep the port while the module restarts by +CFUN=15 or 16"},
+    Argument{"--do", "COMMAND", [](Options& o, const std::string& v) { o.commands.push_back(v); },
+             "run a control command before the module starts; may be given again"},
+    Argument{"--transcript", "FILE", [](Options& o, const std::string& v) { o.transcript = v; },
+             "write what happens, each answer with its command"},
+    Argument{"--check", "FILE", set_check, "name what a transcript shows to be wrong"},
     Argument{"--log", "", [](Options& o, const std::string&) { o.log = true; }, "print the AT dialogue"},
     Argument{"--send", "COMMAND", set_send,
              "send a control command to the bench of --root and print its answer"},
@@ -141,7 +152,8 @@ std::string help_text()
     constexpr std::size_t COLUMN = 28;
     std::string text = "celld-sim: a cellular module and its board on the bench\n\n"
                        "usage: celld-sim --family sara|toby --root DIR [options]\n"
-                       "       celld-sim --root DIR --send COMMAND\n\noptions:\n";
+                       "       celld-sim --root DIR --send COMMAND\n"
+                       "       celld-sim --check FILE\n\noptions:\n";
     for (const auto& argument : ARGUMENTS) {
         std::string left = "  " + std::string(argument.name) + " " + std::string(argument.value);
         left.resize(std::max(COLUMN, left.size() + 1), ' ');

@@ -7,12 +7,13 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace bench {
 
 /// The command line of celld-sim.
 struct Options {
-    enum class Mode { BENCH, SEND, HELP, VERSION };
+    enum class Mode { BENCH, SEND, CHECK, HELP, VERSION };
 
     Mode mode = Mode::BENCH;
     std::filesystem::path root;
@@ -22,7 +23,9 @@ struct Options {
     bool port_loss_on_reset = true; ///< does a restart by AT command take the port away?
     bool sim_lock = true;           ///< level of the SIM-lock line
     bool log = false;
-    std::string command; ///< of --send
+    std::vector<std::string> commands{}; ///< of --do: control commands in force from the start
+    std::filesystem::path transcript{};  ///< empty: none is written
+    std::string command;                 ///< of --send; a file of --check
 };
 
 /// @throws BenchError naming the argument that does not fit

@@ -24,6 +24,7 @@ public:
     Slot slot();
 
     std::string rest();
+    bool rest_is(std::string_view text) const { return text_ == text; }
     bool empty() const { return text_.empty(); }
 
 private:

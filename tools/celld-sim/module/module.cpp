@@ -3,6 +3,7 @@
 #include "module/command_table.hpp"
 #include "module/reports.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace bench {
@@ -34,16 +35,12 @@ Surroundings surroundings_for(Family family)
 
 } // namespace
 
-Module::Module(const ModuleSetup& setup, TimerQueue& timers, Nvm& nvm, ModuleHost& host)
-    : family_(setup.family), timers_(timers), nvm_(nvm), host_(host),
+Module::Module(const ModuleSetup& setup, TimerQueue& timers, Nvm& nvm, Transcript& transcript,
+               ModuleHost& host)
+    : family_(setup.family), timers_(timers), nvm_(nvm), transcript_(transcript), host_(host),
       sims_(timers, setup.sim_delay, internal_card(setup), external_card(setup)),
-      network_(timers, setup.registration_delay, surroundings_for(setup.family)),
-      interpreter_(timers, setup.command_delay,
-                   {.execute = [this](const AtRequest& request) { return execute(request); },
-                    .slowness = [](const AtRequest& request) { return command_slowness(request); },
-                    .cmee = [this] { return session_.cmee; },
-                    .send = [this](std::string_view bytes) { host_.transmit(bytes); },
-                    .log = [this](char direction, const std::string& text) { host_.log(direction, text); }})
+      network_(timers, setup.registration_delay, surroundings_for(setup.family)), flapping_(timers, network_),
+      interpreter_(timers, setup.command_delay, transcript, hooks())
 {
     sims_.on_change([this] { update_radio(); });
     network_.observe({.registration =
@@ -59,6 +56,30 @@ Module::Module(const ModuleSetup& setup, TimerQueue& timers, Nvm& nvm, ModuleHos
                               report_attachment();
                               report_signal();
                           }});
+}
+
+AtInterpreter::Hooks Module::hooks()
+{
+    return {.execute = [this](const AtRequest& request) { return execute(request); },
+            .slowness = [](const AtRequest& request) { return command_slowness(request); },
+            .cmee = [this] { return session_.cmee; },
+            .send = [this](std::string_view bytes) { host_.transmit(bytes); },
+            .log = [this](char direction, const std::string& text) { host_.log(direction, text); },
+            .received = [this](const std::string& line) { record_pin_attempts(line); },
+            .crash = [this](const Crash& crash) { host_.crash_module(crash); },
+            .port = [this] { return host_.port_state(); }};
+}
+
+/// In front of the command that may cost one.
+void Module::record_pin_attempts(const std::string& line)
+{
+    const auto requests = parse_command_line(line);
+    const bool entry = std::any_of(requests.begin(), requests.end(), [](const AtRequest& request) {
+        return request.name == "+CPIN" && request.form == Form::SET;
+    });
+    if (entry && sims_.current().present && sims_.current().lock() == SimCard::Lock::PIN) {
+        transcript_.note("pin", {std::to_string(sims_.current().pin_attempts())});
+    }
 }
 
 void Module::power_up()
@@ -132,7 +153,7 @@ void Module::report_attachment()
     const bool lte = network_.surroundings().act == ACT_EUTRAN;
     if (!attached) {
         drop_contexts();
-    } else if (lte) {
+    } else if (lte && !network_.surroundings().contexts_refused) {
         auto& bearer = session_.contexts[1]; // the initial default bearer comes with the attach
         bearer.active = true;
         bearer.apn = bearer.apn.empty() ? session_.default_apn : bearer.apn;

@@ -4,8 +4,10 @@
 #include "module/family.hpp"
 #include "module/nvm.hpp"
 #include "module/session.hpp"
+#include "radio/flapping.hpp"
 #include "radio/network.hpp"
 #include "radio/sim_slots.hpp"
+#include "record/transcript.hpp"
 
 #include <chrono>
 #include <string>
@@ -20,6 +22,8 @@ public:
     virtual void transmit(std::string_view bytes) = 0;
     virtual void restart_module() = 0;    ///< +CFUN=15 or 16 has run its course
     virtual void switch_module_off() = 0; ///< +CPWROFF has run its course
+    virtual void crash_module(const Crash& crash) = 0;
+    virtual std::string port_state() const = 0; ///< "open", "closed" or "gone"
     virtual void log(char direction, const std::string& text) = 0;
 };
 
@@ -39,7 +43,7 @@ struct ModuleSetup {
 /// All calls come on the event loop's thread.
 class Module {
 public:
-    Module(const ModuleSetup& setup, TimerQueue& timers, Nvm& nvm, ModuleHost& host);
+    Module(const ModuleSetup& setup, TimerQueue& timers, Nvm& nvm, Transcript& transcript, ModuleHost& host);
     ~Module() { timers_.cancel(ending_timer_); }
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
@@ -57,6 +61,7 @@ public:
     Session& session() { return session_; }
     SimSlots& sims() { return sims_; }
     Network& network() { return network_; }
+    Flapping& flapping() { return flapping_; }
     AtInterpreter& interpreter() { return interpreter_; }
     TimerQueue& timers() { return timers_; }
     ModuleHost& host() { return host_; }
@@ -85,7 +90,9 @@ public:
     void insert_card(Slot slot, bool present);
 
 private:
+    AtInterpreter::Hooks hooks();
     AtAnswer execute(const AtRequest& request);
+    void record_pin_attempts(const std::string& line);
     void report_attachment();
     void report_packet_state();
     void end_after(std::chrono::milliseconds pause, void (ModuleHost::*end)());
@@ -93,10 +100,12 @@ private:
     Family family_;
     TimerQueue& timers_;
     Nvm& nvm_;
+    Transcript& transcript_;
     ModuleHost& host_;
     Session session_;
     SimSlots sims_;
     Network network_;
+    Flapping flapping_;
     AtInterpreter interpreter_;
     TimerQueue::Id ending_timer_ = 0; ///< of a switch-off or restart that was answered
     bool powered_ = false;

@@ -47,8 +47,19 @@ int Nvm::number(const std::string& key) const
 
 void Nvm::set(const std::string& key, const std::string& value)
 {
-    values_.at(key) = value;
-    save();
+    if (!forgotten_.contains(key)) {
+        values_.at(key) = value;
+        save();
+    }
+}
+
+void Nvm::forget_changes(const std::string& key, bool on)
+{
+    if (on) {
+        forgotten_.insert(key);
+    } else {
+        forgotten_.erase(key);
+    }
 }
 
 void Nvm::load()

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 
 namespace bench {
@@ -24,6 +25,9 @@ public:
     /// @throws BenchError when the file cannot be written
     void set(const std::string& key, const std::string& value);
 
+    /// Changes of `key` are taken from now on and not kept, as by a module whose memory is worn.
+    void forget_changes(const std::string& key, bool on);
+
     /// All values, to keep what was in force at the start of the module.
     const Values& values() const { return values_; }
 
@@ -37,6 +41,7 @@ private:
 
     std::filesystem::path file_;
     Values values_;
+    std::set<std::string> forgotten_; ///< keys whose changes are not kept
 };
 
 } // namespace bench

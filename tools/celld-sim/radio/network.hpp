@@ -20,7 +20,8 @@ struct Surroundings {
     enum class Answer { HOME, ROAMING, DENIED, SEARCH, LOST };
 
     Answer answer = Answer::HOME;
-    bool eps_only = false; ///< a subscription without the circuit-switched domain
+    bool eps_only = false;         ///< a subscription without the circuit-switched domain
+    bool contexts_refused = false; ///< the attach brings no default bearer
     int act = ACT_UTRAN;
     int rssi = 20; ///< as +CSQ gives it: 0 to 31, dBm = 2 * rssi - 113
     int antenna_ohm = 10;

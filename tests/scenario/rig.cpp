@@ -13,6 +13,7 @@
 namespace {
 
 constexpr auto POLL_PAUSE = std::chrono::milliseconds(50);
+constexpr const char* TRANSCRIPT = "/transcript";
 constexpr std::size_t LOG_END = 20'000;                       // characters of a log that a failure shows
 constexpr const char* BROKER_PROGRAM = "/usr/sbin/mosquitto"; // not in an ordinary user's PATH
 
@@ -61,12 +62,16 @@ Rig::Rig(std::chrono::seconds budget)
 
 void Rig::TearDown()
 {
-    std::vector<std::string> logs{"/broker.log", "/sim.log"};
+    std::vector<std::string> logs{"/broker.log", "/sim.log", TRANSCRIPT};
     for (int run = 1; run <= runs_; ++run) {
         logs.push_back(log_name(run));
         for (const char* report : {"Sanitizer", "runtime error:"}) { // though celld may have lived on
             EXPECT_EQ(occurrences(root_.read(logs.back()), report), 0) << logs.back();
         }
+    }
+    for (const auto& violation : bench::check_transcript(root_.path(TRANSCRIPT))) {
+        const bool known = excused_.count(violation.rule) != 0;
+        EXPECT_TRUE(known) << "transcript, " << violation.text;
     }
     for (const auto& name : HasFailure() ? logs : std::vector<std::string>{}) {
         const auto text = root_.read(name);
@@ -84,7 +89,8 @@ void Rig::plug(const Unit& unit)
                 "hwversion = " +
                     board_ + "\n");
     root_.write("/etc/vexa/system_parameters.conf", "8231 = \"internet\"\n41024 = 5000\n41025 = 15000\n");
-    std::vector<std::string> command{CELLD_SIM_PROGRAM, "--root", root_.path("").string(), "--log"};
+    std::vector<std::string> command{CELLD_SIM_PROGRAM, "--root",       root_.path("").string(),
+                                     "--log",           "--transcript", root_.path(TRANSCRIPT).string()};
     // Quicker than a module, slow enough for every wait to happen.
     for (const char* option :
          {"--boot-delay=500", "--sim-delay=300", "--registration-delay=500", "--command-delay=5"}) {

@@ -57,7 +57,7 @@ Bench::Bench(const Options& options)
     for (const auto& command : options.commands) {
         const auto answer = run_control_command(*this, command);
         if (!answer.starts_with("ok")) {
-            throw BenchError("--do '" + command + "': " + answer);
+            throw BenchError(std::string("--do '").append(command).append("': ").append(answer));
         }
     }
     power_.evaluate();

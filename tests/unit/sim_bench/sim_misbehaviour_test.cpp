@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace bench {
 namespace {
@@ -103,6 +104,50 @@ TEST_F(Misbehaviour, KeepsTheOrderOfACutAnswerAndWhatComesBehindIt)
     module_->urc("+CIEV: 2,3");
     EXPECT_THAT(heard_within(10s),
                 testing::EndsWith("\r\nOK\r\n\r\n+CIEV: 2,3\r\n\r\n+CSQ: 20,99\r\n\r\nOK\r\n"));
+}
+
+TEST_F(Misbehaviour, AnswersAsItIsToldAndGoesOnWithTheLineOnlyAfterAnOk)
+{
+    const std::string next = ";+UDCONF=50,1"; // seen in the settings when the line went on
+    const std::vector<std::tuple<Kind, std::string, std::string, std::string>> cases{
+        {Kind::ANSWER, "+CSQ: 7,7", "\r\n+CSQ: 7,7\r\n\r\nOK\r\n", "1"},
+        {Kind::ANSWER, "+CSQ: 7,7\\n+CSQ: 8,8\\nOK", "\r\n+CSQ: 7,7\r\n+CSQ: 8,8\r\n\r\nOK\r\n", "1"},
+        {Kind::ANSWER, "ABORTED", "\r\nABORTED\r\n", "0"},
+        {Kind::FAIL, "no bench", "\r\n+CME ERROR: no bench\r\n", "0"},
+        {Kind::SILENCE, "", "", "0"},
+    };
+    at("+CMEE=2");
+    for (const auto& [kind, text, heard, stored] : cases) {
+        nvm_->set("udconf.50", "0");
+        script().put({.kind = kind, .prefix = "+CSQ", .text = text});
+        EXPECT_EQ(at("+CSQ" + next), heard);
+        EXPECT_EQ(nvm_->get("udconf.50"), stored) << text;
+    }
+}
+
+TEST_F(Misbehaviour, OwesNothingAfterARestartAndSaysSoInTheTranscript)
+{
+    script().put({.kind = Kind::CUT, .prefix = "+GMM", .pause = 100ms});
+    script().put({.kind = Kind::CRASH, .prefix = "+CSQ", .crash = {.before = true, .boot = {}}});
+    const auto before = recorded(0).size();
+    write("+GMM");
+    pass(500ms);
+    write("+CGSN");
+    restart_module();
+    EXPECT_EQ(heard_within(10s), "");
+    module_->urc("+CREG: 0");
+    write("+CSQ");
+    pass(1s);
+    module_->interpreter().hang();
+    EXPECT_EQ(at(""), "");
+    restart_module();
+    EXPECT_EQ(at(""), "AT\r\r\nOK\r\n");
+    EXPECT_THAT(recorded(before),
+                testing::ElementsAre("command 2 AT+GMM", "command 3 AT+CGSN", "unanswered 2 3000 down AT+GMM",
+                                     "unanswered 3 3500 down AT+CGSN", "report +CREG: 0", "command 4 AT+CSQ",
+                                     "unanswered 4 13500 crashed AT+CSQ", "command 5 AT",
+                                     "unanswered 5 14500 mute AT", "command 6 AT",
+                                     "answer 6 15500 open AT OK"));
 }
 
 TEST_F(Misbehaviour, StrikesTheCommandsThatItIsFor)
@@ -224,6 +269,9 @@ TEST_F(Controls, AreReadOrRefusedInWords)
 
     options.root = root_ / "other";
     options.commands = {"boot soon"};
+    EXPECT_THROW(Bench{options}, BenchError);
+    options.commands.clear();
+    options.transcript = "/nowhere/transcript";
     EXPECT_THROW(Bench{options}, BenchError);
 }
 

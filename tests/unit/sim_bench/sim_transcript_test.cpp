@@ -96,6 +96,7 @@ TEST(TranscriptCheckTest, WantsPowerOffBeforeTheSupplyGoes)
                       "7 answer 3 7 open AT+GMM OK", "9 line VCC off written"}),
                 ElementsAre(Rule::SUPPLY))
         << "the one before counts no more";
+    EXPECT_THAT(then({"3 port open", "9 line VCC off written"}), ElementsAre(Rule::SUPPLY));
     EXPECT_THAT(broken_by({"1 module up", "2 answer 1 2 open AT OK", "9 line VCC off written"}), IsEmpty());
     EXPECT_THAT(broken_by({"1 module booting", "9 line VCC off written"}), IsEmpty());
 }

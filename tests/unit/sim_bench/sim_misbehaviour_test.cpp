@@ -150,6 +150,27 @@ TEST_F(Misbehaviour, OwesNothingAfterARestartAndSaysSoInTheTranscript)
                                      "answer 6 15500 open AT OK"));
 }
 
+TEST_F(Misbehaviour, RestartsThoughTheAnswerIsLostAndTellsThePinAttemptsLeft)
+{
+    script().put({.kind = Kind::LOST, .prefix = "+CFUN=15"});
+    EXPECT_EQ(at("+CFUN=15"), "");
+    EXPECT_THAT(at(""), StartsWith("AT\r")) << "the echo of a module that has started anew";
+    at("E0;+UGPIOC=23,0,1");
+    pass(2s);
+    const auto before = recorded(0).size();
+    at("+CPIN?");
+    at("+CPIN=\"1\"");
+    at("+cpin=\"5193\"");
+    at("+CPIN=\"5193\""); // open already: costs none
+    std::vector<std::string> attempts;
+    for (const auto& line : recorded(before)) {
+        if (line.starts_with("pin")) {
+            attempts.push_back(line);
+        }
+    }
+    EXPECT_THAT(attempts, testing::ElementsAre("pin 3", "pin 2"));
+}
+
 TEST_F(Misbehaviour, StrikesTheCommandsThatItIsFor)
 {
     const std::vector<std::pair<Script::Entry, std::string>> cases{

@@ -14,6 +14,10 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.sim");
 constexpr auto COMMAND_PAUSE = 1s;   // between the commands of a switch
 constexpr auto SELECTION_PAUSE = 3s; // while the module restarts its SIM interface
 constexpr auto CHANGE_PAUSE = 3s;    // before the new card is asked anything
+constexpr const char* NO_SIM_LEFT = ": the SIM-lock input asks for the internal SIM, which hasintsim or "
+                                    "sim.internal.state denies; no SIM is used";
+constexpr int DETECTION_TRIES = 3;
+constexpr auto DETECTION_PAUSE = 1s;
 
 } // namespace
 
@@ -58,12 +62,26 @@ bool SimHandler::is_external_simcard_present() const
     if (!variant_->has_sim_detection_pin()) {
         return true;
     }
+    for (int attempt = 1; attempt <= DETECTION_TRIES; ++attempt) { // one failure is no empty holder
+        if (const auto present = read_detection_pin()) {
+            return *present;
+        }
+        if (attempt < DETECTION_TRIES) {
+            clock_.sleep_for(DETECTION_PAUSE);
+        }
+    }
+    return false;
+}
+
+/// Nothing when the module does not say.
+std::optional<bool> SimHandler::read_detection_pin() const
+{
     AtCommand query("+UGPIOR=" + std::to_string(variant_->sim_detection_gpio()));
     query.expected_prefix = "+UGPIO"; // some firmware answers "+UGPIO:", some "+UGPIOR:"
     const auto answer = port_->execute(query);
     if (!answer.is_ok()) {
         LOG.error("Unable to read SIM DET pin from modem (", to_log_text(answer.unwrapErr()), ")");
-        return false;
+        return std::nullopt;
     }
     // +UGPIOR: <gpio_id>,<gpio_val>
     int value = -1;
@@ -72,7 +90,10 @@ bool SimHandler::is_external_simcard_present() const
                                  ? response.payload("+UGPIOR")
                                  : response.payload("+UGPIO");
     // NOLINTNEXTLINE(cert-err34-c): anything but a clean 1 is "no card"
-    return std::sscanf(line.c_str(), "%*d, %d", &value) == 1 && value == 1;
+    if (std::sscanf(line.c_str(), "%*d, %d", &value) != 1) {
+        return std::nullopt;
+    }
+    return value == 1;
 }
 
 void SimHandler::set_current(defs::SimType type)
@@ -103,11 +124,21 @@ bool SimHandler::sim_selection(defs::SimType type)
     return true;
 }
 
+/// Where the selection restarts the module, a lost answer to its last command is what that looks like.
+bool SimHandler::restarted_instead(const AtError& error) const
+{
+    const bool lost = error.code == AtErrorCode::Timeout || error.code == AtErrorCode::PortClosed;
+    return lost && !error.is_interruption() && variant_->sim_selection_restarts_module();
+}
+
 bool SimHandler::run_selection(defs::SimType type)
 {
-    for (const auto& command : variant_->sim_selection_sequence(type)) {
+    const auto sequence = variant_->sim_selection_sequence(type);
+    for (const auto& command : sequence) {
         const auto answer = port_->execute(command);
-        if (!answer.is_ok()) {
+        if (!answer.is_ok() && &command == &sequence.back() && restarted_instead(answer.unwrapErr())) {
+            LOG.notice("'", command.text_for_log(), "' was not answered: the module restarts");
+        } else if (!answer.is_ok()) {
             LOG.error("Unable to execute: '", command.text_for_log(),
                       "' when attempting to switch sim-card, error: ", to_log_text(answer.unwrapErr()));
             return false;
@@ -128,7 +159,9 @@ defs::SimType SimHandler::replace_disabled(defs::SimType detected)
     std::string text =
         std::string(defs::to_str(detected)) + " is disabled, select '" + defs::to_str(other) + "'";
     if (text != last_disabled_text_) {
-        LOG.info(text);
+        LOG.write(other == defs::SimType::NONE ? ecu::kova::logging::Level::WARNING
+                                               : ecu::kova::logging::Level::INFO,
+                  text, other == defs::SimType::NONE ? NO_SIM_LEFT : "");
         last_disabled_text_ = std::move(text);
     }
     return other;
@@ -187,6 +220,7 @@ void SimHandler::card_removed()
     record.iccid.clear();
     record.imsi.clear();
     sim_ready_ = false;
+    pin_refused_ = false; // the next card may be another
 }
 
 void SimHandler::sim_detection(defs::SimDetection detection)

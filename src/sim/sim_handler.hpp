@@ -9,6 +9,7 @@
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Decides which of the two SIMs the module uses, switches it over, and brings the selected card to READY,
@@ -42,8 +43,8 @@ public:
     bool select_after_power_up(const std::shared_ptr<GpioCtrl>& gpio);
 
     /// Brings the selected SIM to READY; true when it is. Sends nothing when it is already. Never enters a
-    /// PIN when that could lock the card: with one or no attempt left, with an unknown number of attempts, or
-    /// without a PIN.
+    /// PIN when that could lock the card: with one or no attempt left, with an unknown number of attempts,
+    /// without a PIN, or again when the card has refused it as wrong.
     bool unlock_pin();
     bool sim_ready() { return unlock_pin(); }
     void sim_detection(defs::SimDetection detection);
@@ -65,6 +66,7 @@ private:
     defs::SimType choose(const std::shared_ptr<GpioCtrl>& gpio);
     defs::SimType replace_disabled(defs::SimType detected);
     bool switch_to(defs::SimType chosen);
+    bool restarted_instead(const AtError& error) const;
     bool run_selection(defs::SimType type);
     void set_current(defs::SimType type);
 
@@ -72,6 +74,7 @@ private:
     void handle_cpin_failure(const AtError& error);
     bool handle_pin_request();
     PinEntry may_enter_pin();
+    std::optional<bool> read_detection_pin() const;
     void enter_pin();
     void set_locked();
     void log_once(const std::string& text);
@@ -91,6 +94,7 @@ private:
     /// An external selection fell back to the internal SIM for want of a card.
     bool forced_internal_ = false;
     int error_counter_ = 0;
+    bool pin_refused_ = false; // by the card in use, as wrong
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once
     std::string last_lock_text_;     // likewise

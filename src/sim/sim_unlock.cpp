@@ -14,8 +14,9 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.sim");
 
 constexpr const char* PIN_LOCKED_TOPIC = "rt/system/status_ext_sim_card_pin_locked";
 
-constexpr int LAST_PIN_ATTEMPT = 1; // left to a person: the configured PIN may be wrong
-constexpr int IDENTITY_TRIES = 3;   // a card is busy for a moment after its PIN
+constexpr int LAST_PIN_ATTEMPT = 1;                     // left to a person: the configured PIN may be wrong
+constexpr const char* WRONG_PIN = "incorrect password"; // 3GPP TS 27.007, 9.2.1, code 16
+constexpr int IDENTITY_TRIES = 3;                       // a card is busy for a moment after its PIN
 constexpr auto IDENTITY_PAUSE = 1s;
 constexpr std::size_t MIN_ICCID_LENGTH = 18; // ITU-T E.118: 19 or 20 digits, fewer on old cards
 constexpr std::size_t MIN_IMSI_LENGTH = 10;  // ITU-T E.212: 15 digits at most
@@ -112,6 +113,7 @@ void SimHandler::handle_cpin_failure(const AtError& error)
         record.iccid.clear(); // the card they belonged to is gone
         record.imsi.clear();
         forced_internal_ = false;
+        pin_refused_ = false; // the next card may be another
         set_current(defs::SimType::NONE);
     } else {
         LOG.notice("Pin returned: Error/SIM busy. Error counter: ", error_counter_);
@@ -161,6 +163,14 @@ SimHandler::PinEntry SimHandler::may_enter_pin()
     if (pin <= LAST_PIN_ATTEMPT) {
         return PinEntry::LOCKED;
     }
+    if (pin_refused_) {
+        ++error_counter_; // it stays the failure it was, but the attempts are left to a corrected
+                          // configuration
+        log_once("The configured PIN (sim.external.pin) was refused and is not sent again, " +
+                 std::to_string(pin) +
+                 " attempts left: correct it and restart the daemon, or change the card");
+        return PinEntry::FAILED;
+    }
     if (data_->external_sim.pin.empty()) {
         log_once("SIM asks for a PIN, but none is configured (sim.external.pin)");
         return PinEntry::FAILED;
@@ -175,6 +185,7 @@ void SimHandler::enter_pin()
         const AtError& error = answer.unwrapErr();
         ++error_counter_;
         LOG.error("Error entering pin (", static_cast<int>(error.code), "): '", to_log_text(error), "'");
+        pin_refused_ = error.says(WRONG_PIN);
         return;
     }
     LOG.notice(defs::to_str(current_type_), " SIM PIN entering succeeded!");

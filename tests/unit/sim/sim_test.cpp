@@ -192,6 +192,56 @@ TEST_F(Sim, StaysWithAnEmptyHolderWhereThereIsNoInternalSim)
     EXPECT_EQ(data.sim.internal.iccid, "");
 }
 
+TEST_F(Sim, DoesNotSendARefusedPinAgainToThatCard)
+{
+    select(SimType::EXTERNAL);
+    port->fails("+CPIN=\"1234\"", "+CME ERROR: incorrect password");
+    for (int poll = 1; poll <= 3; ++poll) {
+        EXPECT_FALSE(handler.sim_ready());
+        EXPECT_EQ(handler.error_counter(), poll); // each poll is the failure it was
+    }
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
+    EXPECT_EQ(log.count("was refused and is not sent again, 3 attempts left: correct it"), 1U);
+    handler.card_removed();
+    port->answers("+CPIN=\"1234\"", "");
+    EXPECT_TRUE(handler.sim_ready());
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 2U);
+    handler.forget_ready();
+    port->fails("+CPIN=\"1234\"", "+CME ERROR: SIM busy"); // no refusal
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 4U);
+}
+
+TEST_F(Sim, AsksThreeTimesForTheHolderBeforeItCountsAsEmpty)
+{
+    port->fails("+UGPIOR=42", "+CME ERROR: busy");
+    const auto begin = clock.now();
+    EXPECT_FALSE(handler.is_external_simcard_present());
+    EXPECT_EQ(port->count("+UGPIOR=42"), 3U);
+    EXPECT_EQ(clock.now() - begin, std::chrono::seconds(2));
+    port->on("+UGPIOR=42", [this] {
+        if (port->count("+UGPIOR=42") == 5) {
+            port->answers("+UGPIOR=42", "+UGPIOR: 42,1");
+        }
+    });
+    EXPECT_TRUE(handler.is_external_simcard_present());
+    port->answers("+UGPIOR=42", "+UGPIOR: 42,0");
+    port->forget();
+    EXPECT_FALSE(handler.is_external_simcard_present());
+    EXPECT_EQ(port->count("+UGPIOR=42"), 1U); // that was an answer
+}
+
+TEST_F(Sim, SaysOnceThatNoSimIsLeft)
+{
+    data.internal_sim.state = defs::SimState::DISABLE;
+    board->lock = true;
+    EXPECT_FALSE(handler.handle_sim_change(gpio));
+    EXPECT_FALSE(handler.handle_sim_change(gpio));
+    EXPECT_EQ(log.count("which hasintsim or sim.internal.state denies"), 1U);
+    EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, "Internal (esim, embedded sim) is disabled"));
+}
+
 TEST_F(Sim, ReadsAnIdentityBehindAnEcho)
 {
     select(SimType::INTERNAL);

@@ -71,6 +71,8 @@ public:
         std::string imei;
         std::string manu;
         std::string model;
+
+        bool operator==(const ModuleIdentity&) const = default;
     };
 
     struct OperatorData {

@@ -16,6 +16,7 @@ const ecu::kova::logging::Module& LOG_QUERY = ecu::kova::logging::module("celld.
 constexpr auto STATUS_PERIOD = 10s;
 constexpr auto OPERATOR_PERIOD = 20s;
 constexpr auto TIME_PERIOD = 10s;
+constexpr const char* OPERATOR_QUERY = "OperatorData";
 constexpr bool RETAINED = true; // who joins late finds the present state
 
 } // namespace
@@ -55,24 +56,31 @@ StatusHandler::StatusHandler(std::shared_ptr<AtTtyPort> port, ModemData* data,
 void StatusHandler::init()
 {
     queries_.emplace_back(
-        "OperatorData", OPERATOR_PERIOD, [this](AtTtyPort& port) { query_operator(port); }, clock_);
+        OPERATOR_QUERY, OPERATOR_PERIOD, [this](AtTtyPort& port) { query_operator(port); }, clock_);
     queries_.emplace_back(
         "TimeData", TIME_PERIOD, [this](AtTtyPort& port) { query_time(port); }, clock_);
 }
 
 void StatusHandler::update(bool force, bool publish_now)
 {
-    publish_hardware_once();
+    publish_hardware_on_change();
     publish_sim_on_change();
+    registration_told_ = false;
+    const bool network_changed = take_network_change();
     publish_registration_on_change();
     // A module that answers nothing any more is about to be reset: its queries would only time out one by
     // one.
-    if (port_->is_available() && !port_->is_timeout() && !port_->is_write_error()) {
+    if (port_->is_available() && port_->is_running() && !port_->is_timeout() && !port_->is_write_error()) {
         for (auto& query : queries_) {
-            query.exec(*port_, force);
+            query.exec(*port_, force || (network_changed && query.name() == OPERATOR_QUERY));
         }
+    } else if (network_changed) {
+        network_ = {}; // not asked yet
     }
     if (status_due(publish_now)) {
+        if (!registration_told_) {
+            publish_registration();
+        }
         publish();
         last_status_ = clock_.now();
     }
@@ -84,20 +92,39 @@ bool StatusHandler::status_due(bool publish_now) const
            published_state_ != data_->pb_state() || published_reason_ != data_->pb_reset_reason();
 }
 
-void StatusHandler::publish_hardware_once()
+/// What was known of a network belongs to it. True when the module is on another one, or on one again.
+bool StatusHandler::take_network_change()
 {
-    if (data_->module.imei.empty()) {
+    const int status = data_->nw_reg.deciding_status();
+    const NetworkCopy now{registration::is_registered(status), status, data_->location.area_c};
+    if (now == network_) {
+        return false;
+    }
+    if (!now.on_a_network) {
+        data_->operator_data = {};
+        data_->location.mcc = 0;
+        data_->location.mnc = 0;
+    }
+    network_ = now;
+    return now.on_a_network;
+}
+
+/// Again when a later set-up has read more of it.
+void StatusHandler::publish_hardware_on_change()
+{
+    const auto& module = data_->module;
+    if (module.imei.empty()) {
         return;
+    }
+    if (module != published_module_) {
+        imei_published_ = imei_published_ && module.imei == published_module_.imei;
+        utils::publish_protobuf(client_, status_messages::hardware(*data_), "system/modem/hardware",
+                                RETAINED);
+        published_module_ = module;
     }
     // A signal is not kept by the bus: one that it did not take is published again.
     if (!imei_published_) {
-        imei_published_ =
-            utils::publish_rt_data_string(client_, "rt/system/modem_imei", "imei", data_->module.imei);
-    }
-    if (!hardware_published_) {
-        utils::publish_protobuf(client_, status_messages::hardware(*data_), "system/modem/hardware",
-                                RETAINED);
-        hardware_published_ = true;
+        imei_published_ = utils::publish_rt_data_string(client_, "rt/system/modem_imei", "imei", module.imei);
     }
 }
 
@@ -138,12 +165,13 @@ void StatusHandler::publish_registration()
     utils::publish_rt_data_raw(client_, "rt/system/modem_creg",
                                {static_cast<unsigned char>(status_messages::registration_status(*data_))});
     published_registration_ = registration_now();
+    registration_told_ = true;
 }
 
 void StatusHandler::publish()
 {
     LOG.debug("Publish status");
-    publish_registration();
+    publish_registration_on_change();
     utils::publish_protobuf(client_, status_messages::status(*data_), "system/modem/status", RETAINED);
     published_state_ = data_->pb_state();
     published_reason_ = data_->pb_reset_reason();

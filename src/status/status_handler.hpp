@@ -30,6 +30,7 @@ public:
         /// Runs the callback when more than the period has passed since the last run, or when forced. The
         /// first call always runs it.
         void exec(AtTtyPort& port, bool force);
+        const std::string& name() const { return name_; }
 
     private:
         std::string name_;
@@ -44,9 +45,10 @@ public:
                   std::shared_ptr<ecu::kova::com::ITransportClient> client,
                   Clock& clock = SystemClock::instance());
 
-    /// Publishes what changed, runs the queries that are due (all of them with `force`) while the port is
-    /// available, and publishes the status when 10 s have passed since the last one, when the modem's state
-    /// or reset reason is no longer the one published, or with `publish_now`.
+    /// Forgets the operator of a network that was left, publishes what changed, runs the queries that are due
+    /// (all of them with `force`, the operator's also when the network has changed) while the port runs, and
+    /// publishes the status when 10 s have passed since the last one, when the modem's state or reset reason
+    /// is no longer the one published, or with `publish_now`.
     void update(bool force, bool publish_now);
 
     /// The status message, and the dump of the record at INFO.
@@ -67,8 +69,17 @@ private:
         bool operator==(const RegistrationCopy&) const = default;
     };
 
+    /// By what a network that the module has changed to is known.
+    struct NetworkCopy {
+        bool on_a_network = false;
+        int status = -1;
+        std::uint32_t area = 0;
+        bool operator==(const NetworkCopy&) const = default;
+    };
+
     void init();
-    void publish_hardware_once();
+    void publish_hardware_on_change();
+    bool take_network_change();
     void publish_sim_on_change();
     void publish_registration();
     void publish_registration_on_change();
@@ -88,8 +99,10 @@ private:
     ecu::kova::pb::ModemStatus_ModemState published_state_ = ecu::kova::pb::ModemStatus_ModemState_UNKNOWN;
     ecu::kova::pb::ModemStatus_ModemResetReason published_reason_ =
         ecu::kova::pb::ModemStatus_ModemResetReason_NONE;
-    bool hardware_published_ = false;
-    bool imei_published_ = false;
+    ModemData::ModuleIdentity published_module_;
+    bool imei_published_ = true;     // there is none yet
+    bool registration_told_ = false; // in this update
+    NetworkCopy network_;
     bool iccid_published_ = true; // there is none yet
     SimCopy published_sim_;
     std::optional<RegistrationCopy> published_registration_;

@@ -41,7 +41,7 @@ std::optional<std::string> query_operator_text(AtTtyPort& port, int type)
         text.erase(std::min(text.find('"'), text.size()));
     }
     utils::trim(text);
-    return text.empty() ? std::nullopt : std::optional(utils::to_valid_utf8(text));
+    return utils::to_valid_utf8(text);
 }
 
 unsigned number(const std::string& digits)

@@ -1,3 +1,4 @@
+#include "data/registration.hpp"
 #include "publishing_fixture.hpp"
 #include "status/network_time.hpp"
 #include "status/status_handler.hpp"
@@ -12,6 +13,16 @@ constexpr std::int64_t NOON_2024_05_01 = 1'714'564'800 * SECOND_US;
 
 class Status : public PublishingFixture {
 protected:
+    Status() { static_cast<void>(port->start()); }
+
+    void registered(int status, std::uint32_t area)
+    {
+        registration::Update update;
+        update.status = status;
+        update.area = area;
+        data.apply(registration::Domain::CS, update);
+    }
+
     StatusHandler handler{port, &data, client, clock};
 };
 
@@ -75,6 +86,61 @@ TEST_F(Status, EachMessageGoesOutWhenItHasNews)
     EXPECT_EQ(published("system/modem/status"), 3U);
     handler.update(false, true);
     EXPECT_EQ(published("system/modem/status"), 4U);
+}
+
+TEST_F(Status, AsksForTheOperatorOfANewNetworkAtOnceAndForgetsTheOldOne)
+{
+    registered(1, 7);
+    handler.update(false, false);
+    EXPECT_EQ(data.operator_data.name, "Home, sweet");
+    port->forget();
+    handler.update(false, false);
+    EXPECT_EQ(port->count("+UDOPN=2"), 0U);
+    for (const auto& [status, area] : {std::pair(5, 7U), std::pair(5, 8U)}) { // roaming, then another area
+        port->answers("+UDOPN=2", status == 5 && area == 8U ? "+UDOPN: 2,\"\"" : "+UDOPN: 2,\"Away\"");
+        registered(status, area);
+        handler.update(false, false);
+        EXPECT_EQ(data.operator_data.name, area == 8U ? "" : "Away"); // no name is no old name
+    }
+    registered(2, 8);
+    handler.update(false, false);
+    EXPECT_EQ(data.operator_data.id, "");
+    EXPECT_EQ(data.location.mcc, 0U);
+    EXPECT_EQ(port->count("+UDOPN=2"), 2U);
+    registered(1, 8);
+    handler.update(false, false);
+    EXPECT_EQ(data.location.mcc, 262U);
+    EXPECT_EQ(data.location.mnc, 1U);
+}
+
+TEST_F(Status, TellsTheRegistrationOnceAnUpdate)
+{
+    handler.update(false, false);
+    EXPECT_EQ(published("system/modem/registration"), 1U);
+    EXPECT_EQ(published("rt/system/modem_creg"), 1U);
+    handler.update(false, false);
+    handler.publish(); // the state alone
+    EXPECT_EQ(published("rt/system/modem_creg"), 1U);
+    registered(1, 7);
+    handler.update(false, true);
+    EXPECT_EQ(published("rt/system/modem_creg"), 2U);
+    clock.advance(11s);
+    handler.update(false, false); // with the periodic status
+    EXPECT_EQ(published("rt/system/modem_creg"), 3U);
+}
+
+TEST_F(Status, TellsTheHardwareAgainWhenALaterSetUpReadsMore)
+{
+    data.module.imei = "490154203237518";
+    handler.update(false, false);
+    data.module.model = "SARA-U201";
+    handler.update(false, false);
+    handler.update(false, false);
+    EXPECT_EQ(published("system/modem/hardware"), 2U);
+    EXPECT_EQ(published("rt/system/modem_imei"), 1U);
+    data.module.imei = "490154203237519"; // another module
+    handler.update(false, false);
+    EXPECT_EQ(published("rt/system/modem_imei"), 2U);
 }
 
 TEST_F(Status, OperatorNamesMayHoldAnything)

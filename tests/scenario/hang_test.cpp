@@ -9,7 +9,6 @@ protected:
 
 TEST_F(Hang, IsEndedByAResetAndTheConnectionComesBack)
 {
-    excuse(bench::Rule::IN_STEP); // the daemon goes on asking behind a time-out, without a probe
     connect({.settings = "antenna.frequency = 300\n"}); // whose questions would only prolong it
     sim("hang");
     await_reconnection();

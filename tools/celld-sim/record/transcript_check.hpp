@@ -15,9 +15,9 @@ namespace bench {
 enum class Rule {
     FORM,          ///< the lines read, and an answer has a command that was written
     ONE_AT_A_TIME, ///< no command while another is unanswered and its time-out is not over
-    IN_STEP, ///< after a time-out none but the bare "AT" until the module answers one and nothing is owed
-    SUPPLY,  ///< not taken from a running module without "+CPWROFF"
-    LAST_ATTEMPT, ///< no "+CPIN=" when one attempt is left
+    IN_STEP,       ///< after a time-out none but a probe until the module answers one and nothing is owed
+    SUPPLY,        ///< not taken from a running module without "+CPWROFF"
+    LAST_ATTEMPT,  ///< no "+CPIN=" when one attempt is left
 };
 
 struct Violation {

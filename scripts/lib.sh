@@ -90,17 +90,18 @@ RUNNER=()
 # build PRESET [TARGET...]: configures and builds; Ninja shows how far it is. One at a time in one tree: two runs of
 # ./demo would write the same files.
 build() {
-    local preset=$1 lock
+    local preset=$1 lock=''
     shift
-    mkdir -p "build/$preset"
-    exec {lock}>"build/$preset.lock"
+    { mkdir -p "build/$preset" && exec {lock}>"build/$preset.lock"; } 2>/dev/null ||
+        die "Cannot write to $PWD/build: does the tree belong to another user? Copy it, or run this as its owner."
     if ! flock --nonblock "$lock"; then
         say "Waiting for another build of this tree to end"
         flock "$lock"
     fi
-    configure_and_build "$preset" "$@"
+    # Closed for the build itself: a compiler server that it leaves behind would hold the lock for ever.
+    configure_and_build "$preset" "$@" {lock}>&-
     local status=$?
-    exec
+    exec {lock}>&- # or the next build waits for the end of this process, not of this build
     return $status
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ecu/kova/log_tap.hpp>
 #include <ecu/kova/logging.hpp>
 
 #include <algorithm>

@@ -1,33 +1,15 @@
 #pragma once
 
-#include "subscriptions.hpp"
+#include "in_process_broker.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace ecu::kova::com {
-
-/// What the bus knows of one client. Save `subscriptions`, everything is guarded by the bus's mutex.
-struct InProcessMailbox {
-    using Letter = std::pair<std::string, Message>;
-
-    void take_in(const std::string& topic, const Message& message);
-    bool idle() const { return inbox.empty() && !delivering; }
-
-    Subscriptions subscriptions;
-    std::deque<Letter> inbox;
-    std::deque<Letter> kept; // retained messages of an outage, the newest of each topic
-    bool delivering = false;
-    bool stopping = false;
-    std::condition_variable changed;
-};
 
 class InProcessClient final : public ITransportClient {
 public:
@@ -40,9 +22,11 @@ public:
     bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer) override;
     bool flush(std::chrono::milliseconds timeout) override;
     bool is_connected() const override;
+    bool last_will(const std::string& topic, const Message& message) override;
 
 private:
-    std::shared_ptr<InProcessMailbox> mailbox_; // shared with the thread, which may outlive the client
+    InProcessBroker& broker_ = InProcessBroker::instance();
+    InProcessBroker::Mailbox mailbox_; // shared with the thread, which may outlive the client
     std::thread thread_;
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <system_error>
@@ -23,17 +24,14 @@ constexpr std::chrono::seconds LONGEST_DELAY = 30s;
 constexpr auto CONNECT_TIMEOUT = 10s; // for TCP, TLS and the broker's answer together
 constexpr auto STABLE_AFTER = 10s;    // a connection that held this long makes the next delay short again
 constexpr auto END_TIMEOUT = 2s;      // for a name service that does not answer
-constexpr int TIMERS_MS = 1000;       // how often the library's keep-alive is looked after
+constexpr auto SHORT_LIFE = 60s; // twice the longest delay: two clients of one id throw each other off sooner
+constexpr int SUSPICIOUS_LIVES = 2; // so many in a row are no broker that was restarted
+constexpr int TIMERS_MS = 1000;     // how often the library's keep-alive is looked after
 
 logging::Module& logger()
 {
     static auto& own = logging::module("kova.com.mqtt");
     return own;
-}
-
-int publication_qos(const std::string& topic)
-{
-    return topic.rfind("system/", 0) == 0 ? 1 : 0;
 }
 
 std::mutex& library_mutex()
@@ -73,10 +71,11 @@ MqttWorker::~MqttWorker()
 void MqttWorker::run()
 {
     while (!stopping_) {
-        run_session();
-        rest();
+        if (run_session() != End::REPLACED) {
+            rest();
+        }
     }
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     ended_ = true;
     ended_changed_.notify_all();
 }
@@ -89,8 +88,14 @@ void MqttWorker::stop()
 
 bool MqttWorker::wait_until_ended(std::chrono::milliseconds timeout)
 {
-    std::unique_lock lock(mutex_);
-    return ended_changed_.wait_for(lock, timeout, [this] { return ended_; });
+    const auto deadline = steady_clock::now() + timeout;
+    MutexLock lock(mutex_);
+    while (!ended_) {
+        if (!lock.wait_until(ended_changed_, deadline)) {
+            return ended_;
+        }
+    }
+    return true;
 }
 
 bool MqttWorker::publish(const std::string& topic, const Message& message)
@@ -109,8 +114,22 @@ bool MqttWorker::subscribe(const std::string& topic, std::weak_ptr<ISubscription
     }
     subscriptions_.add(topic, std::move(observer));
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         unsent_filters_.insert(topic);
+    }
+    wake();
+    return true;
+}
+
+bool MqttWorker::last_will(const std::string& topic, const Message& message)
+{
+    if (!is_will(topic, message)) {
+        return false;
+    }
+    {
+        const MutexLock lock(mutex_);
+        will_ = Will{topic, message};
+        will_is_new_ = true;
     }
     wake();
     return true;
@@ -126,43 +145,76 @@ void MqttWorker::left(std::uint64_t item_id)
     outbox_.left(item_id);
 }
 
-void MqttWorker::run_session()
+MqttWorker::End MqttWorker::run_session()
 {
-    const auto begin = steady_clock::now();
-    MqttSession session(settings_, *this);
-    const bool stopped = session.open() && serve_until_over(session);
-    const bool was_connected = outbox_.is_connected();
-    outbox_.connection_lost();
-    if (stopped) {
-        session.close();
-        return;
+    if (!settings_.client_id.empty() && !is_client_id(settings_.client_id)) {
+        // The library's object would hold nothing, and end the process at the first touch.
+        report_failure("the client id is no text that MQTT takes");
+        return End::FAILED;
     }
-    if (was_connected && steady_clock::now() - begin >= STABLE_AFTER) {
+    const auto begin = steady_clock::now();
+    MqttSession session(settings_, will_for_a_session(), *this);
+    const End end = session.open() ? serve_until_over(session) : End::FAILED;
+    if (end == End::REPLACED) {
+        outbox_.reconnecting();
+    } else {
+        outbox_.connection_lost();
+    }
+    if (end != End::FAILED) {
+        session.close();
+        return end;
+    }
+    const auto lived = std::chrono::floor<Delay>(steady_clock::now() - begin);
+    if (session.was_connected() && lived >= STABLE_AFTER) {
         delay_ = FIRST_DELAY;
     }
-    report_failure(session.failure());
+    count_short_lives(session, lived);
+    report_failure(reason(session));
+    return end;
 }
 
-/// True when it ended because the client is to stop.
-bool MqttWorker::serve_until_over(MqttSession& session)
+std::optional<Will> MqttWorker::will_for_a_session()
+{
+    const MutexLock lock(mutex_);
+    will_is_new_ = false;
+    return will_;
+}
+
+MqttWorker::End MqttWorker::serve_until_over(MqttSession& session)
 {
     const auto deadline = steady_clock::now() + CONNECT_TIMEOUT;
+    bool told = false;
     // Cleared before looking for work and for the end: what comes later wakes again.
     for (clear_wake(); !stopping_; clear_wake()) {
+        if (is_to_be_replaced(session)) {
+            return End::REPLACED;
+        }
         if (session.is_connected() && !hand_over(session)) {
-            return false;
+            return End::FAILED;
         }
         if (!session.serve(wake_descriptor_, TIMERS_MS)) {
-            return false;
+            return End::FAILED;
         }
-        if (session.is_connected() && !outbox_.is_connected()) {
+        if (session.is_connected() && !told) {
+            told = true;
             session_connected();
         }
         if (!session.is_connected() && steady_clock::now() >= deadline) {
-            return false;
+            return End::FAILED;
         }
     }
-    return true;
+    return End::STOPPED;
+}
+
+/// A will that came behind the connection gets a new one as long as nobody would miss a message: nothing is
+/// subscribed to yet (what is published meanwhile would pass by), nothing waits that only a connection holds.
+bool MqttWorker::is_to_be_replaced(const MqttSession& session)
+{
+    if (session.has_subscribed() || !outbox_.outlives_a_reconnect()) {
+        return false;
+    }
+    const MutexLock lock(mutex_);
+    return will_is_new_;
 }
 
 void MqttWorker::session_connected()
@@ -170,7 +222,7 @@ void MqttWorker::session_connected()
     logger().notice("Connected to ", settings_.host, ":", settings_.port);
     failure_reported_ = false;
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         const auto filters = subscriptions_.filters();
         unsent_filters_.insert(filters.begin(), filters.end());
     }
@@ -181,7 +233,7 @@ bool MqttWorker::hand_over(MqttSession& session)
 {
     std::set<std::string> filters;
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         filters.swap(unsent_filters_);
     }
     for (const auto& filter : filters) { // lost on failure, but then the next session begins with all of them
@@ -197,12 +249,25 @@ bool MqttWorker::hand_over(MqttSession& session)
     return true;
 }
 
+void MqttWorker::count_short_lives(const MqttSession& session, Delay lived)
+{
+    short_lives_ = session.was_hung_up_on() && lived < SHORT_LIFE ? short_lives_ + 1 : 0;
+}
+
+/// MQTT 3.1.1 has no word for it: the broker hangs up on the one client when another of its id comes (3.1.4).
+std::string MqttWorker::reason(const MqttSession& session) const
+{
+    if (short_lives_ >= SUSPICIOUS_LIVES) {
+        return "the broker keeps hanging up: the client id '" + settings_.client_id + "' is in use elsewhere";
+    }
+    return session.failure().empty() ? "the broker does not answer" : session.failure();
+}
+
 /// The first of a row at WARNING: a broker that stays away for a day must not fill the log.
-void MqttWorker::report_failure(const std::string& failure)
+void MqttWorker::report_failure(const std::string& why)
 {
     const auto level = failure_reported_ ? logging::Level::DEBUG : logging::Level::WARNING;
-    logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ",
-                   failure.empty() ? "the broker does not answer" : failure.c_str(),
+    logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ", why,
                    "; trying again for ever, next in ", delay_.count(), " s");
     failure_reported_ = true;
 }
@@ -271,6 +336,11 @@ bool MqttClient::flush(std::chrono::milliseconds timeout)
 bool MqttClient::is_connected() const
 {
     return worker_->outbox().is_connected();
+}
+
+bool MqttClient::last_will(const std::string& topic, const Message& message)
+{
+    return worker_->last_will(topic, message);
 }
 
 } // namespace ecu::kova::com

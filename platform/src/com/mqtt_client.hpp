@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../thread_safety.hpp"
 #include "mqtt_session.hpp"
 #include "outbox.hpp"
 #include "subscriptions.hpp"
@@ -11,7 +12,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -45,6 +46,7 @@ public:
 
     bool publish(const std::string& topic, const Message& message);
     bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer);
+    bool last_will(const std::string& topic, const Message& message);
     Outbox& outbox() { return outbox_; }
 
 private:
@@ -53,11 +55,18 @@ private:
     void received(const std::string& topic, const Message& message) override;
     void left(std::uint64_t item_id) override;
 
-    void run_session();
-    bool serve_until_over(MqttSession& session);
+    /// How a session came to its end.
+    enum class End { STOPPED, REPLACED, FAILED };
+
+    End run_session();
+    End serve_until_over(MqttSession& session);
     void session_connected();
+    bool is_to_be_replaced(const MqttSession& session);
+    std::optional<Will> will_for_a_session();
+    void count_short_lives(const MqttSession& session, Delay lived);
+    std::string reason(const MqttSession& session) const;
     bool hand_over(MqttSession& session);
-    void report_failure(const std::string& failure);
+    void report_failure(const std::string& why);
     void rest();
     void wake();
     void clear_wake();
@@ -69,14 +78,17 @@ private:
     int wake_descriptor_ = -1; // eventfd(2): something to send, or the end
     std::atomic<bool> stopping_{false};
 
-    std::mutex mutex_;
-    std::set<std::string> unsent_filters_; // guarded by mutex_
-    bool ended_ = false;                   // guarded by mutex_
+    Mutex mutex_;
+    std::set<std::string> unsent_filters_ KOVA_GUARDED_BY(mutex_);
+    std::optional<Will> will_ KOVA_GUARDED_BY(mutex_);
+    bool will_is_new_ KOVA_GUARDED_BY(mutex_) = false; // no session has been given it yet
+    bool ended_ KOVA_GUARDED_BY(mutex_) = false;
     std::condition_variable ended_changed_;
 
     // The thread's own.
     Delay delay_;
     bool failure_reported_ = false;
+    int short_lives_ = 0; // connections in a row that the broker ended soon
 };
 
 class MqttClient final : public ITransportClient {
@@ -90,6 +102,7 @@ public:
     bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer) override;
     bool flush(std::chrono::milliseconds timeout) override;
     bool is_connected() const override;
+    bool last_will(const std::string& topic, const Message& message) override;
 
 private:
     std::shared_ptr<MqttWorker> worker_;

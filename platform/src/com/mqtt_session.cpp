@@ -1,7 +1,10 @@
 #include "mqtt_session.hpp"
 
+#include "subscriptions.hpp"
+
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/root.hpp>
+#include <mosquitto.h>
 
 #include <algorithm>
 #include <array>
@@ -9,21 +12,25 @@
 #include <charconv>
 #include <cstddef>
 #include <poll.h>
+#include <sys/socket.h>
 #include <system_error>
+#include <utility>
 
 namespace ecu::kova::com {
 
 namespace {
 
-constexpr int DEFAULT_PORT = 1883; // IANA, mqtt
-constexpr int KEEP_ALIVE_S = 30;   // a broker whose host has vanished is noticed within 45 s
-constexpr int MOST_PACKETS = 100;  // read in one go, so that a flood does not keep the outbox waiting
+constexpr int DEFAULT_PORT = 1883;               // IANA, mqtt
+constexpr std::size_t LONGEST_CLIENT_ID = 65535; // bytes; MQTT 3.1.1, 1.5.3
+constexpr int IDENTIFIER_REJECTED = 2;           // MQTT 3.1.1, 3.2.2.3
+constexpr int KEEP_ALIVE_S = 30;                 // a broker whose host has vanished is noticed within 45 s
+constexpr int MOST_PACKETS = 100; // read in one go, so that a flood does not keep the outbox waiting
 constexpr std::size_t LARGEST_RECEIVED = 1024UL * 1024UL; // bytes; nothing on this bus comes near
 
 /// QoS 1: what is missed would be missed for good; real-time signals come again.
 int subscription_qos(const std::string& filter)
 {
-    return filter.rfind("rt/", 0) == 0 ? 0 : 1;
+    return filter.starts_with("rt/") ? 0 : 1;
 }
 
 std::string text_of(int code, int system_error)
@@ -60,14 +67,21 @@ MqttSettings MqttSettings::from(const config::Configuration& configuration)
     return settings;
 }
 
-MqttSession::MqttSession(const MqttSettings& settings, IMqttSessionOwner& owner)
-    : mosquittopp(or_null(settings.client_id), true), settings_(settings), owner_(owner)
+bool is_client_id(const std::string& text)
+{
+    return !text.empty() && text.size() <= LONGEST_CLIENT_ID &&
+           mosquitto_validate_utf8(text.data(), static_cast<int>(text.size())) == MOSQ_ERR_SUCCESS;
+}
+
+MqttSession::MqttSession(const MqttSettings& settings, std::optional<Will> will, IMqttSessionOwner& owner)
+    : mosquittopp(or_null(settings.client_id), true), settings_(settings), owner_(owner),
+      will_(std::move(will))
 {
 }
 
 bool MqttSession::open()
 {
-    return set_up_security() &&
+    return set_up_security() && set_up_will() &&
            check("connecting", connect_async(settings_.host.c_str(), settings_.port, KEEP_ALIVE_S));
 }
 
@@ -84,9 +98,37 @@ bool MqttSession::set_up_security()
                          or_null(settings_.key_file)));
 }
 
+bool MqttSession::set_up_will()
+{
+    if (!will_) {
+        return true;
+    }
+    const auto& payload = will_->message.payload();
+    return check("setting the last will",
+                 will_set(will_->topic.c_str(), static_cast<int>(payload.size()), payload.data(),
+                          publication_qos(will_->topic), will_->message.retained()));
+}
+
+/// The library does not look at the outcome of connecting where TLS is to follow: it would try its handshake
+/// on a socket that was refused, again and again. False: the connection cannot be made, see `failure`.
+bool MqttSession::has_reached_the_broker(short events)
+{
+    if (reached_ || (events & (POLLOUT | POLLERR | POLLHUP)) == 0) {
+        return true;
+    }
+    int error = 0;
+    socklen_t length = sizeof error;
+    if (getsockopt(socket(), SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+        error = errno;
+    }
+    reached_ = error == 0;
+    errno = error;
+    return check("connecting", reached_ ? MOSQ_ERR_SUCCESS : MOSQ_ERR_ERRNO);
+}
+
 bool MqttSession::serve(int wake_descriptor, int timeout_ms)
 {
-    const short wanted = want_write() ? POLLIN | POLLOUT : POLLIN;
+    const short wanted = want_write() || !reached_ ? POLLIN | POLLOUT : POLLIN;
     std::array<pollfd, 2> descriptors{pollfd{socket(), wanted, 0}, pollfd{wake_descriptor, POLLIN, 0}};
     if (descriptors[0].fd < 0) {
         return check("talking to the broker", MOSQ_ERR_CONN_LOST);
@@ -94,6 +136,9 @@ bool MqttSession::serve(int wake_descriptor, int timeout_ms)
     // Interrupted or timed out: the events are empty, and the library's own timers are served all the same.
     if (poll(descriptors.data(), descriptors.size(), timeout_ms) > 0) {
         const short events = descriptors[0].revents;
+        if (!has_reached_the_broker(events)) {
+            return false;
+        }
         if ((events & (POLLIN | POLLERR | POLLHUP)) != 0 && !check("reading", loop_read(MOST_PACKETS))) {
             return false;
         }
@@ -111,6 +156,7 @@ void MqttSession::close()
 
 bool MqttSession::subscribe_to(const std::string& filter)
 {
+    subscribed_ = true;
     return check("subscribing", subscribe(nullptr, filter.c_str(), subscription_qos(filter)));
 }
 
@@ -138,7 +184,10 @@ void MqttSession::on_subscribe(int /*message_id*/, int count, const int* granted
 void MqttSession::on_connect(int code)
 {
     connected_ = code == 0;
-    if (code != 0) {
+    if (code == IDENTIFIER_REJECTED) {
+        failure_ = "the broker refused: the client id '" + settings_.client_id +
+                   "' is not to its liking, or is in use elsewhere";
+    } else if (code != 0) {
         failure_ = std::string("the broker refused: ") + mosqpp::connack_string(code);
     }
 }
@@ -176,6 +225,7 @@ bool MqttSession::check(const char* what, int code)
     if (code == MOSQ_ERR_SUCCESS || code == MOSQ_ERR_CONN_PENDING) {
         return true;
     }
+    hung_up_on_ = hung_up_on_ || code == MOSQ_ERR_CONN_LOST;
     if (failure_.empty()) {
         failure_ = std::string(what) + " failed: " + text_of(code, system_error);
     }

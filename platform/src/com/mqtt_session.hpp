@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
 
 namespace ecu::kova::com {
@@ -24,6 +25,15 @@ struct MqttSettings {
     static MqttSettings from(const config::Configuration& configuration);
 };
 
+/// What the broker publishes for a client that vanishes.
+struct Will {
+    std::string topic;
+    Message message;
+};
+
+/// Whether the library makes a client of that name.
+bool is_client_id(const std::string& text);
+
 /// What a session tells its owner, from within `serve`.
 class IMqttSessionOwner {
 public:
@@ -36,7 +46,8 @@ public:
 /// nothing the library still holds (an overtaken message it would repeat) crosses over. One thread only.
 class MqttSession final : private mosqpp::mosquittopp {
 public:
-    MqttSession(const MqttSettings& settings, IMqttSessionOwner& owner);
+    /// The client id must be one (see there).
+    MqttSession(const MqttSettings& settings, std::optional<Will> will, IMqttSessionOwner& owner);
 
     /// Starts to connect; never waits for the broker, only for the name service. False: see `failure`.
     bool open();
@@ -46,6 +57,12 @@ public:
     void close();
 
     bool is_connected() const { return connected_; }
+    /// Whether the broker has ever accepted it.
+    bool was_connected() const { return connected_; }
+    /// Whether a subscription has gone out: from then on a new session could miss a message.
+    bool has_subscribed() const { return subscribed_; }
+    /// Whether it was the broker that ended a connection which it had accepted.
+    bool was_hung_up_on() const { return connected_ && hung_up_on_; }
     /// Why the session is over.
     const std::string& failure() const { return failure_; }
 
@@ -64,11 +81,17 @@ private:
     void on_subscribe(int message_id, int count, const int* granted_qos) override;
 
     bool set_up_security();
+    bool set_up_will();
+    bool has_reached_the_broker(short events);
     bool check(const char* what, int code);
 
     const MqttSettings& settings_;
     IMqttSessionOwner& owner_;
+    const std::optional<Will> will_;
+    bool reached_ = false; // TCP's part of the connection is made
     bool connected_ = false;
+    bool subscribed_ = false;
+    bool hung_up_on_ = false;
     std::string failure_;
     std::list<Sent> sent_; // not acknowledged yet; a list, as the library writes into an element
 };

@@ -1,6 +1,6 @@
 #include "outbox.hpp"
 
-#include <iterator>
+#include <algorithm>
 
 namespace ecu::kova::com {
 
@@ -17,7 +17,7 @@ constexpr std::size_t LARGEST_PAYLOAD = 1024UL * 1024UL; // bytes
 
 bool Outbox::put(const std::string& topic, const Message& message, int qos)
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (message.payload().size() > LARGEST_PAYLOAD) {
         return false;
     }
@@ -35,7 +35,7 @@ bool Outbox::put(const std::string& topic, const Message& message, int qos)
 
 void Outbox::connected()
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     connected_ = true;
     for (auto& [id, entry] : entries_) {
         if (entry.stage == Stage::LEFT) {
@@ -46,22 +46,43 @@ void Outbox::connected()
 
 void Outbox::connection_lost()
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     connected_ = false;
-    for (auto entry = entries_.begin(); entry != entries_.end();) {
-        entry = entry->second.stage == Stage::LEFT ? std::next(entry) : wait_again_or_drop(entry);
+    repeat_what_was_under_way();
+    for (auto id = waiting_.begin(); id != waiting_.end();) {
+        const auto waiting = *id++;
+        if (!survives(entries_.at(waiting).item)) {
+            erase(waiting);
+        }
     }
+    if (is_empty()) {
+        emptied_.notify_all();
+    }
+}
+
+void Outbox::reconnecting()
+{
+    const MutexLock lock(mutex_);
+    repeat_what_was_under_way();
+}
+
+bool Outbox::outlives_a_reconnect() const
+{
+    const MutexLock lock(mutex_);
+    return std::all_of(entries_.begin(), entries_.end(), [](const auto& entry) {
+        return entry.second.stage == Stage::LEFT || survives(entry.second.item);
+    });
 }
 
 bool Outbox::is_connected() const
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return connected_;
 }
 
 std::optional<Outbox::Item> Outbox::next()
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!connected_ || waiting_.empty() || under_way_.size() >= MOST_UNDER_WAY) {
         return std::nullopt;
     }
@@ -72,7 +93,7 @@ std::optional<Outbox::Item> Outbox::next()
 
 void Outbox::left(std::uint64_t id)
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = entries_.find(id);
     if (found == entries_.end()) {
         return;
@@ -82,15 +103,21 @@ void Outbox::left(std::uint64_t id)
     } else {
         erase(id);
     }
-    if (waiting_.empty() && under_way_.empty()) {
+    if (is_empty()) {
         emptied_.notify_all();
     }
 }
 
 bool Outbox::wait_until_empty(std::chrono::milliseconds timeout)
 {
-    std::unique_lock lock(mutex_);
-    return emptied_.wait_for(lock, timeout, [this] { return waiting_.empty() && under_way_.empty(); });
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    MutexLock lock(mutex_);
+    while (!is_empty()) {
+        if (!lock.wait_until(emptied_, deadline)) {
+            return is_empty();
+        }
+    }
+    return true;
 }
 
 bool Outbox::make_room_for_retained(const std::string& topic)
@@ -112,17 +139,18 @@ bool Outbox::is_newest(const Item& item) const
     return item.message.retained() && newest != retained_.end() && newest->second == item.id;
 }
 
-Outbox::Entries::iterator Outbox::wait_again_or_drop(Entries::iterator entry)
+/// What must arrive waits again, in the old order; what a newer one has overtaken, or may be lost, is gone.
+void Outbox::repeat_what_was_under_way()
 {
-    const auto& item = entry->second.item;
-    const bool must_arrive = item.message.retained() ? is_newest(item) : item.qos > 0;
-    const auto following = std::next(entry);
-    if (must_arrive) {
-        set_stage(entry->second, Stage::WAITING);
-    } else {
-        erase(item.id);
+    for (auto id = under_way_.begin(); id != under_way_.end();) {
+        auto& entry = entries_.at(*id++);
+        const auto& item = entry.item;
+        if (item.message.retained() ? is_newest(item) : item.qos > 0) {
+            set_stage(entry, Stage::WAITING);
+        } else {
+            erase(item.id);
+        }
     }
-    return following;
 }
 
 void Outbox::set_stage(Entry& entry, Stage stage)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../thread_safety.hpp"
+
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <chrono>
@@ -7,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -36,6 +37,13 @@ public:
     void connection_lost();
     bool is_connected() const;
 
+    /// Whether a new connection in place of this one would lose nothing: no message waits or is under way
+    /// that only a connection holds.
+    bool outlives_a_reconnect() const;
+    /// The connection is about to be replaced at once: as `connection_lost`, but what was accepted is not
+    /// dropped, and more is accepted meanwhile. Ends with `connected` or `connection_lost`.
+    void reconnecting();
+
     /// The oldest message that waits, now under way; none while enough are under way or the bus is away.
     std::optional<Item> next();
     /// The message has left (QoS 1: was acknowledged).
@@ -52,21 +60,23 @@ private:
     };
     using Entries = std::map<std::uint64_t, Entry>;
 
-    // All with mutex_ held.
-    bool make_room_for_retained(const std::string& topic);
-    bool is_newest(const Item& item) const;
-    Entries::iterator wait_again_or_drop(Entries::iterator entry);
-    void set_stage(Entry& entry, Stage stage);
-    void erase(std::uint64_t id);
+    bool make_room_for_retained(const std::string& topic) KOVA_REQUIRES(mutex_);
+    bool is_newest(const Item& item) const KOVA_REQUIRES(mutex_);
+    bool is_empty() const KOVA_REQUIRES(mutex_) { return waiting_.empty() && under_way_.empty(); }
+    static bool survives(const Item& item) { return item.message.retained() || item.qos > 0; }
+    void repeat_what_was_under_way() KOVA_REQUIRES(mutex_);
+    void set_stage(Entry& entry, Stage stage) KOVA_REQUIRES(mutex_);
+    void erase(std::uint64_t id) KOVA_REQUIRES(mutex_);
 
-    mutable std::mutex mutex_;
+    mutable Mutex mutex_;
     std::condition_variable emptied_;
-    bool connected_ = false;                        // everything below: guarded by mutex_
-    Entries entries_;                               // by id, which grows: the order of publishing
-    std::map<std::string, std::uint64_t> retained_; // the newest retained message of each topic
-    std::set<std::uint64_t> waiting_;
-    std::set<std::uint64_t> under_way_;
-    std::uint64_t last_id_ = 0;
+    bool connected_ KOVA_GUARDED_BY(mutex_) = false;
+    Entries entries_ KOVA_GUARDED_BY(mutex_); // by id, which grows: the order of publishing
+    std::map<std::string, std::uint64_t>
+        retained_ KOVA_GUARDED_BY(mutex_); // the newest retained message of each topic
+    std::set<std::uint64_t> waiting_ KOVA_GUARDED_BY(mutex_);
+    std::set<std::uint64_t> under_way_ KOVA_GUARDED_BY(mutex_);
+    std::uint64_t last_id_ KOVA_GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace ecu::kova::com

@@ -4,10 +4,17 @@
 #include <mosquitto.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <utility>
 
 namespace ecu::kova::com {
+
+namespace {
+
+constexpr std::size_t LARGEST_WILL = 65535; // bytes; MQTT 3.1.1, 3.1.3.3: two bytes of length
+
+} // namespace
 
 bool topic_matches(const std::string& filter, const std::string& topic)
 {
@@ -28,16 +35,26 @@ bool is_topic(const std::string& topic)
            mosquitto_pub_topic_check(topic.c_str()) == MOSQ_ERR_SUCCESS;
 }
 
+bool is_will(const std::string& topic, const Message& message)
+{
+    return is_topic(topic) && message.payload().size() <= LARGEST_WILL;
+}
+
+int publication_qos(const std::string& topic)
+{
+    return topic.starts_with("system/") ? 1 : 0;
+}
+
 void Subscriptions::add(const std::string& filter, std::weak_ptr<ISubscriptionObserver> observer)
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     drop_dead();
     subscriptions_.push_back({filter, std::move(observer)});
 }
 
 std::vector<std::string> Subscriptions::filters()
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     drop_dead();
     std::vector<std::string> filters;
     for (const auto& subscription : subscriptions_) {
@@ -50,7 +67,7 @@ std::vector<std::string> Subscriptions::filters()
 
 bool Subscriptions::matches(const std::string& topic)
 {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return std::any_of(subscriptions_.begin(), subscriptions_.end(), [&](const Subscription& subscription) {
         return topic_matches(subscription.filter, topic);
     });
@@ -60,7 +77,7 @@ void Subscriptions::deliver(const std::string& topic, const Message& message)
 {
     std::vector<std::shared_ptr<ISubscriptionObserver>> observers;
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         for (const auto& subscription : subscriptions_) {
             if (topic_matches(subscription.filter, topic)) {
                 observers.push_back(subscription.observer.lock());
@@ -83,10 +100,8 @@ void Subscriptions::deliver(const std::string& topic, const Message& message)
 
 void Subscriptions::drop_dead()
 {
-    subscriptions_.erase(
-        std::remove_if(subscriptions_.begin(), subscriptions_.end(),
-                       [](const Subscription& subscription) { return subscription.observer.expired(); }),
-        subscriptions_.end());
+    std::erase_if(subscriptions_,
+                  [](const Subscription& subscription) { return subscription.observer.expired(); });
 }
 
 } // namespace ecu::kova::com

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "../thread_safety.hpp"
+
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,10 @@ bool topic_matches(const std::string& filter, const std::string& topic);
 /// Whether the filter, or the topic to publish under, is well-formed.
 bool is_filter(const std::string& filter);
 bool is_topic(const std::string& topic);
+/// Whether the broker could take this as a will.
+bool is_will(const std::string& topic, const Message& message);
+/// QoS 1 for "system/", 0 for the rest.
+int publication_qos(const std::string& topic);
 
 /// Who wants which topics. Any thread; observers are called without a lock, so they may publish and
 /// subscribe.
@@ -32,10 +37,10 @@ private:
         std::weak_ptr<ISubscriptionObserver> observer;
     };
 
-    void drop_dead(); // with mutex_ held
+    void drop_dead() KOVA_REQUIRES(mutex_);
 
-    std::mutex mutex_;
-    std::vector<Subscription> subscriptions_; // guarded by mutex_
+    Mutex mutex_;
+    std::vector<Subscription> subscriptions_ KOVA_GUARDED_BY(mutex_);
 };
 
 } // namespace ecu::kova::com

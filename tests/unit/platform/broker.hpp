@@ -79,15 +79,21 @@ public:
         return listener;
     }
 
+    static int port_of(int listener)
+    {
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+        return ntohs(address.sin_port);
+    }
+
 private:
     static int free_port()
     {
         const int listener = listen_on(0);
-        sockaddr_in address{};
-        socklen_t length = sizeof address;
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+        const int port = port_of(listener);
         close(listener);
-        return ntohs(address.sin_port);
+        return port;
     }
 
     void wait_until_listening() const

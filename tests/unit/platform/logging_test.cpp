@@ -1,5 +1,6 @@
 #include "support/log_capture.hpp"
 
+#include <ecu/kova/log_tap.hpp>
 #include <ecu/kova/logging.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

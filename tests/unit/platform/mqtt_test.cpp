@@ -1,8 +1,4 @@
-#include "broker.hpp"
-#include "observer.hpp"
-
-#include <ecu/kova/com/transport_client.hpp>
-#include <gtest/gtest.h>
+#include "mqtt_fixture.hpp"
 
 #include <memory>
 #include <stdexcept>
@@ -29,35 +25,6 @@ void swallow_one_publication(int port)
         received.append(buffer, static_cast<std::size_t>(count));
     }
     close(client);
-}
-
-class Mqtt : public testing::Test {
-protected:
-    std::shared_ptr<ITransportClient> client(const std::string& name)
-    {
-        ecu::kova::config::Configuration configuration;
-        configuration.set("host", "127.0.0.1");
-        configuration.set("port", std::to_string(broker.port()));
-        configuration.set("client_name", name);
-        return create_client(configuration, TransportType::MQTT);
-    }
-
-    /// What a program that joins now is told.
-    std::string seen_late(const std::string& topic)
-    {
-        const auto observer = std::make_shared<RecordingObserver>();
-        const auto late = client("late");
-        late->subscribe(topic, observer);
-        const auto messages = observer->wait_for(1, 10s);
-        return messages.empty() ? "nothing" : messages.front().text;
-    }
-
-    Broker broker;
-};
-
-bool wait_for_connection(const std::shared_ptr<ITransportClient>& client, bool wanted)
-{
-    return eventually([&] { return client->is_connected() == wanted; }, 10s);
 }
 
 } // namespace

@@ -7,7 +7,9 @@
 
 /// Leveled log records for syslog or a standard stream. A record on a stream is one line:
 /// `<UTC time, ISO 8601 with milliseconds, Z> <LEVEL> <module>: <text>`. Control characters other than the
-/// line break are written as \xNN. Every operation may be called from any thread; writing never throws.
+/// line break are written as \xNN. Every operation may be called from any thread; writing never throws, and
+/// waits for a reader that does not read for 100 ms at most: then the record is dropped and counted, and so
+/// are those that follow without any wait, until it reads again and is told the count.
 namespace ecu::kova::logging {
 
 enum class Level { EMERG, ALERT, CRITICAL, ERROR, WARNING, NOTICE, INFO, DEBUG };
@@ -75,11 +77,10 @@ public:
     /// there are places the surplus is counted, and the count is written in their stead. Async-signal-safe.
     void defer(Level level, const char* text) const noexcept;
 
-private:
-    friend Module& module(const std::string&);
-    friend void enable(const std::string&, bool);
-    friend void enable_all();
+    /// Whether INFO and DEBUG pass; see `logging::enable`, which decides it.
+    void enable(bool enabled) { enabled_ = enabled; }
 
+private:
     void emit(Level level, std::string_view text) const;
 
     std::string name_;
@@ -108,10 +109,5 @@ const char* to_str(Level level);
 /// Writes what signal handlers have deferred. Every record written does so first; a process calls it at its
 /// end.
 void write_deferred();
-
-/// Receives what would be written, in place of the sink: (level, module, text). For tests; an empty function
-/// restores the sink. Called with the writer's lock held: it must not log.
-using Tap = void (*)(void* context, Level level, const std::string& module, const std::string& text);
-void set_tap(Tap tap, void* context);
 
 } // namespace ecu::kova::logging

@@ -64,6 +64,14 @@ public:
     virtual bool flush(std::chrono::milliseconds timeout) = 0;
 
     virtual bool is_connected() const = 0;
+
+    /// What the broker is to publish under `topic` when this client vanishes without a farewell (MQTT's will;
+    /// QoS and delivery flag as `publish` has them). At any time: the newest is taken to the broker with the
+    /// next connection. A client that is connected makes a new one for it only when that costs no message: as
+    /// long as it has subscribed to nothing and no message without the delivery flag waits to be sent. False
+    /// for a topic or a payload (65535 bytes) that cannot be a will, and for a client that has none to offer.
+    /// Optional in a platform library.
+    virtual bool last_will(const std::string& /*topic*/, const Message& /*message*/) { return false; }
 };
 
 enum class TransportType {

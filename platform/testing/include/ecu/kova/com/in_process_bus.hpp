@@ -29,6 +29,9 @@ std::optional<Message> last(const std::string& topic);
 /// How many messages of one topic went over the bus since the last `reset`.
 std::size_t count(const std::string& topic);
 
+/// What the bus would publish under this topic if a client that is there now were killed.
+std::optional<Message> last_will(const std::string& topic);
+
 /// Publishes as another program on the bus would.
 void publish(const std::string& topic, const Message& message);
 

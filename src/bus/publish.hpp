@@ -39,6 +39,20 @@ void publish_protobuf(std::shared_ptr<ecu::kova::com::ITransportClient>& client,
     }
 }
 
+/// Frames `message` and leaves it with the broker as what to publish, retained, when this client vanishes
+/// without a farewell. False where the platform library in use knows no last will, or takes none.
+template <class T, class Client>
+bool leave_last_will(Client& client, const T& message, const std::string& topic)
+{
+    if constexpr (requires(ecu::kova::com::Message will) { client.last_will(topic, will); }) {
+        if (auto frame = ecu::kova::com::PbInternalMessageAdapter<T>(1).serialize(message)) {
+            frame->retained(true);
+            return client.last_will(topic, *frame);
+        }
+    }
+    return false;
+}
+
 /// Hands bus messages on to their target unchanged, and to nobody once the target is gone.
 class SubscriptionWrapper : public ecu::kova::com::ISubscriptionObserver {
 public:

@@ -21,7 +21,10 @@ Modem::Rooms::Ground::Ground(Modem& modem, const std::function<bool()>& stop_see
 
 UnitSettings Modem::Rooms::Ground::read(Modem& modem)
 {
-    // Before anything below can fail or wait: radio silence and the backend are heard in any case.
+    // Before anything below can fail or wait: what the last run left on the bus is no longer true, and radio
+    // silence and the backend are heard in any case.
+    status.leave_last_will();
+    status.publish();
     for (const char* topic : {BusInbox::BLACKOUT_TOPIC, BusInbox::BACKEND_TOPIC}) {
         if (!bus->subscribe(topic, subscription)) {
             LOG.error("Unable to subscribe to ", topic);

@@ -17,6 +17,7 @@ constexpr auto STATUS_PERIOD = 10s;
 constexpr auto OPERATOR_PERIOD = 20s;
 constexpr auto TIME_PERIOD = 10s;
 constexpr const char* OPERATOR_QUERY = "OperatorData";
+constexpr const char* STATUS_TOPIC = "system/modem/status";
 constexpr bool RETAINED = true; // who joins late finds the present state
 
 } // namespace
@@ -168,11 +169,20 @@ void StatusHandler::publish_registration()
     registration_told_ = true;
 }
 
+void StatusHandler::leave_last_will()
+{
+    ecu::kova::pb::ModemStatus gone;
+    gone.set_state(ecu::kova::pb::ModemStatus_ModemState_UNKNOWN);
+    if (client_ == nullptr || !utils::leave_last_will(*client_, gone, STATUS_TOPIC)) {
+        LOG.info("No last will is left with the bus");
+    }
+}
+
 void StatusHandler::publish()
 {
     LOG.debug("Publish status");
     publish_registration_on_change();
-    utils::publish_protobuf(client_, status_messages::status(*data_), "system/modem/status", RETAINED);
+    utils::publish_protobuf(client_, status_messages::status(*data_), STATUS_TOPIC, RETAINED);
     published_state_ = data_->pb_state();
     published_reason_ = data_->pb_reset_reason();
     if (LOG_MSG.wants(ecu::kova::logging::Level::INFO)) {

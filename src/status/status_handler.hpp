@@ -54,6 +54,10 @@ public:
     /// The status message, and the dump of the record at INFO.
     void publish();
 
+    /// What the bus shall say of a daemon that is gone without a word: a state that is not known. Once,
+    /// before anything else goes to the bus.
+    void leave_last_will();
+
 private:
     /// What the bus was last told of the SIMs.
     struct SimCopy {

@@ -221,6 +221,7 @@ TEST_P(StopAtStart, KeepsTheModuleOffWhileAVariableIsAwaited)
     int looks = 0;
     begin([&looks] { return ++looks > 1; });
     modem().run(Action::RUN);
+    EXPECT_GE(bus::count("system/modem/status"), 2U); // the first before anything was waited for
     EXPECT_EQ(state(), State::OFF);
     EXPECT_EQ(level(VCC), "0\n");
     EXPECT_TRUE(module.sent().empty());

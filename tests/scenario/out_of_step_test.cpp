@@ -7,9 +7,9 @@ using testing::Not;
 
 /// What comes late, or never, is not taken for the answer to something else. That nothing is asked out of
 /// step is checked with the transcript when a case ends.
-class InStep : public Rig {
+class OutOfStep : public Rig {
 protected:
-    InStep() : Rig(std::chrono::seconds(560)) {}
+    OutOfStep() : Rig(std::chrono::seconds(560)) {}
 
     static Unit toby(const std::vector<std::string>& options)
     {
@@ -35,19 +35,19 @@ protected:
     }
 };
 
-TEST_F(InStep, WithAModuleThatStartsLateAndAnswersEveryProbe)
+TEST_F(OutOfStep, WithAModuleThatStartsLateAndAnswersEveryProbe)
 {
     plug(toby({"--do=once late AT 2500"}));
     initialises_a_toby();
 }
 
-TEST_F(InStep, WithAModuleThatIsLateWithEveryAnswer)
+TEST_F(OutOfStep, WithAModuleThatIsLateWithEveryAnswer)
 {
     plug(toby({"--command-delay=2050"}));
     initialises_a_toby();
 }
 
-TEST_F(InStep, KeepsTheConnectionWhenAnAnswerComesAfterItsTimeout)
+TEST_F(OutOfStep, KeepsTheConnectionWhenAnAnswerComesAfterItsTimeout)
 {
     connect({});
     sim("once late +UREG? 12000");
@@ -60,13 +60,13 @@ TEST_F(InStep, KeepsTheConnectionWhenAnAnswerComesAfterItsTimeout)
     EXPECT_EQ(resets(), 1) << "the first boot's";
 }
 
-TEST_F(InStep, TakesTheSelectionOfTheSimForDoneWhenThePortGoesInPlaceOfItsAnswer)
+TEST_F(OutOfStep, TakesTheSelectionOfTheSimForDoneWhenThePortGoesInPlaceOfItsAnswer)
 {
     connect(toby({"--do=lose +CFUN=15"}));
     EXPECT_EQ(resets(), 1) << "the first boot's";
 }
 
-TEST_F(InStep, TakesTheSelectionOfTheSimForDoneWhenThePortStaysSilent)
+TEST_F(OutOfStep, TakesTheSelectionOfTheSimForDoneWhenThePortStaysSilent)
 {
     connect(toby({"--do=lose +CFUN=15", "--no-port-loss-on-reset"}));
     EXPECT_EQ(resets(), 1) << "the first boot's";

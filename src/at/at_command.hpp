@@ -37,7 +37,7 @@ public:
     /// Appended to `command` when the line is built.
     virtual std::string parameters() const;
 
-    /// The command for records above DEBUG: the PIN of "+CPIN=" and the passwords of "+UAUTHREQ=" and
+    /// The command for records above DEBUG: the PIN of "+CPIN=" and user and password of "+UAUTHREQ=" and
     /// "+UCGDFLT=" are "***".
     std::string text_for_log() const;
 

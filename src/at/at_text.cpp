@@ -13,11 +13,15 @@ constexpr std::string_view MASK = "***";
 struct SecretArgument {
     std::string_view command;
     int quoted_index; // counted from 1
+    bool may_be_bare = false;
 };
 
 constexpr std::array SECRETS{
-    SecretArgument{"+CPIN=", 1}, SecretArgument{"+UAUTHREQ=", 2}, // <cid>,<type>,"<user>","<password>"
-    SecretArgument{"+UCGDFLT=", 4}, // 1,"IP","<apn>",...,<type>,"<user>","<password>"
+    SecretArgument{"+CPIN=", 1, true},
+    SecretArgument{"+UAUTHREQ=", 1}, // <cid>,<type>,"<user>","<password>"
+    SecretArgument{"+UAUTHREQ=", 2},
+    SecretArgument{"+UCGDFLT=", 3}, // 1,"IP","<apn>",...,<type>,"<user>","<password>"
+    SecretArgument{"+UCGDFLT=", 4},
 };
 
 /// Masks the `index`-th quoted text behind `from`; a quote that is never closed hides the rest.
@@ -74,8 +78,7 @@ std::string mask_secrets(std::string_view text)
         while (pos != std::string::npos) {
             const std::size_t arguments = pos + secret.command.size();
             if (arguments < masked.size() &&
-                std::isdigit(static_cast<unsigned char>(masked[arguments])) != 0 &&
-                secret.quoted_index == 1) {
+                std::isdigit(static_cast<unsigned char>(masked[arguments])) != 0 && secret.may_be_bare) {
                 mask_bare_digits(masked, arguments);
             } else {
                 mask_quoted(masked, arguments, secret.quoted_index);

@@ -12,7 +12,7 @@ namespace at {
 /// Passes over an echoed command, or the rest of another answer, in front.
 std::string last_number(std::string_view text, std::size_t shortest);
 
-/// A copy in which the PIN of "+CPIN=" and the passwords of "+UAUTHREQ=" and "+UCGDFLT=" are "***".
+/// A copy in which the PIN of "+CPIN=" and users and passwords of "+UAUTHREQ=" and "+UCGDFLT=" are "***".
 std::string mask_secrets(std::string_view text);
 
 /// Whether a text could end or split the quoted argument of an AT command: control characters and double

@@ -1,18 +1,21 @@
 #include "status/antenna_handler.hpp"
 
 #include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "bus/publish.hpp"
 
 #include <ecu/kova/logging.hpp>
 
-#include <limits>
 #include <system_error>
 
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.antenna");
 
-constexpr int NOT_READ = std::numeric_limits<int>::min();
+// <rssi> of +CSQ (3GPP TS 27.007, 8.5)
+constexpr int MAX_RSSI = 31;
+constexpr int RSSI_NOT_KNOWN = 99;
+constexpr int ANTENNA = 0; // the one that is measured
 
 constexpr const char* RSSI_TOPIC = "rt/system/modem_rssi";
 constexpr const char* OPEN_CIRCUIT_TOPIC = "rt/system/status_cellular_antenna_open_circuit";
@@ -21,6 +24,18 @@ constexpr const char* SHORT_TO_GROUND_TOPIC = "rt/system/status_cellular_antenna
 const char* truth(bool value)
 {
     return value ? "true" : "false";
+}
+
+/// +UANTR: <ant_id>,<impedance>, a line for each antenna of the module
+std::optional<int> impedance_of(const std::string& message)
+{
+    for (const auto& line : at::pieces_of(message, "+UANTR")) {
+        const auto fields = at::split_fields(line);
+        if (fields.size() >= 2 && fields[0].decimal() == ANTENNA) {
+            return fields[1].decimal();
+        }
+    }
+    return std::nullopt;
 }
 
 unsigned char byte_of(bool value)
@@ -92,7 +107,7 @@ void AntennaHandler::run()
         }
         lock.unlock();
         count_period();
-        update();
+        round(true);
         lock.lock();
     }
 }
@@ -114,6 +129,10 @@ bool AntennaHandler::update_rssi()
         LOG.error("Error occurred querying rssi (+CSQ): '", to_log_text(answer.unwrapErr()), "'");
         return false;
     }
+    if (rssi < 0 || (rssi > MAX_RSSI && rssi != RSSI_NOT_KNOWN)) {
+        LOG.notice("Signal strength ", rssi, " (+CSQ) is none, ignored");
+        return false;
+    }
     data_->antenna.rssi(rssi);
     const auto quality = data_->antenna.signal_quality();
     LOG.info("updated rssi: ", rssi, " signal_quality: ", defs::to_str(quality), " (",
@@ -123,15 +142,27 @@ bool AntennaHandler::update_rssi()
 
 void AntennaHandler::update()
 {
+    round(false);
+}
+
+void AntennaHandler::round(bool on_thread)
+{
     LOG.debug("update...");
     update_rssi();
     publish_rssi_on_change();
-    if (!check_due()) {
+    if (!check_due() || (on_thread && stopping())) {
         return;
     }
     if (const auto impedance = measure_impedance()) {
         diagnose(*impedance);
     }
+}
+
+/// Whether the thread that is at work has been asked to end.
+bool AntennaHandler::stopping()
+{
+    const std::lock_guard lock(mutex_);
+    return !running_;
 }
 
 void AntennaHandler::publish_rssi_on_change()
@@ -147,22 +178,22 @@ void AntennaHandler::publish_rssi_on_change()
 
 bool AntennaHandler::check_due() const
 {
-    return data_->antenna.rssi() <= settings_.rssi_threshold || check_requested_ || first_report_;
+    const int rssi = data_->antenna.rssi();
+    const bool weak = rssi <= settings_.rssi_threshold || rssi == RSSI_NOT_KNOWN;
+    return weak || check_requested_ || first_report_;
 }
 
 std::optional<int> AntennaHandler::measure_impedance()
 {
-    // +UANTR: <ant_id>,<impedance>
-    int antenna = -1;
-    int impedance = NOT_READ;
-    const auto answer = port_->execute(AtCommand("+UANTR=0"), "%d,%d", &antenna, &impedance);
-    if (!answer.is_ok() || impedance == NOT_READ) {
+    const auto answer = port_->execute(AtCommand("+UANTR=0"));
+    const auto impedance = answer.is_ok() ? impedance_of(answer.unwrap().complete_message()) : std::nullopt;
+    if (!impedance) {
         LOG.error("Unable to execute antenna dectection +UANTR=0, response: '",
                   answer.is_ok() ? at::mask_secrets(answer.unwrap().value) : to_log_text(answer.unwrapErr()),
                   "'");
         return std::nullopt;
     }
-    LOG.debug("Impedance from celld: ", impedance);
+    LOG.debug("Impedance from celld: ", *impedance);
     return impedance;
 }
 

@@ -18,7 +18,7 @@
 /// is weak, a fault is known or a check is due, measures the impedance and reports open circuit and short to
 /// ground. Logs on "celld.antenna".
 ///
-/// `start` and `stop` from one thread; `stop` waits for a command in flight (10 s at worst, 40 s with the
+/// `start` and `stop` from one thread; `stop` waits for one command in flight (10 s at worst, 40 s with the
 /// port busy). `update` runs on the handler's thread, or on the caller's while that is not running.
 class AntennaHandler {
 public:
@@ -49,10 +49,12 @@ public:
 
 private:
     void run();
+    void round(bool on_thread);
     void count_period();
     bool update_rssi();
     void publish_rssi_on_change();
     bool check_due() const;
+    bool stopping();
     std::optional<int> measure_impedance();
     void diagnose(int impedance);
     void report(bool open_circuit, bool short_to_ground);

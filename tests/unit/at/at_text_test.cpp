@@ -17,10 +17,10 @@ TEST(AtText, MasksEverySecretAndNothingElse)
         {R"(AT+CPIN="1234")", R"(AT+CPIN="***")"},
         {"+CPIN=1234 failed", "+CPIN=*** failed"},
         {R"(+CPIN="12)", R"(+CPIN="***)"},
-        {R"('+UAUTHREQ=1,1,"me","word"' error "x")", R"('+UAUTHREQ=1,1,"me","***"' error "x")"},
-        {R"(+UCGDFLT=1,"IP","apn",0,1,2,"me","word")", R"(+UCGDFLT=1,"IP","apn",0,1,2,"me","***")"},
+        {R"('+UAUTHREQ=1,1,"me","word"' error "x")", R"('+UAUTHREQ=1,1,"***","***"' error "x")"},
+        {R"(+UCGDFLT=1,"IP","apn",0,1,2,"me","word")", R"(+UCGDFLT=1,"IP","apn",0,1,2,"***","***")"},
         {R"(+UAUTHREQ=1,1,"a","b" +UAUTHREQ=1,1,"c","d")",
-         R"(+UAUTHREQ=1,1,"a","***" +UAUTHREQ=1,1,"c","***")"},
+         R"(+UAUTHREQ=1,1,"***","***" +UAUTHREQ=1,1,"***","***")"},
         {"+CPIN?", "+CPIN?"},
         {R"(+CGDCONT=1,"IP","apn")", R"(+CGDCONT=1,"IP","apn")"},
     };

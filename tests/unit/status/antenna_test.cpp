@@ -50,6 +50,24 @@ TEST_F(Antenna, CallsZeroAndBelowTheMinimumAShort)
     EXPECT_EQ(published(OPEN), 1U); // no diagnosis without a measurement
 }
 
+TEST_F(Antenna, TellsTheAntennasApartAndTakesNoGarbageForASignal)
+{
+    port->answers("+UANTR=0", "+UANTR: 1,0+UANTR: 0,50+UANTR: 1,500");
+    handler.update();
+    EXPECT_EQ(log.count("Antenna open circuit: false short to ground: false"), 1U);
+    port->answers("+UANTR=0", "+UANTR: 1,50");
+    port->answers("+CSQ", "+CSQ: 99,99"); // not known is no strong signal: the check is due
+    handler.update();
+    EXPECT_EQ(port->count("+UANTR=0"), 2U);
+    EXPECT_EQ(log.count("Unable to execute antenna dectection +UANTR=0, response: '"), 1U);
+    EXPECT_EQ(data.antenna.rssi(), 99);
+    for (const char* garbage : {"+CSQ: 32,99", "+CSQ: 100,99", "+CSQ: -1,99"}) {
+        port->answers("+CSQ", garbage);
+        handler.update();
+        EXPECT_EQ(data.antenna.rssi(), 99) << garbage;
+    }
+}
+
 TEST_F(Antenna, ReportsAgainWhatTheBusHasNotHeard)
 {
     bus::set_outage(true);

@@ -4,7 +4,7 @@
 # Everything that `cmake --preset release` needs, and the broker.
 BUILD_PACKAGES=(
     g++ cmake ninja-build pkg-config protobuf-compiler libprotobuf-dev libmosquittopp-dev libsystemd-dev
-    libgtest-dev libgmock-dev mosquitto
+    libgtest-dev libgmock-dev mosquitto ca-certificates
 )
 
 if [[ -t 1 && -z ${NO_COLOR:-} ]]; then

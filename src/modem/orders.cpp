@@ -25,8 +25,14 @@ void Orders::overtake() noexcept
 
 void Orders::heed()
 {
-    if (unheeded_.exchange(false)) {
-        port_.resume();
-        wakeup_.reset();
+    if (!unheeded_.exchange(false)) {
+        return;
+    }
+    port_.resume();
+    wakeup_.reset();
+    // A stop may have come since the loop looked for one: what it overtakes stays so, up to the power-off.
+    // Asked behind the resumption, so that none is lost between the two.
+    if (stop_wanted()) {
+        overtake();
     }
 }

@@ -24,7 +24,8 @@ public:
     bool backend_connected(bool connected) { return backend_.exchange(connected) != connected; }
     bool backend_connected() const { return backend_.load(); }
 
-    /// Main thread, before it looks at the above: from here on pauses last and answers are waited for again.
+    /// Main thread, before it looks at the above: from here on pauses last and answers are waited for again,
+    /// unless a stop is wanted.
     void heed();
 
     Wakeup& wakeup() { return wakeup_; }

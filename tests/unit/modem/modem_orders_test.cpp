@@ -131,6 +131,19 @@ TEST_P(Overtaken, RadioSilenceTakesTheSupplyWithinThePowerOffSequenceAndTwoSecon
     }
 }
 
+TEST_P(Overtaken, NothingIsWaitedForOnceAStopIsWanted)
+{
+    hang_there();
+    modem().stop(); // behind the loop's look at it, before the pass
+    const auto begin = clock.now();
+    const auto wanted = modem().pass();
+    modem().rest(wanted);
+    EXPECT_LE(clock.now() - begin, sequence()); // that of a reset, where one is due; else nothing
+    if (row_of(place().state).traits.port_owed) {
+        EXPECT_EQ(clock.now(), begin);
+    }
+}
+
 TEST_P(Overtaken, AModuleThatStopsAnsweringIsResetWithinThreeMinutesOfTheFirstTimeOut)
 {
     hang_there();

@@ -220,7 +220,7 @@ void SimHandler::card_removed()
     record.iccid.clear();
     record.imsi.clear();
     sim_ready_ = false;
-    pin_refused_ = false; // the next card may be another
+    pin_refused() = false; // the next card may be another
 }
 
 void SimHandler::sim_detection(defs::SimDetection detection)

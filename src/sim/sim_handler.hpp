@@ -8,6 +8,7 @@
 
 #include <ecu/kova/com/transport_client.hpp>
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -74,6 +75,7 @@ private:
     void handle_cpin_failure(const AtError& error);
     bool handle_pin_request();
     PinEntry may_enter_pin();
+    bool& pin_refused();
     std::optional<bool> read_detection_pin() const;
     void enter_pin();
     void set_locked();
@@ -94,7 +96,7 @@ private:
     /// An external selection fell back to the internal SIM for want of a card.
     bool forced_internal_ = false;
     int error_counter_ = 0;
-    bool pin_refused_ = false; // by the card in use, as wrong
+    std::array<bool, 2> pin_refused_{}; // as wrong, by the card in each holder; by SIM type
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once
     std::string last_lock_text_;     // likewise

@@ -113,7 +113,7 @@ void SimHandler::handle_cpin_failure(const AtError& error)
         record.iccid.clear(); // the card they belonged to is gone
         record.imsi.clear();
         forced_internal_ = false;
-        pin_refused_ = false; // the next card may be another
+        pin_refused() = false; // the next card may be another
         set_current(defs::SimType::NONE);
     } else {
         LOG.notice("Pin returned: Error/SIM busy. Error counter: ", error_counter_);
@@ -135,6 +135,12 @@ bool SimHandler::handle_pin_request()
         break;
     }
     return false;
+}
+
+/// Of the card in use; there is one.
+bool& SimHandler::pin_refused()
+{
+    return pin_refused_[current_type_ == defs::SimType::EXTERNAL ? 1 : 0];
 }
 
 SimHandler::PinEntry SimHandler::may_enter_pin()
@@ -163,7 +169,7 @@ SimHandler::PinEntry SimHandler::may_enter_pin()
     if (pin <= LAST_PIN_ATTEMPT) {
         return PinEntry::LOCKED;
     }
-    if (pin_refused_) {
+    if (pin_refused()) {
         ++error_counter_; // it stays the failure it was, but the attempts are left to a corrected
                           // configuration
         log_once("The configured PIN (sim.external.pin) was refused and is not sent again, " +
@@ -185,7 +191,7 @@ void SimHandler::enter_pin()
         const AtError& error = answer.unwrapErr();
         ++error_counter_;
         LOG.error("Error entering pin (", static_cast<int>(error.code), "): '", to_log_text(error), "'");
-        pin_refused_ = error.says(WRONG_PIN);
+        pin_refused() = error.says(WRONG_PIN);
         return;
     }
     LOG.notice(defs::to_str(current_type_), " SIM PIN entering succeeded!");

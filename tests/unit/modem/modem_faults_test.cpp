@@ -126,14 +126,6 @@ TEST_F(TobyFaults, WithoutASimItIsResetAndReportedInsteadOfGoingRound)
     EXPECT_EQ(bus::count("rt/system/status_modem_module_error"), 1U);
 }
 
-TEST_F(Faults, AModuleThatForgetsItsSettingsIsTakenAsItIs)
-{
-    module.answers("+URAT?", "+URAT: 1"); // and never anything else
-    run_until(State::CONNECTED);
-    EXPECT_EQ(log.count("Reset counter"), 3U);
-    EXPECT_EQ(log.count("The module does not keep its settings"), 1U);
-}
-
 TEST_F(Faults, GarbageReportsChangeNothing)
 {
     run_until(State::CONNECTED);

@@ -252,14 +252,6 @@ TEST_F(SaraStart, StaysOffWhileTheUnitSaysSoAndStartsWhenItNoLongerDoes)
     run_until(State::CONNECTED);
 }
 
-TEST_F(SaraStart, KeepsTheInternalSimWhereTheBoardDeniesBoth)
-{
-    root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = SARA\nhasintsim = false\n"
-                                               "hasextsim = false\ndivantenna = NONE\nhwversion = qbx\n");
-    run_until(State::CONNECTED);
-    EXPECT_EQ(log.count("fallback to Internal enable!"), 1U);
-}
-
 TEST_F(SaraStart, GivesASlowCardThreeLooksAndGoesOnWithoutAReset)
 {
     module.fails("+CPIN?", "+CME ERROR: SIM busy");

@@ -202,15 +202,21 @@ TEST_F(Sim, DoesNotSendARefusedPinAgainToThatCard)
     }
     EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
     EXPECT_EQ(log.count("was refused and is not sent again, 3 attempts left: correct it"), 1U);
+    select(SimType::INTERNAL); // another card, and a fresh record of what is sent
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
+    select(SimType::EXTERNAL);
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 0U);
     handler.card_removed();
     port->answers("+CPIN=\"1234\"", "");
     EXPECT_TRUE(handler.sim_ready());
-    EXPECT_EQ(port->count("+CPIN=\"1234\""), 2U);
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
     handler.forget_ready();
     port->fails("+CPIN=\"1234\"", "+CME ERROR: SIM busy"); // no refusal
     EXPECT_FALSE(handler.sim_ready());
     EXPECT_FALSE(handler.sim_ready());
-    EXPECT_EQ(port->count("+CPIN=\"1234\""), 4U);
+    EXPECT_EQ(port->count("+CPIN=\"1234\""), 3U);
 }
 
 TEST_F(Sim, AsksThreeTimesForTheHolderBeforeItCountsAsEmpty)

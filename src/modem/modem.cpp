@@ -9,8 +9,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-namespace pb = ecu::kova::pb;
-
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
 constexpr auto FLUSH_TIMEOUT = 2s; // for the last state to reach the broker

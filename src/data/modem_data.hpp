@@ -3,6 +3,7 @@
 #include "data/backoff.hpp"
 #include "data/defs.hpp"
 #include "data/registration.hpp"
+#include "data/sim_access.hpp"
 
 #include <ecu/pb/modem.pb.h>
 
@@ -56,15 +57,6 @@ public:
         /// The record of that SIM; the internal one for NONE.
         Sim& of(defs::SimType type);
         const Sim& of(defs::SimType type) const;
-    };
-
-    /// What the configuration says of one SIM.
-    struct SimSettings {
-        defs::SimState state = defs::SimState::AUTO;
-        std::string apn;
-        std::string user;
-        std::string password;
-        std::string pin; ///< external only
     };
 
     struct ModuleIdentity {
@@ -127,8 +119,8 @@ public:
 
     NwRegStatus nw_reg;
     SimCards sim;
-    SimSettings internal_sim;
-    SimSettings external_sim;
+    SimAccess internal_sim; ///< handed in once, before the module is spoken to
+    SimAccess external_sim; ///< likewise
     ModuleIdentity module;
     OperatorData operator_data;
     LocationData location;

@@ -28,7 +28,7 @@ Pass CardPhase::step(ModemState now)
 
 Pass CardPhase::wait_for_sim()
 {
-    if (!sim_.sim_ready()) {
+    if (!sim_.unlock_pin()) {
         LOG.info("Waiting for SIM to be ready.");
         return {false, PASS_PAUSE};
     }

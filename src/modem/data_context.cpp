@@ -20,7 +20,7 @@ Result DataContext::set_up()
 {
     static_cast<void>(search_.stop()); // a module that is not searching may refuse
     const bool external = data_.sim.active == defs::SimType::EXTERNAL;
-    const auto& access = external ? data_.external_sim : data_.internal_sim;
+    const auto& access = (external ? data_.external_sim : data_.internal_sim).held_;
     return run_sequence(*port_, variant_->context_setup_sequence(access.apn, access.user, access.password));
 }
 

@@ -76,8 +76,8 @@ Modem::Rooms::Rooms(Modem& modem, const std::function<bool()>& stop_seen)
     if (ground.settings.sim_lock_active_high) {
         sim.lock_active_on(SimHandler::ActiveValue::HIGH);
     }
-    modem.data_.internal_sim = ground.settings.internal_sim;
-    modem.data_.external_sim = ground.settings.external_sim;
+    modem.data_.internal_sim = SimAccess(ground.settings.internal_sim);
+    modem.data_.external_sim = SimAccess(ground.settings.external_sim);
     machine.attach(PhaseId::IDLE, idle);
     machine.attach(PhaseId::BOOT, boot);
     machine.attach(PhaseId::SET_UP, set_up);

@@ -41,7 +41,7 @@ Pass SetUpPhase::step_initialized()
     if (!sim_switch_.select_after_power_up()) {
         return {};
     }
-    poll_sim_ready();
+    unlock_sim();
     const auto configured = setup_.configure();
     if (!configured.is_ok() && !configured.unwrapErr().is_interruption()) {
         const AtError& error = configured.unwrapErr();
@@ -53,9 +53,9 @@ Pass SetUpPhase::step_initialized()
 }
 
 /// Goes on either way: a card that needs longer is waited for in WAITING_FOR_SIM.
-void SetUpPhase::poll_sim_ready()
+void SetUpPhase::unlock_sim()
 {
-    for (int poll = 1; poll <= SIM_READY_POLLS && !sim_.sim_ready(); ++poll) {
+    for (int poll = 1; poll <= SIM_READY_POLLS && !sim_.unlock_pin(); ++poll) {
         if (poll < SIM_READY_POLLS) {
             pauses_.sleep_for(SIM_READY_PAUSE);
         }

@@ -20,7 +20,7 @@ public:
 
 private:
     Pass step_initialized();
-    void poll_sim_ready();
+    void unlock_sim();
 
     ModuleSetup& setup_;
     SimSwitch& sim_switch_;

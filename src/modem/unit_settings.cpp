@@ -11,8 +11,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-using SimSettings = ModemData::SimSettings;
-
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
 constexpr auto PROPERTY_TIMEOUT = 5'000ms; // a board that does not say has what the configuration says
@@ -75,12 +73,13 @@ defs::SimState sim_state(const ecu::kova::config::Configuration& configuration, 
 }
 
 /// What the configuration says of the SIM whose keys begin with `prefix`.
-SimSettings configured_sim(const ecu::kova::config::Configuration& configuration, const std::string& prefix)
+SimConfiguration configured_sim(const ecu::kova::config::Configuration& configuration,
+                                const std::string& prefix)
 {
     const auto text = [&](const char* name) {
         return safe_argument(configuration.get(prefix + name), prefix + name);
     };
-    SimSettings sim;
+    SimConfiguration sim;
     sim.apn = text("apn");
     sim.user = text("user");
     sim.password = text("password");
@@ -99,7 +98,7 @@ void keep_one_sim_usable(UnitSettings& unit)
     }
 }
 
-void fill_from_parameters(const UnitSources& sources, const AccessParameters& ids, SimSettings& sim)
+void fill_from_parameters(const UnitSources& sources, const AccessParameters& ids, SimConfiguration& sim)
 {
     const auto fill = [&sources](std::string& text, std::uint32_t id) {
         const auto entry = text.empty() ? sources.parameter(id) : std::nullopt;
@@ -135,7 +134,7 @@ void read_access_parameters(const UnitSources& sources, UnitSettings& unit)
     fill_from_parameters(sources, INTERNAL_ACCESS, unit.internal_sim);
     fill_from_parameters(sources, EXTERNAL_ACCESS, unit.external_sim);
     // Secrets: at DEBUG only.
-    const auto tell = [](const char* which, const SimSettings& sim) {
+    const auto tell = [](const char* which, const SimConfiguration& sim) {
         LOG.debug("Use ", which, ".APN: '", sim.apn, "' ", which, ".user: '", sim.user, "' ", which,
                   ".password: '", sim.password, "'");
     };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "data/modem_data.hpp"
+#include "data/sim_access.hpp"
 #include "modem/modem_limits.hpp"
 #include "status/antenna_handler.hpp"
 #include "status/antenna_limits.hpp"
@@ -30,8 +30,8 @@ struct UnitSources {
 
 /// All that configuration, system parameters and ECU variables say, as one value.
 struct UnitSettings {
-    ModemData::SimSettings internal_sim;
-    ModemData::SimSettings external_sim;
+    SimConfiguration internal_sim;
+    SimConfiguration external_sim;
     bool router_mode = false;
     ModemLimits limits;
     std::string hardware_variant;

@@ -37,9 +37,9 @@ bool SimHandler::is_disabled(defs::SimType type) const
 {
     switch (type) {
     case defs::SimType::INTERNAL:
-        return data_->internal_sim.state == defs::SimState::DISABLE;
+        return data_->internal_sim.state() == defs::SimState::DISABLE;
     case defs::SimType::EXTERNAL:
-        return data_->external_sim.state == defs::SimState::DISABLE;
+        return data_->external_sim.state() == defs::SimState::DISABLE;
     case defs::SimType::NONE:
         break;
     }

@@ -47,6 +47,7 @@ public:
     /// PIN when that could lock the card: with one or no attempt left, with an unknown number of attempts,
     /// without a PIN, or again when the card has refused it as wrong.
     bool unlock_pin();
+    /// The same.
     bool sim_ready() { return unlock_pin(); }
     void sim_detection(defs::SimDetection detection);
 
@@ -74,7 +75,7 @@ private:
     bool query_and_unlock();
     void handle_cpin_failure(const AtError& error);
     bool handle_pin_request();
-    PinEntry may_enter_pin();
+    PinEntry ask_pin_attempts();
     bool& pin_refused();
     std::optional<bool> read_detection_pin() const;
     void enter_pin();

@@ -124,7 +124,7 @@ void SimHandler::handle_cpin_failure(const AtError& error)
 bool SimHandler::handle_pin_request()
 {
     LOG.info("Pin not ready, try unlocking.");
-    switch (may_enter_pin()) {
+    switch (ask_pin_attempts()) {
     case PinEntry::ALLOWED:
         enter_pin();
         return false;
@@ -143,7 +143,7 @@ bool& SimHandler::pin_refused()
     return pin_refused_[current_type_ == defs::SimType::EXTERNAL ? 1 : 0];
 }
 
-SimHandler::PinEntry SimHandler::may_enter_pin()
+SimHandler::PinEntry SimHandler::ask_pin_attempts()
 {
     const auto answer = port_->execute(AtCommand("+UPINCNT"));
     if (!answer.is_ok()) {
@@ -177,7 +177,7 @@ SimHandler::PinEntry SimHandler::may_enter_pin()
                  " attempts left: correct it and restart the daemon, or change the card");
         return PinEntry::FAILED;
     }
-    if (data_->external_sim.pin.empty()) {
+    if (data_->external_sim.held_.pin.empty()) {
         log_once("SIM asks for a PIN, but none is configured (sim.external.pin)");
         return PinEntry::FAILED;
     }
@@ -186,7 +186,7 @@ SimHandler::PinEntry SimHandler::may_enter_pin()
 
 void SimHandler::enter_pin()
 {
-    const auto answer = port_->execute(AtCommand("+CPIN=\"" + data_->external_sim.pin + "\""));
+    const auto answer = port_->execute(AtCommand("+CPIN=\"" + data_->external_sim.held_.pin + "\""));
     if (!answer.is_ok()) {
         const AtError& error = answer.unwrapErr();
         ++error_counter_;

@@ -82,7 +82,7 @@ protected:
     /// One line that holds everything.
     static std::string all_of(const UnitSettings& unit)
     {
-        const auto sim = [](const ModemData::SimSettings& s) {
+        const auto sim = [](const SimConfiguration& s) {
             return std::string(defs::to_str(s.state)) + ' ' + s.apn + ' ' + s.user + ' ' + s.password + ' ' +
                    s.pin + "; ";
         };

@@ -30,6 +30,14 @@ private:
     Pins pins_;
 };
 
+SimAccess access(defs::SimState state, const std::string& pin = {})
+{
+    SimConfiguration configuration;
+    configuration.state = state;
+    configuration.pin = pin;
+    return SimAccess(std::move(configuration));
+}
+
 class Sim : public ::testing::Test {
 protected:
     Sim()
@@ -38,7 +46,7 @@ protected:
         static_cast<void>(port->start());
         handler.variant(std::make_shared<SaraModem>(clock));
         handler.bus(ecu::kova::com::create_client({}, ecu::kova::com::TransportType::IN_PROCESS));
-        data.external_sim.pin = "1234";
+        data.external_sim = access(defs::SimState::AUTO, "1234");
         port->answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
         port->answers("+CPIN=\"1234\"", "");
         port->answers("+CPIN?", "+CPIN: SIM PIN");
@@ -103,7 +111,7 @@ TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
         EXPECT_EQ(handler.error_counter(), c.errors) << c.attempts;
     }
     port->answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
-    data.external_sim.pin.clear();
+    data.external_sim = {};
     EXPECT_FALSE(handler.sim_ready());
     for (const char* state : {"+CPIN: SIM PIN2", "+CPIN: PH-SIM PIN", "+CPIN: SIM PUK"}) {
         port->answers("+CPIN?", state);
@@ -167,7 +175,7 @@ TEST_F(Sim, FollowsTheInputThroughFallBackAndDisabledCards)
     EXPECT_TRUE(handler.handle_sim_change(gpio));
     EXPECT_EQ(handler.current_type(), SimType::EXTERNAL);
 
-    data.external_sim.state = defs::SimState::DISABLE;
+    data.external_sim = access(defs::SimState::DISABLE);
     port->forget();
     EXPECT_TRUE(handler.handle_sim_change(gpio));
     EXPECT_FALSE(handler.handle_sim_change(gpio));
@@ -180,7 +188,7 @@ TEST_F(Sim, FollowsTheInputThroughFallBackAndDisabledCards)
 
 TEST_F(Sim, StaysWithAnEmptyHolderWhereThereIsNoInternalSim)
 {
-    data.internal_sim.state = defs::SimState::DISABLE;
+    data.internal_sim = access(defs::SimState::DISABLE);
     port->answers("+UGPIOR=42", "+UGPIOR: 42,0");
     board->lock = false;
     EXPECT_TRUE(handler.handle_sim_change(gpio));
@@ -240,7 +248,7 @@ TEST_F(Sim, AsksThreeTimesForTheHolderBeforeItCountsAsEmpty)
 
 TEST_F(Sim, SaysOnceThatNoSimIsLeft)
 {
-    data.internal_sim.state = defs::SimState::DISABLE;
+    data.internal_sim = access(defs::SimState::DISABLE);
     board->lock = true;
     EXPECT_FALSE(handler.handle_sim_change(gpio));
     EXPECT_FALSE(handler.handle_sim_change(gpio));

@@ -51,7 +51,8 @@ void Outbox::connection_lost()
     repeat_what_was_under_way();
     for (auto id = waiting_.begin(); id != waiting_.end();) {
         const auto waiting = *id++;
-        if (!survives(entries_.at(waiting).item)) {
+        const auto& item = entries_.at(waiting).item;
+        if (item.message.retained() ? !is_newest(item) : item.qos == 0) {
             erase(waiting);
         }
     }
@@ -127,7 +128,13 @@ bool Outbox::make_room_for_retained(const std::string& topic)
         return retained_.size() < MOST_RETAINED_TOPICS;
     }
     const auto overtaken = entries_.find(newest->second);
-    if (overtaken != entries_.end() && overtaken->second.stage != Stage::UNDER_WAY) {
+    if (overtaken == entries_.end() || overtaken->second.stage == Stage::UNDER_WAY) {
+        return true;
+    }
+    // Who listens wants to see each state that there was, while there is somebody to hand it to.
+    const bool goes_out_first =
+        overtaken->second.stage == Stage::WAITING && connected_ && waiting_.size() < MOST_UNSENT;
+    if (!goes_out_first) {
         erase(overtaken->first);
     }
     return true;

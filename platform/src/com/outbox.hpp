@@ -17,8 +17,9 @@ namespace ecu::kova::com {
 
 /// What waits to be sent, and what was sent but is not acknowledged yet. Of each topic it keeps the newest
 /// retained message for good and offers it again after every reconnect: a broker that was killed or has no
-/// persistence has forgotten it, and a late subscriber must see the present state all the same. A retained
-/// message that a newer one has overtaken is not sent any more. Any thread.
+/// persistence has forgotten it, and a late subscriber must see the present state all the same. What newer
+/// retained messages have overtaken is sent before them while the bus is there, and not any more once it was
+/// away. Any thread.
 class Outbox {
 public:
     struct Item {

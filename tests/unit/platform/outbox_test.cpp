@@ -64,6 +64,16 @@ TEST_F(OutboxTest, KeepsOnlyTheNewestStateWhileTheBusIsAway)
     EXPECT_TRUE(put("signal"));
     EXPECT_THAT(offered(), ElementsAre("other", "second", "signal")) << "in the order of publishing";
     EXPECT_THAT(offered(), IsEmpty());
+    all_left();
+
+    EXPECT_TRUE(retain("third") && retain("fourth"));
+    EXPECT_THAT(offered(), ElementsAre("third", "fourth"))
+        << "each state that there was, while there is a bus";
+    all_left();
+    EXPECT_TRUE(retain("fifth") && retain("sixth"));
+    outbox.connection_lost();
+    outbox.connected();
+    EXPECT_THAT(offered(), ElementsAre("other", "sixth"));
 }
 
 TEST_F(OutboxTest, ALostConnectionRepeatsWhatMustArriveAndEveryStateAndNothingElse)

@@ -7,6 +7,7 @@
 #include <ecu/kova/logging.hpp>
 
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -150,6 +151,9 @@ void AntennaHandler::round(bool on_thread)
     LOG.debug("update...");
     update_rssi();
     publish_rssi_on_change();
+    if (report_owed_) {
+        send_diagnosis();
+    }
     if (!check_due() || (on_thread && stopping())) {
         return;
     }
@@ -204,17 +208,25 @@ void AntennaHandler::diagnose(int impedance)
     LOG.info("Antenna open circuit: ", truth(open_circuit), " short to ground: ", truth(short_to_ground));
     check_requested_ = open_circuit || short_to_ground; // a fault is measured again until it clears
     if (open_circuit != open_circuit_ || short_to_ground != short_to_ground_ || first_report_) {
-        report(open_circuit, short_to_ground);
+        LOG.notice("Send antenna status...");
+        open_circuit_ = open_circuit;
+        short_to_ground_ = short_to_ground;
+        first_report_ = false;
+        send_diagnosis();
     }
 }
 
-void AntennaHandler::report(bool open_circuit, bool short_to_ground)
+/// What the bus does not take is offered again each period, without another measurement. That it does not is
+/// said once, and so is that it does again.
+void AntennaHandler::send_diagnosis()
 {
-    LOG.notice("Send antenna status...");
-    const bool open_told = utils::publish_rt_data_raw(client_, OPEN_CIRCUIT_TOPIC, {byte_of(open_circuit)});
+    const bool open_told = utils::publish_rt_data_raw(client_, OPEN_CIRCUIT_TOPIC, {byte_of(open_circuit_)});
     const bool short_told =
-        utils::publish_rt_data_raw(client_, SHORT_TO_GROUND_TOPIC, {byte_of(short_to_ground)});
-    open_circuit_ = open_circuit;
-    short_to_ground_ = short_to_ground;
-    first_report_ = !open_told || !short_told; // what the bus has not heard is reported again
+        utils::publish_rt_data_raw(client_, SHORT_TO_GROUND_TOPIC, {byte_of(short_to_ground_)});
+    const bool was_owed = std::exchange(report_owed_, !open_told || !short_told);
+    if (report_owed_ && !was_owed) {
+        LOG.notice("The bus does not take the antenna status: it is sent as soon as it does");
+    } else if (was_owed && !report_owed_) {
+        LOG.notice("The bus has taken the antenna status");
+    }
 }

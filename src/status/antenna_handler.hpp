@@ -57,7 +57,7 @@ private:
     bool stopping();
     std::optional<int> measure_impedance();
     void diagnose(int impedance);
-    void report(bool open_circuit, bool short_to_ground);
+    void send_diagnosis();
 
     std::shared_ptr<AtTtyPort> port_;
     ModemData* data_;
@@ -70,7 +70,8 @@ private:
     bool check_requested_ = false;
     bool open_circuit_ = false;
     bool short_to_ground_ = false;
-    bool first_report_ = true; // the bus has not heard a diagnosis of this process yet
+    bool first_report_ = true; // no diagnosis of this process yet
+    bool report_owed_ = false; // the bus has not taken the last one
     std::int32_t last_rssi_ = -1;
     std::int32_t periods_ = 0;
 

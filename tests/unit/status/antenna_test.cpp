@@ -70,12 +70,24 @@ TEST_F(Antenna, TellsTheAntennasApartAndTakesNoGarbageForASignal)
 
 TEST_F(Antenna, ReportsAgainWhatTheBusHasNotHeard)
 {
-    bus::set_outage(true);
-    handler.update();
-    bus::set_outage(false);
-    handler.update();
-    EXPECT_EQ(published(OPEN), 1U);
-    EXPECT_EQ(published("rt/system/modem_rssi"), 1U);
+    for (std::size_t round = 1; round <= 2; ++round) {
+        bus::set_outage(true);
+        port->answers("+UANTR=0", round == 1 ? "+UANTR: 0,50" : "+UANTR: 0,0");
+        port->answers("+CSQ", round == 1 ? "+CSQ: 25,99" : "+CSQ: 5,99");
+        for (int period = 0; period < 3; ++period) {
+            handler.update();
+        }
+        bus::set_outage(false);
+        port->answers("+CSQ", "+CSQ: 26,99");
+        handler.update();
+        handler.update();
+        EXPECT_EQ(published(OPEN), round);
+        EXPECT_EQ(published("rt/system/modem_rssi"), 1U);
+        EXPECT_EQ(log.count("Send antenna status..."), round);
+        EXPECT_EQ(log.count("The bus does not take the antenna status"), round);
+        EXPECT_EQ(log.count("The bus has taken the antenna status"), round);
+    }
+    EXPECT_EQ(port->count("+UANTR=0"), 1U + 5U); // a healthy one is not measured for want of a bus
 }
 
 TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)

@@ -34,7 +34,7 @@ ModuleSetup::ModuleSetup(const std::shared_ptr<AtTtyPort>& port, std::shared_ptr
                          SimHandler& sim, ModemData& data, StateMachine& machine, Escalation& escalation,
                          Resets& resets, Clock& clock)
     : port_(port), variant_(variant), sim_(sim), data_(data), machine_(machine), escalation_(escalation),
-      resets_(resets), clock_(clock)
+      resets_(resets), sara_(std::make_shared<SaraModem>(clock)), toby_(std::make_shared<TobyModem>(clock))
 {
 }
 
@@ -92,11 +92,7 @@ bool ModuleSetup::identify()
     }
     auto& module = data_.module;
     module.model = identity_text(answer.unwrap(), "+GMM");
-    if (module.model.find("TOBY") != std::string::npos) {
-        variant_ = std::make_shared<TobyModem>(clock_);
-    } else {
-        variant_ = std::make_shared<SaraModem>(clock_);
-    }
+    variant_ = module.model.find("TOBY") != std::string::npos ? toby_ : sara_;
     sim_.variant(variant_);
 
     const auto manufacturer = port_->execute(AtCommand("+GMI"));

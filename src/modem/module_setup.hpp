@@ -39,5 +39,7 @@ private:
     StateMachine& machine_;
     Escalation& escalation_;
     Resets& resets_;
-    Clock& clock_;
+    // Made once, so that what a family says once is not said at each set-up.
+    const std::shared_ptr<ModemVariant> sara_;
+    const std::shared_ptr<ModemVariant> toby_;
 };

@@ -81,6 +81,10 @@ ModemVariant::Commands TobyModem::context_setup_sequence(const std::string& apn,
     } else {
         LOG.notice("Unable to extract ApnAuthenticationType from APN ", apn,
                    " use default: ", defs::to_str(type));
+        if ((!user.empty() || !password.empty()) && !std::exchange(told_of_unused_access_, true)) {
+            LOG.warning("User and password are not used: the APN names no authentication (", text.name,
+                        ":PAP or ", text.name, ":CHAP would)");
+        }
     }
     const std::string cid = std::to_string(context_id());
     const std::string authentication =

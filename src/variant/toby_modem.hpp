@@ -45,4 +45,5 @@ private:
     bool poll_until_gone(const GpioCtrl& gpio, int polls) const;
 
     EthernetSettings ethernet_;
+    mutable bool told_of_unused_access_ = false; // main thread; said once
 };

@@ -102,6 +102,10 @@ TEST_F(Variant, ContextsAreSetUpInTheFamilysWords)
     EXPECT_EQ(log.count("Unable to extract ApnAuthenticationType"), 0U);
     toby.context_setup_sequence("net", "", "");
     EXPECT_EQ(log.count("Unable to extract ApnAuthenticationType from APN net use default: NONE"), 1U);
+    EXPECT_EQ(log.count("User and password are not used"), 0U);
+    toby.context_setup_sequence("net", "me", "");
+    toby.context_setup_sequence("net", "", "word");
+    EXPECT_EQ(log.count("the APN names no authentication (net:PAP or net:CHAP would)"), 1U);
 }
 
 TEST_F(Variant, EthernetIsConfiguredOnlyWhereTheRouterAddressIsMissing)

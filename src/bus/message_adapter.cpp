@@ -53,24 +53,24 @@ int FrameCodec::check_header(const Message& message, std::size_t& body_length)
         return 1;
     }
     if (payload.size() < XRT_HEADER_LENGTH) {
-        LOG.error("Total length is smaller then expected header length");
+        log_bad_header("Total length is smaller then expected header length");
         return 1;
     }
     pb::XRTHeader header;
     // Parsed partially and checked here: a missing field would otherwise be told on standard error as well.
     if (!header.ParsePartialFromArray(payload.data(), static_cast<int>(XRT_HEADER_LENGTH)) ||
         !header.IsInitialized()) {
-        LOG.error("Unable to decode the header.");
+        log_bad_header("Unable to decode the header.");
         return 2;
     }
     const std::uint64_t word = header.length_word();
     protocol_type_ = static_cast<int>(word & LOW_16);
     if (protocol_type_ == 0) {
-        LOG.error("ProtocolType is set to not used!");
+        log_bad_header("ProtocolType is set to not used!");
         return 3;
     }
     if (((word >> HEADER_LENGTH_SHIFT) & LOW_16) != XRT_HEADER_LENGTH) {
-        LOG.error("Specified hdr-len does not comply.");
+        log_bad_header("Specified hdr-len does not comply.");
         return 4;
     }
     const std::uint64_t length = word >> BODY_LENGTH_SHIFT;
@@ -87,9 +87,18 @@ void FrameCodec::log_failure(const std::exception& error)
     LOG.error(error.what());
 }
 
-void FrameCodec::log_bad_body()
+void FrameCodec::log_bad_header(const char* text) const
 {
-    LOG.emergency("Unable to deserialize protobuf");
+    if (log_refusals_) {
+        LOG.error(text);
+    }
+}
+
+void FrameCodec::log_bad_body() const
+{
+    if (log_refusals_) {
+        LOG.emergency("Unable to deserialize protobuf");
+    }
 }
 
 } // namespace ecu::kova::com

@@ -31,6 +31,8 @@ public:
     explicit FrameCodec(int protocol_type) : protocol_type_(protocol_type) {}
 
     int protocol_type() const { return protocol_type_; }
+    /// Whether a frame that cannot be read is logged; it is, unless told otherwise.
+    void log_refusals(bool log) { log_refusals_ = log; }
 
 protected:
     /// Header and room for the body. Throws std::runtime_error.
@@ -38,10 +40,13 @@ protected:
     /// The checks of the header in the order of their codes; on 0 `body_length` says how much body there is.
     int check_header(const Message& message, std::size_t& body_length);
     static void log_failure(const std::exception& error);
-    static void log_bad_body();
+    void log_bad_body() const;
 
 private:
+    void log_bad_header(const char* text) const;
+
     int protocol_type_; // only the low 16 bits travel
+    bool log_refusals_ = true;
 };
 
 template <class T>

@@ -122,6 +122,8 @@ Pass Modem::pass()
         }
     }
     rooms_->ground.status.update(false, false);
+    rooms_->inbox.tell_counts();
+    bus_inbox_.tell_counts();
     return wanted;
 }
 

@@ -109,7 +109,7 @@ private:
     StateMachine machine_{data_};
     Orders orders_{*port_};
     WakeableClock pauses_;
-    BusInbox bus_inbox_{orders_};
+    BusInbox bus_inbox_{orders_, clock_};
     UrcQueue urcs_;
     std::unique_ptr<Rooms> rooms_; // from `init` on
     std::string last_network_status_;

@@ -36,7 +36,8 @@ std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response
 
 UrcInbox::UrcInbox(UrcQueue& queue, ModemData& data, SimHandler& sim, RegistrationWatch& registration,
                    StateMachine& machine, Clock& clock)
-    : queue_(queue), data_(data), sim_(sim), registration_(registration), machine_(machine), clock_(clock)
+    : queue_(queue), data_(data), sim_(sim), registration_(registration), machine_(machine), clock_(clock),
+      unreadable_(LOG, ecu::kova::logging::Level::WARNING, "unreadable reports", clock)
 {
 }
 
@@ -91,8 +92,8 @@ void UrcInbox::on_registration(Domain domain, const AtCommandResponse& response)
 {
     const auto update = registration::parse_urc(domain, response.complete_message());
     if (!update) {
-        LOG.warning("Unable to read the registration in '", at::mask_secrets(response.complete_message()),
-                    "'");
+        unreadable_.write("Unable to read the registration in '",
+                          at::mask_secrets(response.complete_message()), "'");
         return;
     }
     data_.apply(domain, *update);
@@ -129,7 +130,7 @@ void UrcInbox::on_network_friendly_mode(const AtCommandResponse& response)
     const auto fields = at::split_fields(response.payload("+UUNFM"));
     const auto mode = fields.front().decimal();
     if (!mode) {
-        LOG.warning("Unable to read the back-off in '", response.complete_message(), "'");
+        unreadable_.write("Unable to read the back-off in '", response.complete_message(), "'");
         return;
     }
     const auto type = static_cast<defs::NwFriendlyModeType>(*mode);

@@ -7,6 +7,7 @@
 #include "modem/urc_queue.hpp"
 #include "sim/sim_handler.hpp"
 #include "timer/clock.hpp"
+#include "utils/recurring_record.hpp"
 
 /// Works the queue of unsolicited reports off: their values go into the record, then the state follows. Main
 /// thread only. Logs on "celld.modem.urc".
@@ -18,6 +19,8 @@ public:
     /// Every report that has come so far, then one evaluation. What comes meanwhile is the next pass's. True
     /// when the state is the one that the registration asks for.
     bool process();
+    /// How many unreadable reports a minute has seen.
+    void tell_counts() { unreadable_.tell_count(); }
 
 private:
     void dispatch(const AtCommandResponse& response);
@@ -34,5 +37,6 @@ private:
     RegistrationWatch& registration_;
     StateMachine& machine_;
     Clock& clock_;
+    RecurringRecord unreadable_;
     bool sim_inserted_ = false; // reported by the module, not yet acted on
 };

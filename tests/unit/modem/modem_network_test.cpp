@@ -219,6 +219,31 @@ TEST_F(Network, RadioSilenceTakesTheSupplyInEveryState)
     run_until(State::CONNECTED);
 }
 
+TEST_F(Network, WhatCannotBeReadIsLoggedOnceAndThenCountedByTheMinute)
+{
+    run_until(State::CONNECTED);
+    for (std::size_t round = 1; round <= 2; ++round) {
+        for (int i = 0; i < 500; ++i) {
+            modem().message("be/status", ecu::kova::com::Message({0x09, 0xff}));
+            modem().message("rt/system/blackout_mode", ecu::kova::com::Message({0xff}));
+            blackout({1, 1});
+            module.urc("+CREG: x");
+            if (i % 100 == 0) {
+                step();
+            }
+        }
+        run_for(2min + 5s); // the minute's count, and a quiet minute
+        EXPECT_EQ(state(), State::CONNECTED);
+        EXPECT_EQ(log.count("Total length is smaller then expected header length"), round);
+        EXPECT_EQ(log.count("Unable to deserialize received message (1), topic: be/status"), round);
+        EXPECT_EQ(log.count("499 more unreadable messages on be/status in the last minute"), round);
+        EXPECT_EQ(log.count("499 more unreadable signals of rt/system/blackout_mode"), round);
+        EXPECT_EQ(log.count("499 more blackout messages without their one byte"), round);
+        EXPECT_EQ(log.count("Unable to read the registration in"), round);
+        EXPECT_EQ(log.count("499 more unreadable reports in the last minute"), round);
+    }
+}
+
 TEST_F(Network, ABurstOfReportsIsTakenInOrder)
 {
     run_until(State::CONNECTED);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -21,18 +20,19 @@ public:
     Child& operator=(const Child&) = delete;
     ~Child() { kill(); }
 
-    /// `command` begins with the path of the program. @throws std::runtime_error when there is no process
-    void start(std::vector<std::string> command, const std::filesystem::path& output)
+    /// `command` begins with the path of the program; `variables` ("NAME=VALUE") are added to the environment
+    /// of the test. @throws std::runtime_error when there is no process
+    void start(std::vector<std::string> command, const std::filesystem::path& output,
+               std::vector<std::string> variables = {})
     {
         kill();
-        std::vector<char*> arguments(command.size() + 1, nullptr); // the last stays so
-        std::transform(command.begin(), command.end(), arguments.begin(),
-                       [](std::string& word) { return word.data(); });
+        const auto arguments = pointers(command, {});
+        const auto environment = pointers(variables, environ);
         const int file = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
         const pid_t parent = getpid();
         const pid_t process = fork();
         if (process == 0) {
-            become(arguments.data(), file, parent);
+            become(arguments.data(), environment.data(), file, parent);
         }
         close(file);
         if (process < 0) {
@@ -70,13 +70,28 @@ public:
     int result() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_); }
 
 private:
+    /// To the words and to what `more` holds, null-terminated.
+    static std::vector<char*> pointers(std::vector<std::string>& words, char** more)
+    {
+        std::vector<char*> all;
+        for (auto& word : words) {
+            all.push_back(word.data());
+        }
+        for (; more != nullptr && *more != nullptr; ++more) {
+            all.push_back(*more);
+        }
+        all.push_back(nullptr);
+        return all;
+    }
+
     /// Of a process with several threads only this one is left here: nothing may allocate.
-    [[noreturn]] static void become(char* const* arguments, int output, pid_t parent)
+    [[noreturn]] static void become(char* const* arguments, char* const* environment, int output,
+                                    pid_t parent)
     {
         setpgid(0, 0);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() == parent && dup2(output, STDOUT_FILENO) >= 0 && dup2(output, STDERR_FILENO) >= 0) {
-            execv(arguments[0], arguments);
+            execve(arguments[0], arguments, environment);
         }
         _exit(127); // as a shell says that there is no such program
     }

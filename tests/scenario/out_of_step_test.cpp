@@ -9,8 +9,6 @@ using testing::Not;
 /// step is checked with the transcript when a case ends.
 class OutOfStep : public Rig {
 protected:
-    OutOfStep() : Rig(std::chrono::seconds(560)) {}
-
     static Unit toby(const std::vector<std::string>& options)
     {
         Unit unit{.board = "k7", .module = {"--family=toby"}};

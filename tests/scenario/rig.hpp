@@ -17,9 +17,10 @@
 
 namespace pb = ecu::kova::pb;
 
-/// A unit on the bench: a root directory; a broker, celld-sim and celld as processes of their own. Nothing is
-/// timed: what the waits of a case share is its budget, and when that is over, or celld has ended unasked, an
-/// exception fails the case and says what it waited for. What the programs said is then printed.
+/// A unit on the bench: a root directory; a broker, celld-sim and celld as processes of their own, the last
+/// two in a time that passes faster (tests/fast_time). Nothing is timed: what the waits of a case share is
+/// its budget, and when that is over, or celld has ended unasked, an exception fails the case and says what
+/// it waited for. What the programs said is then printed.
 class Rig : public testing::Test {
 protected:
     using State = BusProbe::State;
@@ -32,8 +33,7 @@ protected:
         std::string settings{};            // lines of celld.conf
     };
 
-    // Below CTest's limit: a case that waits in vain shall end by itself.
-    explicit Rig(std::chrono::seconds budget = std::chrono::seconds(220));
+    Rig();
     /// The module's transcript must show nothing wrong, but for what is excused.
     void TearDown() override;
     void excuse(bench::Rule rule) { excused_.insert(rule); }

@@ -48,7 +48,12 @@ int free_port()
 /// The programs under test live faster than the test and the broker do.
 std::vector<std::string> fast_time()
 {
-    return {std::string("LD_PRELOAD=") + FAST_TIME_PRELOAD, "FAST_TIME=" FAST_TIME_FACTOR};
+    static const std::string ORIGIN =
+        std::to_string(std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1)) +
+        "," +
+        std::to_string(std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
+    return {std::string("LD_PRELOAD=") + FAST_TIME_PRELOAD, "FAST_TIME=" FAST_TIME_FACTOR,
+            "FAST_TIME_ORIGIN=" + ORIGIN};
 }
 
 int occurrences(const std::string& all, const std::string& text)

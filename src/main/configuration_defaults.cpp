@@ -31,7 +31,7 @@ std::unique_ptr<ecu::kova::config::Configuration> get_config()
         LOG.debug("Using default configuration");
         return configuration;
     }
-    ecu::kova::config::set_config_from_input(*configuration, file, CONFIGURATION_PATH);
+    ecu::kova::config::set_config_from_input(*configuration, file, path);
     return configuration;
 }
 

@@ -102,8 +102,9 @@ void fill_from_parameters(const UnitSources& sources, const AccessParameters& id
 {
     const auto fill = [&sources](std::string& text, std::uint32_t id) {
         const auto entry = text.empty() ? sources.parameter(id) : std::nullopt;
-        if (entry && entry->has_text()) {
-            text = safe_argument(entry->text(), "system parameter " + std::to_string(id));
+        if (entry && (entry->has_text() || entry->has_number())) {
+            text = safe_argument(entry->has_text() ? entry->text() : std::to_string(entry->number()),
+                                 "system parameter " + std::to_string(id));
         }
     };
     fill(sim.apn, ids.apn);

@@ -1,6 +1,7 @@
 #include "key_value_lines.hpp"
 
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
 namespace ecu::kova::config {
@@ -10,6 +11,8 @@ namespace {
 // Far above any real file: they keep a device or a runaway generator in the file's place from filling memory.
 constexpr std::size_t LONGEST_LINE = 64UL * 1024UL; // bytes
 constexpr std::size_t MOST_LINES = 16UL * 1024UL;
+
+constexpr const char* BYTE_ORDER_MARK = "\xef\xbb\xbf"; // what some editors put in front of UTF-8
 
 } // namespace
 
@@ -37,7 +40,10 @@ void read_key_value_lines(std::istream& input,
         }
         // gcount() counts the line break too, which only the last line may lack.
         const auto count = static_cast<std::size_t>(input.gcount());
-        const std::string line(buffer.data(), input.eof() ? count : count - 1);
+        std::string line(buffer.data(), input.eof() ? count : count - 1);
+        if (number == 1 && line.starts_with(BYTE_ORDER_MARK)) {
+            line.erase(0, std::string_view(BYTE_ORDER_MARK).size());
+        }
         if (line.starts_with('#') || without_blanks(line).empty()) {
             continue;
         }

@@ -81,6 +81,12 @@ std::optional<Number> whole_number(const std::string& text)
     return number;
 }
 
+std::string unquoted(const std::string& value)
+{
+    const bool quoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
+    return quoted ? value.substr(1, value.size() - 2) : value;
+}
+
 class FileVariables final : public VariablesClient {
 public:
     std::string get(const std::string& name, const std::string& fallback,
@@ -115,12 +121,9 @@ public:
         }
         pb::SystemParameterEntry entry;
         entry.set_id(id);
-        if (value->size() >= 2 && value->front() == '"' && value->back() == '"') {
-            entry.set_text(value->substr(1, value->size() - 2));
-        } else if (const auto number = whole_number<std::int64_t>(*value)) {
+        entry.set_text(unquoted(*value));
+        if (const auto number = whole_number<std::int64_t>(*value)) {
             entry.set_number(*number);
-        } else {
-            entry.set_text(*value);
         }
         return entry;
     }

@@ -25,6 +25,18 @@ bool parse(std::vector<std::string> words, CommandLineOptions& options)
     return parse_opts(static_cast<int>(words.size()), arguments.data(), options);
 }
 
+constexpr const char* CONFIGURATION = "/etc/vexa/celld.conf";
+
+std::string configuration_fault()
+{
+    try {
+        get_config();
+    } catch (const ecu::kova::config::ConfigurationError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
 } // namespace
 
 TEST(CommandLine, TakesTheLastWordAndKnowsItsActions)
@@ -46,12 +58,18 @@ TEST(ConfigurationFile, BeatsTheDefaultsAndMayBeMissing)
     register_defaults(*configuration);
     EXPECT_EQ(configuration->get("sim.external.pin"), "5193");
     EXPECT_EQ(configuration->get("modem_restart_timeout"), "");
-    root.write("/etc/vexa/celld.conf", "sim.external.pin = 0000\n");
+    root.write(CONFIGURATION, "sim.external.pin = 0000\n");
     configuration = get_config();
     register_defaults(*configuration);
     EXPECT_EQ(configuration->get("sim.external.pin"), "0000");
-    root.write("/etc/vexa/celld.conf", "# fine\nno equals sign\n");
-    EXPECT_THROW(get_config(), ecu::kova::config::ConfigurationError);
+}
+
+TEST(ConfigurationFile, AFaultNamesTheFileThatWasOpened)
+{
+    TempRoot root;
+    const std::string path = root.path(CONFIGURATION).string();
+    root.write(CONFIGURATION, "# fine\nno equals sign\n");
+    EXPECT_EQ(configuration_fault(), path + ": line 2: no '=' in it");
 }
 
 TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)

@@ -39,9 +39,10 @@ protected:
         for (const auto& [key, value] : keys) {
             configuration.set(key, value);
         }
-        for (const std::uint32_t id : {8231U, 8232U, 8233U, 41074U, 41075U, 41076U}) {
+        for (const std::uint32_t id : {8231U, 8232U, 8233U, 41074U, 41075U}) {
             text(id, "parameter " + std::to_string(id));
         }
+        number(41076, 1234); // digits are a password too
         number(41024, 20);
         number(41025, 40);
         number(41026, 30);
@@ -149,7 +150,7 @@ TEST_F(UnitSettingsOf, EveryKeyParameterAndVariableHasItsPlace)
               {},
               {},
               "ext.apn ext.user ext.word",
-              "parameter 41074 parameter 41075 parameter 41076"},
+              "parameter 41074 parameter 41075 1234"},
              {"nothing anywhere", {{"sim.external.user", ""}}, {}, {41075}, "ext.user", ""},
              {"router mode off", {{"routermode", "false"}}, {}, {}, "RMX1; 1", "RMX1; 0"},
              {"no modem", {}, {{"modemtype", "NONE"}}, {}, " 0 1 0 1", " 0 1 0 0"},

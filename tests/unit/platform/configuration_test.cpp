@@ -30,8 +30,8 @@ std::string fault_of(const std::string& text)
 
 TEST(ConfigurationFile, TakesTheValueAsItStandsBehindTheFirstEquals)
 {
-    const auto configuration = read("# a comment = no key\n"
-                                    "\n"
+    const auto configuration = read("\xef\xbb\xbf# a comment = no key\r\n"
+                                    "\r\n"
                                     "  sim.internal.apn \t=  internet = \"x\"  \r\n"
                                     "host = first\n"
                                     "empty =\n"
@@ -41,6 +41,8 @@ TEST(ConfigurationFile, TakesTheValueAsItStandsBehindTheFirstEquals)
     EXPECT_EQ(configuration.get("host"), "second");
     EXPECT_TRUE(configuration.is_set("empty"));
     EXPECT_FALSE(configuration.has("# a comment"));
+    EXPECT_EQ(read("\xef\xbb\xbfhost = broker\n").get("host"), "broker");
+    EXPECT_EQ(fault_of("a = 1\n\xef\xbb\xbf\n"), "celld.conf: line 2: no '=' in it") << "only in front";
 }
 
 TEST(ConfigurationFile, AFaultNamesTheFileAndTheLine)

@@ -40,7 +40,7 @@ TEST(EcuVariables, AChangeIsSeenAndABrokenLineIsToldOfOnce)
     const TempRoot root;
     const LogCapture log;
     const auto variables = create_var_client();
-    root.write(VARIABLES, "hwvariant = QBX2\nnonsense\ndivantenna = NONE\n");
+    root.write(VARIABLES, "\xef\xbb\xbfhwvariant = QBX2\r\nnonsense\r\ndivantenna = NONE\r\n");
     EXPECT_EQ(variables->get("divantenna", "", 0ms), "NONE");
     EXPECT_EQ(variables->get("hwvariant", "", 0ms), "QBX2");
     EXPECT_EQ(log.count("line 2"), 1U) << log;
@@ -56,17 +56,30 @@ TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
     const TempRoot root;
     const auto parameters = create_sysparams_client();
     EXPECT_FALSE(parameters->get(8231));
-    root.write(PARAMETERS, "8231 = \"internet\"\n41024 = -12\n41025 = \"100\"\n41026 = 12 ohm\n"
-                           "41027 = 99999999999999999999\n41060 = 0\n8232 = \"\n4294967296 = 5\n");
-    EXPECT_EQ(parameters->get(8231)->text(), "internet");
-    EXPECT_FALSE(parameters->get(8231)->has_number());
-    EXPECT_EQ(parameters->get(41024)->number(), -12);
-    EXPECT_FALSE(parameters->get(41024)->has_text());
-    EXPECT_EQ(parameters->get(41025)->text(), "100");
-    EXPECT_EQ(parameters->get(41026)->text(), "12 ohm");
-    EXPECT_EQ(parameters->get(41027)->text(), "99999999999999999999");
-    EXPECT_TRUE(parameters->get(41060)->has_number());
-    EXPECT_EQ(parameters->get(8232)->text(), "\"");
+    struct Case {
+        const char* value;
+        const char* text;
+        std::optional<std::int64_t> number;
+    };
+    for (const auto& [value, text, number] : std::vector<Case>{
+             {"\"internet\"", "internet", std::nullopt},
+             {"-12", "-12", -12},
+             {"\"100\"", "100", std::nullopt},
+             {"12 ohm", "12 ohm", std::nullopt},
+             {"99999999999999999999", "99999999999999999999", std::nullopt},
+             {"0", "0", 0},
+             {"0815", "0815", 815}, // a password of digits keeps them all
+             {"\"", "\"", std::nullopt},
+             {"\"\"", "", std::nullopt},
+         }) {
+        root.write(PARAMETERS, "\xef\xbb\xbf"
+                               "8231 = " +
+                                   std::string(value) + "\r\n4294967296 = 5\r\n");
+        const auto entry = parameters->get(8231);
+        ASSERT_TRUE(entry) << value;
+        EXPECT_EQ(entry->text(), text) << value;
+        EXPECT_EQ(entry->has_number() ? std::optional(entry->number()) : std::nullopt, number) << value;
+    }
     EXPECT_FALSE(parameters->get(0)) << "an id above 32 bits is no parameter";
 }
 

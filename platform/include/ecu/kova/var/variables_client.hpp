@@ -27,8 +27,8 @@ class SystemParametersClient {
 public:
     virtual ~SystemParametersClient() = default;
 
-    /// The parameter as it stands in the file now. A value in double quotes is a text, a bare decimal integer
-    /// a number, anything else a text.
+    /// The parameter as it stands in the file now. A value in double quotes is the text between them, a bare
+    /// decimal integer a number and, as it is written (leading zeros), a text; anything else is a text.
     virtual std::optional<pb::SystemParameterEntry> get(std::uint32_t id) = 0;
 };
 

@@ -7,8 +7,10 @@
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/root.hpp>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 
 namespace {
 
@@ -16,17 +18,38 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.main")
 
 constexpr const char* CONFIGURATION_PATH = "/etc/vexa/celld.conf";
 
+/// Opens the file where it is there; throws ConfigurationError, with the system's reason, for one that is
+/// there and cannot be read.
+std::ifstream open_configuration(const std::string& path)
+{
+    const auto refuse = [&path](const std::string& reason) {
+        throw ecu::kova::config::ConfigurationError(path + ": cannot be read: " + reason);
+    };
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        return {};
+    }
+    if (!std::filesystem::status_known(status)) {
+        refuse(error.message());
+    }
+    if (!std::filesystem::is_regular_file(status)) { // opening a FIFO put there would block
+        refuse(std::filesystem::is_directory(status) ? "it is a directory" : "it is no file");
+    }
+    std::ifstream file(path);
+    if (!file) {
+        refuse(std::generic_category().message(errno));
+    }
+    return file;
+}
+
 } // namespace
 
 std::unique_ptr<ecu::kova::config::Configuration> get_config()
 {
     auto configuration = std::make_unique<ecu::kova::config::Configuration>();
     const std::string path = ecu::kova::rooted(CONFIGURATION_PATH);
-    std::error_code ignored; // what cannot be looked at cannot be read either
-    std::ifstream file;
-    if (std::filesystem::is_regular_file(path, ignored)) {
-        file.open(path);
-    }
+    std::ifstream file = open_configuration(path);
     if (!file.is_open()) {
         LOG.debug("Using default configuration");
         return configuration;

@@ -7,7 +7,9 @@
 #include <ecu/kova/logging.hpp>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <getopt.h>
+#include <sys/stat.h>
 
 namespace logging = ecu::kova::logging;
 
@@ -70,6 +72,18 @@ TEST(ConfigurationFile, AFaultNamesTheFileThatWasOpened)
     const std::string path = root.path(CONFIGURATION).string();
     root.write(CONFIGURATION, "# fine\nno equals sign\n");
     EXPECT_EQ(configuration_fault(), path + ": line 2: no '=' in it");
+
+    root.remove(CONFIGURATION);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(configuration_fault(), path + ": cannot be read: it is a directory");
+    root.remove(CONFIGURATION);
+    std::filesystem::create_symlink("celld.conf", path); // to itself
+    EXPECT_EQ(configuration_fault(), path + ": cannot be read: Too many levels of symbolic links");
+    root.remove(CONFIGURATION);
+    ASSERT_EQ(::mkfifo(path.c_str(), S_IRUSR), 0);
+    EXPECT_EQ(configuration_fault(), path + ": cannot be read: it is no file");
+    root.remove(CONFIGURATION);
+    EXPECT_EQ(configuration_fault(), "accepted") << "a missing one means the defaults";
 }
 
 TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)

@@ -95,7 +95,7 @@ public:
         const auto start = std::chrono::steady_clock::now();
         while (true) {
             if (auto value = file_.find([&](const std::string& key) { return key == name; })) {
-                return *std::move(value);
+                return unquoted(*value);
             }
             const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
                 std::chrono::steady_clock::now() - start);

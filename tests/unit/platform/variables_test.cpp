@@ -35,7 +35,7 @@ TEST(EcuVariables, AReadWaitsForTheVariableToAppearButNoLongerThanAllowed)
     platform.join();
 }
 
-TEST(EcuVariables, AChangeIsSeenAndABrokenLineIsToldOfOnce)
+TEST(EcuVariables, AChangeIsSeenWithoutQuotesAndABrokenLineIsToldOfOnce)
 {
     const TempRoot root;
     const LogCapture log;
@@ -44,8 +44,10 @@ TEST(EcuVariables, AChangeIsSeenAndABrokenLineIsToldOfOnce)
     EXPECT_EQ(variables->get("divantenna", "", 0ms), "NONE");
     EXPECT_EQ(variables->get("hwvariant", "", 0ms), "QBX2");
     EXPECT_EQ(log.count("line 2"), 1U) << log;
-    root.write(VARIABLES, "hwvariant = RMX\n");
+    root.write(VARIABLES, "hwvariant = RMX\nhasintsim = \"false\"\r\nmodemtype = \"\n");
     EXPECT_EQ(variables->get("hwvariant", "", 0ms), "RMX");
+    EXPECT_EQ(variables->get("hasintsim", "", 0ms), "false");
+    EXPECT_EQ(variables->get("modemtype", "", 0ms), "\"");
     std::filesystem::remove(root.path(VARIABLES));
     std::filesystem::create_directory(root.path(VARIABLES));
     EXPECT_EQ(variables->get("hwvariant", "gone", 0ms), "gone");

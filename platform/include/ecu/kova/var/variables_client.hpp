@@ -18,7 +18,8 @@ class VariablesClient {
 public:
     virtual ~VariablesClient() = default;
 
-    /// The variable's value, waiting for it to appear for `timeout` at most; `fallback` when it never does.
+    /// The variable's value, without the double quotes around it, waiting for it to appear for `timeout` at
+    /// most; `fallback` when it never does.
     virtual std::string get(const std::string& name, const std::string& fallback,
                             std::chrono::milliseconds timeout) = 0;
 };

@@ -14,7 +14,8 @@ Modem::Rooms::Ground::Ground(Modem& modem, const std::function<bool()>& stop_see
       parameters(ecu::kova::var::create_sysparams_client()),
       variables(std::make_shared<StoppableVariables>(
           ecu::kova::var::create_var_client(),
-          [&modem, stop_seen] { return modem.orders_.stop_wanted() || (stop_seen && stop_seen()); })),
+          [&modem, stop_seen] { return modem.orders_.stop_wanted() || (stop_seen && stop_seen()); },
+          modem.clock_)),
       status(modem.port_, &modem.data_, bus, modem.clock_), settings(read(modem))
 {
 }

@@ -5,12 +5,14 @@
 #include <ecu/kova/var/variables_client.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <set>
+#include <system_error>
 #include <thread>
 
 namespace ecu::kova::var {
@@ -32,12 +34,8 @@ public:
     std::optional<std::string> find(const std::function<bool(const std::string&)>& wanted)
     {
         const std::string path = rooted(path_);
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(path, error)) {
-            return std::nullopt; // opening a FIFO put there would block
-        }
-        std::ifstream input(path);
-        if (!input) {
+        std::ifstream input;
+        if (!trouble_opening(path, input).empty()) {
             return std::nullopt;
         }
         std::optional<std::string> found;
@@ -55,7 +53,34 @@ public:
         return found;
     }
 
+    /// Why there is no value: what is wrong with the file, else that it has none.
+    std::string absence() const
+    {
+        const std::string path = rooted(path_);
+        std::ifstream input;
+        const std::string trouble = trouble_opening(path, input);
+        return path + (trouble.empty() ? " has no value for it" : trouble);
+    }
+
 private:
+    /// Opens the file; what to say behind its name when that fails.
+    static std::string trouble_opening(const std::string& path, std::ifstream& input)
+    {
+        std::error_code error;
+        const auto status = std::filesystem::status(path, error);
+        if (status.type() == std::filesystem::file_type::not_found) {
+            return " is missing";
+        }
+        if (std::filesystem::status_known(status)) {
+            if (!std::filesystem::is_regular_file(status)) { // opening a FIFO put there would block
+                return std::filesystem::is_directory(status) ? " is a directory" : " is no file";
+            }
+            input.open(path);
+            error = input ? std::error_code() : std::error_code(errno, std::generic_category());
+        }
+        return error ? " cannot be read: " + error.message() : "";
+    }
+
     void warn_once(const std::string& text)
     {
         const std::lock_guard lock(mutex_);
@@ -105,6 +130,8 @@ public:
             std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(LOOK_AGAIN, timeout - waited));
         }
     }
+
+    std::string absence(const std::string& /*name*/) override { return file_.absence(); }
 
 private:
     VariableFile file_{"/etc/vexa/ecu_variables.conf"};

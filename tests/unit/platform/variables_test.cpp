@@ -53,6 +53,22 @@ TEST(EcuVariables, AChangeIsSeenWithoutQuotesAndABrokenLineIsToldOfOnce)
     EXPECT_EQ(variables->get("hwvariant", "gone", 0ms), "gone");
 }
 
+TEST(EcuVariables, AnAbsentOneSaysWhatIsWrongWithTheFile)
+{
+    const TempRoot root;
+    const auto variables = create_var_client();
+    const std::string path = root.path(VARIABLES).string();
+    EXPECT_EQ(variables->absence("hwvariant"), path + " is missing");
+    root.write(VARIABLES, "hwversion = qbx\n");
+    EXPECT_EQ(variables->absence("hwvariant"), path + " has no value for it");
+    root.remove(VARIABLES);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(variables->absence("hwvariant"), path + " is a directory");
+    root.remove(VARIABLES);
+    std::filesystem::create_symlink("ecu_variables.conf", path); // to itself
+    EXPECT_EQ(variables->absence("hwvariant"), path + " cannot be read: Too many levels of symbolic links");
+}
+
 TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
 {
     const TempRoot root;

@@ -22,6 +22,11 @@ public:
     /// most; `fallback` when it never does.
     virtual std::string get(const std::string& name, const std::string& fallback,
                             std::chrono::milliseconds timeout) = 0;
+
+    /// Why the variable is absent, for the log of whoever waits for it: names the file, and whether that is
+    /// missing, cannot be read (with the system's reason) or has no value for it. Empty when nothing is
+    /// known.
+    virtual std::string absence(const std::string& /*name*/) { return {}; }
 };
 
 class SystemParametersClient {

@@ -2,10 +2,12 @@
 
 #include "gpio/gpio_ctrl_ublox_k7.hpp"
 #include "gpio/gpio_ctrl_ublox_qbx_rmx.hpp"
+#include "utils/words.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/root.hpp>
 
+#include <array>
 #include <fstream>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.gpioct
 
 constexpr const char* EXPORT_PATH = "/sys/class/gpio/export";
 constexpr auto UDEV_PAUSE = 2s; // until udev has made the attribute files and set their owner
+constexpr std::array HARDWARE_VERSIONS{"k7", "qbx", "rmx"};
 constexpr auto HWVERSION_TIMEOUT = 60'000ms;
 
 bool read_word(const std::string& path, std::string& word)
@@ -89,7 +92,9 @@ const char* GpioCtrl::Gpio::direction_text() const
 std::shared_ptr<GpioCtrl> GpioCtrl::create(const std::shared_ptr<ecu::kova::var::VariablesClient>& variables,
                                            Clock& clock)
 {
-    if (variables->get("hwversion", "qbx", HWVERSION_TIMEOUT) == "k7") {
+    const std::string version = variables->get("hwversion", "qbx", HWVERSION_TIMEOUT);
+    utils::warn_of_unknown(LOG, "ECU variable hwversion", version, HARDWARE_VERSIONS);
+    if (version == "k7") {
         LOG.notice("Use K7 GpioCtrl");
         return std::make_shared<GpioCtrlUbloxK7>(clock);
     }

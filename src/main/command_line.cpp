@@ -84,6 +84,15 @@ bool parse_opts(int argc, char** argv, CommandLineOptions& options)
     return true;
 }
 
+std::vector<const char*> action_words()
+{
+    std::vector<const char*> words;
+    for (const auto& [name, action] : ACTIONS) {
+        words.push_back(name);
+    }
+    return words;
+}
+
 Modem::RunAction action_of(const std::string& word)
 {
     for (const auto& [name, action] : ACTIONS) {

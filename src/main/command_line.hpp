@@ -3,6 +3,7 @@
 #include "modem/modem.hpp"
 
 #include <string>
+#include <vector>
 
 /// What the command line says. Main thread only.
 struct CommandLineOptions {
@@ -18,5 +19,7 @@ void version();
 void usage();
 /// Fills `options`. False when the usage is to be shown; "-v" ends the process with status 0.
 bool parse_opts(int argc, char** argv, CommandLineOptions& options);
+/// Those that `action_of` knows.
+std::vector<const char*> action_words();
 /// RUN for an empty or unknown word.
 Modem::RunAction action_of(const std::string& word);

@@ -1,6 +1,7 @@
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
 #include "main/logging_setup.hpp"
+#include "main/slips.hpp"
 #include "main/stop_handler.hpp"
 #include "modem/modem.hpp"
 
@@ -26,6 +27,7 @@ int run(const CommandLineOptions& options)
     auto configuration = get_config();
     register_defaults(*configuration);
     set_up_logging(*configuration, options);
+    warn_of_slips(*configuration, options);
     if (!configuration->verify()) {
         LOG.error("Unable to verify Configuration.");
         return EXIT_FAILURE;

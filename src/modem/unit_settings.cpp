@@ -1,10 +1,10 @@
 #include "modem/unit_settings.hpp"
 
 #include "at/at_text.hpp"
+#include "utils/words.hpp"
 
 #include <ecu/kova/logging.hpp>
 
-#include <algorithm>
 #include <array>
 
 using namespace std::chrono_literals;
@@ -32,21 +32,8 @@ constexpr std::uint32_t DIVERSITY_ANTENNA_MIN = 41026;
 constexpr std::uint32_t DIVERSITY_ANTENNA_MAX = 41027;
 
 constexpr std::array MODEM_TYPES{"SARA", "TOBY", "NONE"};
+constexpr std::array TRUTHS{"true", "false"};
 constexpr std::array ANTENNA_FITTINGS{"INTERNAL_R08", "EXTERNAL_R07", "INTERNAL_R07", "NONE"};
-
-/// A value that no board has is mostly a slip of the pen: what it does stays, and is said.
-template <std::size_t Size>
-void warn_of_unknown(const char* name, const std::string& value, const std::array<const char*, Size>& known)
-{
-    if (value.empty() || std::find(known.begin(), known.end(), value) != known.end()) {
-        return;
-    }
-    std::string list;
-    for (const char* one : known) {
-        list += (list.empty() ? "" : ", ") + std::string(one);
-    }
-    LOG.warning("ECU variable ", name, " is '", value, "', which is none of ", list);
-}
 
 /// The text, or an empty one with an ERROR that names `source` when it could break out of an AT command's
 /// argument.
@@ -120,6 +107,7 @@ void apply_variant_property(const UnitSources& sources, const char* name, defs::
         return;
     }
     LOG.info("Hardware variant property query: '", name, "' returned '", answer, "'");
+    utils::warn_of_unknown(LOG, "ECU variable " + std::string(name), answer, TRUTHS);
     state = answer == "false" ? defs::SimState::DISABLE : defs::SimState::ENABLE;
 }
 
@@ -164,7 +152,7 @@ void read_presence(const UnitSources& sources, UnitSettings& unit)
         unit.off_by_parameter = orders_off(sources.parameter(MODEM_ON_OFF));
     }
     const std::string type = sources.variable("modemtype", std::nullopt);
-    warn_of_unknown("modemtype", type, MODEM_TYPES);
+    utils::warn_of_unknown(LOG, "ECU variable modemtype", type, MODEM_TYPES);
     unit.modem_fitted = type != "NONE";
 }
 
@@ -191,7 +179,7 @@ bool read_diversity_antenna(const UnitSources& sources)
         LOG.error("Failed to get mandatory ECU variable 'divantenna' from ECU, assume single antenna!");
     } else {
         LOG.notice("has diversity antenna: ", fitting);
-        warn_of_unknown("divantenna", fitting, ANTENNA_FITTINGS);
+        utils::warn_of_unknown(LOG, "ECU variable divantenna", fitting, ANTENNA_FITTINGS);
     }
     return fitting == "INTERNAL_R08" || fitting == "EXTERNAL_R07" || fitting == "INTERNAL_R07";
 }

@@ -88,6 +88,12 @@ void trim(std::string& text)
     ltrim(text);
 }
 
+std::string lower_case(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
 std::set<std::string> split_as(const std::string& text, char separator)
 {
     std::set<std::string> pieces;

@@ -19,6 +19,9 @@ void ltrim(std::string& text);
 void rtrim(std::string& text);
 void trim(std::string& text);
 
+/// ASCII letters only.
+std::string lower_case(std::string text);
+
 /// The distinct, sorted pieces between separators.
 std::set<std::string> split_as(const std::string& text, char separator);
 

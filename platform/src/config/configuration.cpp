@@ -45,6 +45,15 @@ bool Configuration::has(const std::string& key) const
     return is_set(key) || defaults_.count(key) != 0;
 }
 
+std::vector<std::string> Configuration::keys() const
+{
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : values_) {
+        keys.push_back(key);
+    }
+    return keys;
+}
+
 void Configuration::set(const std::string& key, const std::string& value)
 {
     values_[key] = value;

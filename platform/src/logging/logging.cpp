@@ -129,7 +129,12 @@ void configure_logging(const std::string& level_name)
     if (const auto level = level_of(level_name)) {
         registry().level = *level;
     } else {
-        module(OWN_NAME).warning("Unknown log level '", level_name, "', keeping ", to_str(get_log_level()));
+        std::string known;
+        for (const char* name : LEVEL_NAMES) {
+            known += (known.empty() ? "" : ", ") + std::string(name);
+        }
+        module(OWN_NAME).warning("Unknown log level '", level_name, "', keeping ", to_str(get_log_level()),
+                                 "; known are ", known);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
 #include "main/logging_setup.hpp"
+#include "main/slips.hpp"
 #include "support/log_capture.hpp"
 #include "support/temp_root.hpp"
 
@@ -8,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <getopt.h>
+#include <regex>
 #include <sys/stat.h>
 
 namespace logging = ecu::kova::logging;
@@ -84,6 +87,88 @@ TEST(ConfigurationFile, AFaultNamesTheFileThatWasOpened)
     EXPECT_EQ(configuration_fault(), path + ": cannot be read: it is no file");
     root.remove(CONFIGURATION);
     EXPECT_EQ(configuration_fault(), "accepted") << "a missing one means the defaults";
+}
+
+TEST(Slips, EachIsToldOnceWithTheNearestKnownWord)
+{
+    struct Case {
+        const char* key;
+        const char* value;
+        const char* told;
+    };
+    for (const auto& [key, value, told] : std::vector<Case>{
+             {"client-name", "x",
+              "Unknown key in the configuration 'client-name', did you mean 'client_name'?"},
+             {"sim.internal.pin", "1",
+              "Unknown key in the configuration 'sim.internal.pin', did you mean 'sim.external.pin'?"},
+             {"colour", "x", "Unknown key in the configuration 'colour'"},
+             {"logmode", "STDOUT", "Unknown value of logmode 'STDOUT', did you mean 'stdout'?"},
+             {"routermode", "flase", "Unknown value of routermode 'flase', did you mean 'false'?"},
+             {"sim.internal.state", "Disabel",
+              "Unknown value of sim.internal.state 'Disabel', did you mean 'disable'?"},
+             {"sim.external.state", "never", "Unknown value of sim.external.state 'never'"},
+             {"sim.external.state", "Disable", ""},
+             {"routermode", "true", ""},
+             {"logmode", "", ""},
+             {"logmodules", "celld.sim,kova.var,all", ""},
+             {"logmodules", "celld.sim,celld.modm",
+              "Unknown log module 'celld.modm', did you mean 'celld.modem'?"},
+         }) {
+        ecu::kova::config::Configuration configuration;
+        register_defaults(configuration);
+        configuration.set(key, value);
+        const LogCapture log;
+        warn_of_slips(configuration, {});
+        const auto records = log.records();
+        ASSERT_EQ(records.size(), *told == '\0' ? 0U : 1U) << key << '\n' << log;
+        if (!records.empty()) {
+            EXPECT_EQ(records.front().text, told);
+            EXPECT_EQ(records.front().level, LogCapture::Level::WARNING);
+        }
+    }
+    const LogCapture log;
+    for (const char* word : {"", "connect", "conect"}) {
+        CommandLineOptions options;
+        options.action = word;
+        warn_of_slips({}, options);
+    }
+    EXPECT_EQ(log.records().size(), 1U) << log;
+    EXPECT_EQ(log.count("Unknown word 'conect', did you mean 'connect'?"), 1U);
+}
+
+/// The lists of what is known stand apart from where it is read: they must not stay behind.
+TEST(Slips, WhatTheSampleAndTheSourcesHoldIsKnown)
+{
+    const std::filesystem::path tree = CELLD_SOURCE_DIR;
+    std::ifstream sample(tree / "packaging/celld.conf.sample");
+    std::stringstream keys;
+    for (std::string line; std::getline(sample, line);) {
+        keys << (std::regex_search(line, std::regex("^#[a-z_.]+ =")) ? line.substr(1) : "#") << '\n';
+    }
+    std::set<std::string> modules;
+    for (const char* folder : {"src", "platform/src"}) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(tree / folder)) {
+            std::ifstream file(entry.is_regular_file() ? entry.path() : "/dev/null");
+            const std::string text{std::istreambuf_iterator<char>(file), {}};
+            const std::regex made("module\\(\"([a-z.]+)\"\\)");
+            for (std::sregex_iterator at(text.begin(), text.end(), made), end; at != end; ++at) {
+                modules.insert((*at)[1]);
+            }
+        }
+    }
+    EXPECT_GT(modules.size(), 20U);
+    ecu::kova::config::Configuration configuration;
+    ecu::kova::config::set_config_from_input(configuration, keys, "sample");
+    EXPECT_GT(configuration.keys().size(), 25U);
+    std::string all;
+    for (const auto& module : modules) {
+        all += module + ',';
+    }
+    configuration.set("logmodules", all);
+    register_defaults(configuration);
+    const LogCapture log;
+    warn_of_slips(configuration, {});
+    EXPECT_EQ(log.records().size(), 0U) << log;
 }
 
 TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)

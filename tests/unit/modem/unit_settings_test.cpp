@@ -113,7 +113,7 @@ protected:
     std::map<std::string, std::string> variables{{"hwvariant", "RMX1"},
                                                  {"modemtype", "TOBY"},
                                                  {"hasintsim", "true"},
-                                                 {"hasextsim", "yes"},
+                                                 {"hasextsim", "true"},
                                                  {"divantenna", "NONE"}};
     bool board_works = true;
     std::vector<std::string> asked;
@@ -215,7 +215,11 @@ TEST_F(UnitSettingsOf, NamesTheKnownValuesWhereOneIsUnknown)
     EXPECT_EQ(log.count("which is none of"), 0U);
     variables["modemtype"] = "LARA";
     variables["divantenna"] = "EXTERNAL_R08";
-    EXPECT_TRUE(read().modem_fitted);
+    variables["hasextsim"] = "no"; // enables it: only one word disables
+    const auto unit = read();
+    EXPECT_TRUE(unit.modem_fitted);
+    EXPECT_EQ(unit.external_sim.state, defs::SimState::ENABLE);
+    EXPECT_EQ(log.count("ECU variable hasextsim is 'no', which is none of true, false"), 1U);
     EXPECT_EQ(log.count("ECU variable modemtype is 'LARA', which is none of SARA, TOBY, NONE"), 1U);
     EXPECT_EQ(log.count("divantenna is 'EXTERNAL_R08', which is none of INTERNAL_R08, EXTERNAL_R07, "), 1U);
 }

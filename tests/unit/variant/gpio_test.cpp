@@ -1,4 +1,5 @@
 #include "gpio/gpio_ctrl.hpp"
+#include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/temp_root.hpp"
 
@@ -23,6 +24,7 @@ protected:
         return root.read("/sys/class/gpio/gpio" + number + "/" + name);
     }
 
+    LogCapture log;
     TempRoot root;
     ManualClock clock;
 };
@@ -56,6 +58,13 @@ TEST_F(Gpio, K7SwitchesItsSupplyActiveLowAndHasNoSimLock)
     gpio->vcc(GpioCtrl::PinValue::LOW);
     EXPECT_EQ(file("162", "value"), "1\n");
     EXPECT_FALSE(gpio->sim_lock_active());
+    for (const char* known : {"qbx", "rmx"}) {
+        board(known);
+    }
+    EXPECT_EQ(log.count("hwversion is"), 0U);
+    board("K7"); // not the word: it gets the other board's pins
+    EXPECT_TRUE(log.contains(LogCapture::Level::WARNING,
+                             "ECU variable hwversion is 'K7', which is none of k7, qbx, rmx"));
 }
 
 TEST_F(Gpio, ReadsVintAsItStandsAndNothingElse)

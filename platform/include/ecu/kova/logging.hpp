@@ -91,7 +91,7 @@ private:
 Module& module(const std::string& name);
 
 /// Sets the level by its name ("EMERG" ... "DEBUG", any case). An unknown name is reported at WARNING on
-/// "kova.logging" and changes nothing.
+/// "kova.logging", with those known, and changes nothing.
 void configure_logging(const std::string& level_name);
 
 /// Narrows INFO and DEBUG to the modules named: the first `enable(name, true)` of the process silences every

@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace ecu::kova::config {
 
@@ -23,6 +24,9 @@ public:
     bool is_set(const std::string& key) const;
     /// Whether `get` answers with something set or registered.
     bool has(const std::string& key) const;
+
+    /// The keys that were set, sorted.
+    std::vector<std::string> keys() const;
 
     void set(const std::string& key, const std::string& value);
     /// A key that is set keeps its value.

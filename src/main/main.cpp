@@ -1,5 +1,6 @@
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
+#include "main/instance_lock.hpp"
 #include "main/logging_setup.hpp"
 #include "main/slips.hpp"
 #include "main/stop_handler.hpp"
@@ -32,6 +33,8 @@ int run(const CommandLineOptions& options)
         LOG.error("Unable to verify Configuration.");
         return EXIT_FAILURE;
     }
+    const InstanceLock lock; // the last to go
+
     const std::vector<std::string> candidates{"/dev/ttyUbloxModemAT"};
     auto port = std::make_shared<AtTtyPort>(candidates);
 

@@ -1,5 +1,8 @@
 #include "scenario/rig.hpp"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
 namespace {
 
 using testing::AllOf;
@@ -150,7 +153,13 @@ TEST_F(BadConfiguration, IsNamedBeforeTheModuleIsTouched)
     EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
     EXPECT_THAT(refuses("port = 70000\n"),
                 AllOf(HasSubstr("port"), HasSubstr("Unable to verify Configuration.")));
+    const int lock = open(root().path("/run/celld.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    const auto refusal = refuses("");
+    EXPECT_THAT(refusal, AllOf(StartsWith("celld: another celld is running"), HasSubstr("/run/celld.lock")));
+    EXPECT_EQ(refusal.find('\n'), refusal.size() - 1) << refusal;
     EXPECT_FALSE(root().exists("/sys/class/gpio/gpio3")) << "a line was exported";
+    close(lock);
 }
 
 } // namespace

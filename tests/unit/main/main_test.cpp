@@ -1,5 +1,6 @@
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
+#include "main/instance_lock.hpp"
 #include "main/logging_setup.hpp"
 #include "main/slips.hpp"
 #include "support/log_capture.hpp"
@@ -8,6 +9,7 @@
 #include <ecu/kova/logging.hpp>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <getopt.h>
@@ -169,6 +171,50 @@ TEST(Slips, WhatTheSampleAndTheSourcesHoldIsKnown)
     const LogCapture log;
     warn_of_slips(configuration, {});
     EXPECT_EQ(log.records().size(), 0U) << log;
+}
+
+TEST(InstanceLock, IsHeldByOneAndNamesIt)
+{
+    const TempRoot root;
+    const LogCapture log;
+    root.write("/run/celld.lock", "4194304999\n"); // left by one that was killed
+    const auto second_fault = [] {
+        try {
+            const InstanceLock second;
+        } catch (const std::runtime_error& error) {
+            return std::string(error.what());
+        }
+        return std::string("let in");
+    };
+    {
+        const InstanceLock first;
+        EXPECT_EQ(root.read("/run/celld.lock"), std::to_string(::getpid()) + '\n');
+        EXPECT_EQ(second_fault(), "another celld is running, process " + std::to_string(::getpid()) + " (" +
+                                      root.path("/run/celld.lock").string() + ")");
+        EXPECT_EQ(second_fault().substr(0, 7), "another") << "the first one's lock outlives a refused one";
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone; // the directory's own descriptor
+            if (std::filesystem::read_symlink(entry, gone) == root.path("/run/celld.lock")) {
+                const int file = std::stoi(entry.path().filename());
+                EXPECT_NE(::fcntl(file, F_GETFD) & FD_CLOEXEC, 0) << "a child would keep the lock";
+            }
+        }
+    }
+    EXPECT_EQ(second_fault(), "let in");
+    EXPECT_EQ(log.records().size(), 0U) << log;
+}
+
+TEST(InstanceLock, IsDoneWithoutWhereNoneCanBeMade)
+{
+    const TempRoot root;
+    const LogCapture log;
+    const InstanceLock no_folder;
+    std::filesystem::create_directories(root.path("/run/celld.lock"));
+    const InstanceLock no_file;
+    for (const char* reason :
+         {"/run/celld.lock: No such file or directory (2)", "/run/celld.lock: Is a directory (21)"}) {
+        EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, reason)) << log;
+    }
 }
 
 TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)

@@ -1,3 +1,4 @@
+#include "../com/mqtt_session.hpp"
 #include "key_value_lines.hpp"
 
 #include <ecu/kova/config/configuration.hpp>
@@ -73,6 +74,10 @@ bool Configuration::verify() const
     }
     if (get("client_name").empty()) {
         logger().error("client_name: must not be empty");
+        good = false;
+    } else if (!com::is_client_id(get("client_name"))) {
+        logger().error("client_name: '", get("client_name"),
+                       "' is no MQTT client id: UTF-8 without control characters, 65535 bytes at most");
         good = false;
     }
     if (is_set("host") && get("host").empty()) {

@@ -79,7 +79,11 @@ TEST(Configuration, VerifyRefusesWhatNoBusClientCanUseAndSaysWhy)
         {"port = 1883x\n", "port:"},
         {"port = -1\n", "port:"},
         {"port =\n", "port:"},
-        {"client_name =\n", "client_name:"},
+        {"client_name =\n", "client_name: must not be empty"},
+        {"client_name = Gerät 7\n", ""},
+        {"client_name = Ger\xe4t 7\n", "client_name: 'Ger"}, // Latin-1
+        {"client_name = a\tb\n", "client_name: 'a\\x09b' is no MQTT client id: UTF-8 without control"},
+        {"client_name = a\x7f\n", "client_name: 'a"},
         {"host =\n", "host:"},
     };
     for (const auto& [text, complaint] : cases) {

@@ -32,8 +32,9 @@ public:
     /// A key that is set keeps its value.
     void set_default(const std::string& key, const std::string& value);
 
-    /// False when "port" is no number from 1 to 65535, "client_name" is empty, or "host" was set to an empty
-    /// text. Logs which key and why, at ERROR on "kova.config".
+    /// False when "port" is no number from 1 to 65535, "client_name" is empty or no MQTT client id (not
+    /// UTF-8, a control character), or "host" was set to an empty text. Logs which key and why, at ERROR on
+    /// "kova.config".
     bool verify() const;
 
 private:

@@ -8,33 +8,24 @@
 namespace at {
 namespace {
 
-constexpr std::size_t MAX_FIELDS = 32;
-
 template <class Number>
-std::optional<Number> whole_number(const std::string& text, int base)
+std::optional<Number> whole_number(const std::string& field, int base)
 {
+    std::string text = field;
+    utils::trim(text); // a quoted field keeps its blanks
+    if (text.size() > MAX_NUMBER_LENGTH) {
+        return std::nullopt;
+    }
     Number number{};
     const char* const end = text.data() + text.size();
     const auto [parsed_to, error] = std::from_chars(text.data(), end, number, base);
-    if (text.empty() || error != std::errc{} || parsed_to != end) {
+    if (error != std::errc{} || parsed_to != end) {
         return std::nullopt;
     }
     return number;
 }
 
-} // namespace
-
-std::optional<int> Field::decimal() const
-{
-    return whole_number<int>(text, 10);
-}
-
-std::optional<std::uint32_t> Field::hex() const
-{
-    return whole_number<std::uint32_t>(text, 16);
-}
-
-std::vector<Field> split_fields(std::string_view text)
+std::vector<Field> split(std::string_view text)
 {
     std::vector<Field> fields;
     Field field;
@@ -63,6 +54,38 @@ std::vector<Field> split_fields(std::string_view text)
     }
     finish();
     return fields;
+}
+
+} // namespace
+
+std::optional<int> Field::decimal() const
+{
+    return whole_number<int>(text, 10);
+}
+
+std::optional<std::uint32_t> Field::hex() const
+{
+    return whole_number<std::uint32_t>(text, 16);
+}
+
+Fields::Fields(std::string_view text) : fields_(split(text)) {}
+
+Fields::Fields(const AtCommandResponse& response, const std::string& prefix)
+    : Fields(response.payload(prefix))
+{
+}
+
+const Field& Fields::operator[](std::size_t index) const
+{
+    static const Field NONE;
+    return index < fields_.size() ? fields_[index] : NONE;
+}
+
+bool Fields::read(std::size_t index, int& value) const
+{
+    const auto number = (*this)[index].decimal();
+    value = number.value_or(value);
+    return number.has_value();
 }
 
 std::vector<std::string> pieces_of(const std::string& message, const std::string& prefix)

@@ -100,28 +100,32 @@ void ModemData::apply(Domain domain, const registration::Update& update)
     settle(domain);
 }
 
-/// The registered domain that can tell, EPS before GPRS before circuit-switched; the latest news when none
-/// can.
-template <class Has>
-const ModemData::DomainRecord& ModemData::best_record(Domain latest, Has has) const
+/// The registered domain that can tell, EPS before GPRS before circuit-switched; null when none can.
+template <class Can>
+const ModemData::DomainRecord* ModemData::registered_record(Can can_tell) const
 {
     for (const Domain domain : {Domain::EPS, Domain::PS, Domain::CS}) {
         const DomainRecord& record = domains_[index_of(domain)];
-        if (registration::is_registered(record.status) && has(record)) {
-            return record;
+        if (registration::is_registered(record.status) && can_tell(record)) {
+            return &record;
         }
     }
-    return domains_[index_of(latest)];
+    return nullptr;
 }
 
+/// Where no registered domain can tell, the latest news counts.
 void ModemData::settle(Domain latest)
 {
-    const auto& by_rat =
-        best_record(latest, [](const auto& record) { return record.access_technology.has_value(); });
-    if (by_rat.access_technology) {
-        nw_reg.rat = *by_rat.access_technology;
+    const auto& news = domains_[index_of(latest)];
+    const auto* by_rat = registered_record([](const auto& record) {
+        return record.access_technology.value_or(defs::RAT_INVALID) != defs::RAT_INVALID;
+    });
+    if (by_rat == nullptr) { // one that says "unknown" still counts before one that is not registered
+        by_rat = registered_record([](const auto& record) { return record.access_technology.has_value(); });
     }
-    const auto& by_place = best_record(latest, [](const auto& record) { return record.area.has_value(); });
+    nw_reg.rat = (by_rat != nullptr ? *by_rat : news).access_technology.value_or(nw_reg.rat);
+    const auto* placed = registered_record([](const auto& record) { return record.area.has_value(); });
+    const auto& by_place = placed != nullptr ? *placed : news;
     if (by_place.area) {
         location.area_c = *by_place.area;
         location.cell_id = by_place.cell.value_or(location.cell_id);

@@ -104,7 +104,7 @@ public:
 
     /// Takes one line's news into the domain's record, and from there into `nw_reg` and `location`: a
     /// registered domain that knows its cell or access technology is never overridden by one that is not
-    /// registered.
+    /// registered. An access technology said to be unknown is news; none in the line keeps what was.
     void apply(registration::Domain domain, const registration::Update& update);
 
     /// Back to the start values of `nw_reg`, `operator_data` and `location`.
@@ -139,8 +139,8 @@ private:
     };
 
     void settle(registration::Domain latest);
-    template <class Has>
-    const DomainRecord& best_record(registration::Domain latest, Has has) const;
+    template <class Can>
+    const DomainRecord* registered_record(Can can_tell) const;
 
     std::array<DomainRecord, 3> domains_; // indexed by Domain
     ecu::kova::pb::ModemStatus_ModemState pb_state_ = ecu::kova::pb::ModemStatus_ModemState_UNKNOWN;

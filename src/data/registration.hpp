@@ -26,9 +26,9 @@ constexpr int CSFB_NOT_PREFERRED_ROAMING = 10;
 /// What one line says. An absent member was not in the line: the record keeps what it had.
 struct Update {
     int status = 0;
-    std::optional<std::uint32_t> area; ///< location or tracking area; 0 when the field was there but empty
-    std::optional<std::uint32_t> cell; ///< likewise
-    std::optional<int> access_technology;
+    std::optional<std::uint32_t> area;    ///< location or tracking area; 0 when the field was there but empty
+    std::optional<std::uint32_t> cell;    ///< likewise
+    std::optional<int> access_technology; ///< RAT_INVALID when the line says that it is unknown
     std::optional<std::uint32_t> routing_area;
     std::optional<int> cause_type;
     std::optional<int> reject_cause;

@@ -31,8 +31,7 @@ bool NetworkSearch::ask()
         LOG.warning("Unable to query the operator selection (+COPS?): ", to_log_text(answer.unwrapErr()));
         return false;
     }
-    const auto fields = at::split_fields(answer.unwrap().payload("+COPS"));
-    return fields.front().decimal() == AUTOMATIC_SELECTION;
+    return at::Fields(answer.unwrap(), "+COPS")[0].decimal() == AUTOMATIC_SELECTION;
 }
 
 Result NetworkSearch::start()

@@ -23,10 +23,7 @@ constexpr int SIM_DETECTION = 12;
 /// Two numbers behind a prefix; nothing unless both are there.
 std::optional<std::pair<int, int>> two_numbers(const AtCommandResponse& response, const char* prefix)
 {
-    const auto fields = at::split_fields(response.payload(prefix));
-    if (fields.size() < 2) {
-        return std::nullopt;
-    }
+    const at::Fields fields(response, prefix);
     const auto first = fields[0].decimal();
     const auto second = fields[1].decimal();
     return first && second ? std::optional(std::pair(*first, *second)) : std::nullopt;
@@ -117,24 +114,25 @@ void UrcInbox::on_registration(Domain domain, const AtCommandResponse& response)
 
 void UrcInbox::on_ext_ps_registration(const AtCommandResponse& response)
 {
-    const auto fields = at::split_fields(response.payload("+UREG"));
-    if (const auto state = fields.front().decimal()) {
-        data_.nw_reg.ureg = *state;
-        LOG.info("Ext PS registration: ", *state, " = ", defs::text_of(defs::UREG_ENUM_MAP, *state));
+    const at::Fields fields(response, "+UREG");
+    const bool late_answer = fields.size() > 1; // +UREG: <n>,<state>
+    if (!late_answer && fields.read(0, data_.nw_reg.ureg)) {
+        const int state = data_.nw_reg.ureg;
+        LOG.info("Ext PS registration: ", state, " = ", defs::text_of(defs::UREG_ENUM_MAP, state));
     }
 }
 
 // +UUNFM: <mode>[,<seconds>]
 void UrcInbox::on_network_friendly_mode(const AtCommandResponse& response)
 {
-    const auto fields = at::split_fields(response.payload("+UUNFM"));
-    const auto mode = fields.front().decimal();
+    const at::Fields fields(response, "+UUNFM");
+    const auto mode = fields[0].decimal();
     if (!mode) {
         unreadable_.write("Unable to read the back-off in '", response.complete_message(), "'");
         return;
     }
     const auto type = static_cast<defs::NwFriendlyModeType>(*mode);
-    const int seconds = fields.size() > 1 ? fields[1].decimal().value_or(0) : 0;
+    const int seconds = fields[1].decimal().value_or(0);
     data_.nw_friendly_mode.report(type, std::chrono::seconds(seconds), clock_.now());
     LOG.notice("Network friendly mode backoff: ", defs::to_str(type), " = ", seconds, " s");
 }

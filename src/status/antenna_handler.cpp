@@ -31,8 +31,8 @@ const char* truth(bool value)
 std::optional<int> impedance_of(const std::string& message)
 {
     for (const auto& line : at::pieces_of(message, "+UANTR")) {
-        const auto fields = at::split_fields(line);
-        if (fields.size() >= 2 && fields[0].decimal() == ANTENNA) {
+        const at::Fields fields(line);
+        if (fields[0].decimal() == ANTENNA) {
             return fields[1].decimal();
         }
     }

@@ -4,7 +4,7 @@
 
 TEST(Fields, SplitOutsideQuotesOnly)
 {
-    const auto fields = at::split_fields(R"( 0 , "Home, sweet" ,,02)");
+    const at::Fields fields(R"( 0 , "Home, sweet" ,,02)");
     ASSERT_EQ(fields.size(), 4U);
     EXPECT_EQ(fields[0].decimal(), 0);
     EXPECT_EQ(fields[1].text, "Home, sweet");
@@ -24,8 +24,8 @@ TEST(Fields, RefuseWhatIsNoNumber)
 
 TEST(Fields, SurviveHostileText)
 {
-    EXPECT_LE(at::split_fields(std::string(100000, ',')).size(), 32U);
-    EXPECT_EQ(at::split_fields("\"never closed,1").size(), 1U);
+    EXPECT_LE(at::Fields(std::string(100000, ',')).size(), 32U);
+    EXPECT_EQ(at::Fields("\"never closed,1").size(), 1U);
     EXPECT_EQ(at::pieces_of("+CREG: 5+CREG:2,1 ", "+CREG"), (std::vector<std::string>{"5", "2,1"}));
     EXPECT_TRUE(at::pieces_of("+CGREG: 1", "+CREG").empty());
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using registration::Domain;
 
 namespace {
@@ -27,6 +29,24 @@ TEST(ModemDataTest, ADomainThatIsUpIsNotOverriddenByOneThatIsNot)
     EXPECT_EQ(data.nw_reg.deciding_status(), 1);
     EXPECT_FALSE(data.nw_reg.is_registered()); // looks at the circuit-switched domain alone
     EXPECT_TRUE(data.nw_reg.packet_domain_usable());
+}
+
+TEST(ModemDataTest, ATechnologyThatIsNotKnownIsNewsUnlessAnotherRegisteredDomainKnows)
+{
+    ModemData data;
+    const std::tuple<Domain, const char*, int> lines[] = {
+        {Domain::PS, R"(+CGREG: 1,"1A2B","01C3",2)", 2},
+        {Domain::PS, R"(+CGREG: 1,"1A2C","01C4",)", 255}, // the old one is not this cell's
+        {Domain::CS, R"(+CREG: 2,"1A2B","01C3",0)", 255},
+        {Domain::CS, R"(+CREG: 1,"1A2C","01C4",6)", 6},
+        {Domain::EPS, R"(+CEREG: 1,"1A2C","01C4",255)", 6},
+        {Domain::EPS, R"(+CEREG: 1,"1A2C","01C4",7)", 7},
+        {Domain::EPS, R"(+CEREG: 1,"1A2D","01C5")", 7}, // not told: as it was
+    };
+    for (const auto& [domain, line, technology] : lines) {
+        hear(data, domain, line);
+        EXPECT_EQ(data.nw_reg.rat, technology) << line;
+    }
 }
 
 TEST(ModemDataTest, AShortFormKeepsThePlaceAndAnEmptyOneClearsIt)

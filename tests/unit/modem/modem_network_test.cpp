@@ -249,6 +249,7 @@ TEST_F(Network, ABurstOfReportsIsTakenInOrder)
     run_until(State::CONNECTED);
     for (const char* line :
          {"+CREG: 1,\"00FF\",\"0000ABCD\",2", "+CREG: 5", "+CGREG: 5,\"00FE\",\"0000ABCE\",2,3", "+UREG: 5",
+          "+CREG: 2,2,\"1A2B\",\"01C3D4E5\",2", "+UREG: 1,3", // answers that came too late
           "+CIEV: 2,4", "+CIEV: 9,1", "+CGEV: ME DETACH", "+XYZ: 1"}) {
         module.urc(line);
     }
@@ -258,5 +259,7 @@ TEST_F(Network, ABurstOfReportsIsTakenInOrder)
     EXPECT_EQ(published().signal_quality(), 4);
     EXPECT_EQ(log.count("Unhandled CIEV URC: 9,1"), 1U);
     EXPECT_EQ(log.count("NW registration status: ROAMING (5)"), 1U);
+    EXPECT_EQ(log.count("NW registration status: "), 2U);
     EXPECT_EQ(log.count("Ext PS registration: 5 = HSUPA"), 1U);
+    EXPECT_EQ(log.count("Ext PS registration: "), 1U);
 }

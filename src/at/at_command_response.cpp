@@ -4,23 +4,6 @@
 #include "at/name_characters.hpp"
 
 #include <cstdio>
-#include <vector>
-
-namespace {
-
-__attribute__((format(scanf, 2, 0))) int scan(const std::string& text, const char* format,
-                                              std::va_list arguments)
-{
-    std::va_list copy; // the caller's list serves several scans
-    va_copy(copy, arguments);
-    // The analyzer does not follow va_copy from a parameter.
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-    const int converted = std::vsscanf(text.c_str(), format, copy);
-    va_end(copy);
-    return converted;
-}
-
-} // namespace
 
 AtCommandResponse::AtCommandResponse(Type kind, const std::string& text, const std::string& final_line)
     : type(kind), result(final_line)
@@ -65,27 +48,7 @@ bool AtCommandResponse::parse(const char* format, ...) const
 
 bool AtCommandResponse::vparse(const char* format, std::va_list arguments) const
 {
-    return scan(value, format, arguments) >= 1;
-}
-
-bool AtCommandResponse::vparse_payload(const std::string& wanted, const char* format,
-                                       std::va_list arguments) const
-{
-    const auto found = at::pieces_of(message, wanted);
-    if (found.empty()) {
-        return vparse(format, arguments);
-    }
-    const std::string* best = nullptr;
-    int most = 0;
-    for (const auto& piece : found) {
-        const int converted = scan(piece, format, arguments);
-        if (converted >= 1 && converted >= most) {
-            most = converted;
-            best = &piece;
-        }
-    }
-    // Shorter pieces have written into the caller's values too; the chosen one has the last word.
-    return best != nullptr && scan(*best, format, arguments) >= 1;
+    return std::vsscanf(value.c_str(), format, arguments) >= 1;
 }
 
 bool AtCommandResponse::operator==(const std::string& text) const

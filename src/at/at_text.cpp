@@ -1,8 +1,10 @@
 #include "at/at_text.hpp"
 
+#include "at/fields.hpp"
+
+#include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
 
 namespace at {
 namespace {
@@ -53,19 +55,21 @@ void mask_bare_digits(std::string& text, std::size_t from)
 
 } // namespace
 
-std::string last_number(std::string_view text, std::size_t shortest)
+std::string last_identity(std::string_view text, Digits digits)
 {
     std::string found;
-    std::string run;
+    std::string word;
     for (const char c : std::string(text) + ' ') {
-        if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
-            run += c;
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+            word += c;
             continue;
         }
-        if (run.size() >= shortest) {
-            found = c == 'F' || c == 'f' ? run + c : run;
+        word.erase(word.find_last_not_of("Ff") + 1);
+        if (word.size() >= digits.least && word.size() <= digits.most &&
+            word.find_first_not_of("0123456789") == std::string::npos) {
+            found = word;
         }
-        run.clear();
+        word.clear();
     }
     return found;
 }
@@ -105,15 +109,13 @@ namespace utils {
 
 std::map<int, bool> extract_cid_from_cgact(const std::string& response)
 {
-    constexpr std::string_view PREFIX = "+CGACT:"; // %d skips the blank, which some firmware leaves out
     std::map<int, bool> contexts;
-    for (std::size_t pos = response.find(PREFIX); pos != std::string::npos;
-         pos = response.find(PREFIX, pos + PREFIX.size())) {
-        int cid = 0;
-        int state = 0;
-        // NOLINTNEXTLINE(cert-err34-c): two small integers; what does not fit is a context nobody asks for
-        if (std::sscanf(response.c_str() + pos + PREFIX.size(), "%d,%d", &cid, &state) == 2) {
-            contexts[cid] = state != 0;
+    for (const auto& line : at::pieces_of(response, "+CGACT")) {
+        const at::Fields fields(line);
+        const auto cid = fields[0].decimal();
+        const auto state = fields[1].decimal();
+        if (cid && state) {
+            contexts[*cid] = *state != 0;
         }
     }
     return contexts;

@@ -8,9 +8,16 @@
 /// What is known of the texts of commands and answers, apart from executing them. Pure; any thread.
 namespace at {
 
-/// The last run of at least `shortest` digits; an ICCID's pad nibble F may end it. Empty when there is none.
-/// Passes over an echoed command, or the rest of another answer, in front.
-std::string last_number(std::string_view text, std::size_t shortest);
+/// How many digits an identity has.
+struct Digits {
+    std::size_t least;
+    std::size_t most;
+};
+
+/// The last word, letters and digits in a row, that is an identity: so many digits and nothing else. The pad
+/// nibbles F that fill an ICCID's last byte may follow and are taken off. Empty when there is none. Passes
+/// over an echoed command, or the rest of another answer, in front.
+std::string last_identity(std::string_view text, Digits digits);
 
 /// A copy in which the PIN of "+CPIN=" and users and passwords of "+UAUTHREQ=" and "+UCGDFLT=" are "***".
 std::string mask_secrets(std::string_view text);

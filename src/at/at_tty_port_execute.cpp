@@ -1,10 +1,12 @@
 #include "at/at_exchange.hpp"
 #include "at/at_tty_port.hpp"
+#include "at/fields.hpp"
 
 #include <ecu/kova/logging.hpp>
 
 #include <array>
 #include <cstdarg>
+#include <cstdio>
 #include <utility>
 
 namespace {
@@ -16,6 +18,42 @@ const auto& port_log = ecu::kova::logging::module("celld.atport");
 constexpr const char* NOT_RUNNING = "Port is no longer reading or writing";
 constexpr const char* INTERRUPTED = AtError::INTERRUPTED;
 constexpr std::size_t WORD_ROOM = 1024; // characters of a scanned word; the format below says the same number
+
+__attribute__((format(scanf, 2, 0))) int scan(const std::string& text, const char* format,
+                                              std::va_list arguments)
+{
+    std::va_list copy; // the caller's list serves several scans
+    va_copy(copy, arguments);
+    // The analyzer does not follow va_copy from a parameter.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
+    const int converted = std::vsscanf(text.c_str(), format, copy);
+    va_end(copy);
+    return converted;
+}
+
+/// Over the piece behind the command's prefix that fills most of the format, the last such: a report of the
+/// same prefix before or behind the answer is so told from the answer. Over the whole value when no piece has
+/// the prefix.
+__attribute__((format(scanf, 3, 0))) bool scan_answer(const AtCommandResponse& response,
+                                                      const std::string& prefix, const char* format,
+                                                      std::va_list arguments)
+{
+    const auto pieces = at::pieces_of(response.complete_message(), prefix);
+    if (pieces.empty()) {
+        return response.vparse(format, arguments);
+    }
+    const std::string* best = &pieces.front();
+    int most = 0;
+    for (const auto& piece : pieces) {
+        const int converted = scan(piece, format, arguments);
+        if (converted >= most) {
+            most = converted;
+            best = &piece;
+        }
+    }
+    // Shorter pieces have written into the caller's values too; the chosen one has the last word.
+    return scan(*best, format, arguments) >= 1;
+}
 
 Result failure(AtErrorCode code, const std::string& text)
 {
@@ -115,7 +153,7 @@ Result AtTtyPort::execute(const AtCommand& command, const char* format, ...)
     const auto& response = result.unwrap();
     std::va_list arguments;
     va_start(arguments, format);
-    const bool scanned = response.vparse_payload(command.prefix(), format, arguments);
+    const bool scanned = scan_answer(response, command.prefix(), format, arguments);
     va_end(arguments);
     if (!scanned) {
         return Result::err(AtError{AtErrorCode::ParseError, response.prefix + ": " + response.value,

@@ -16,7 +16,7 @@ using S = ModemState;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr std::size_t MIN_IMEI_LENGTH = 14;     // 3GPP TS 23.003, 6.2: 14 digits and a check digit
+constexpr at::Digits IMEI{14, 16};              // 3GPP TS 23.003, 6.2: with check digit or software version
 constexpr std::size_t MAX_IDENTITY_LENGTH = 64; // model, manufacturer; more is garbage
 
 /// The answer's text without an echo of the command, fit for a message and a log line.
@@ -101,7 +101,7 @@ bool ModuleSetup::identify()
     }
     const auto imei = port_->execute(AtCommand("+CGSN"));
     if (imei.is_ok()) {
-        module.imei = at::last_number(imei.unwrap().complete_message(), MIN_IMEI_LENGTH);
+        module.imei = at::last_identity(imei.unwrap().complete_message(), IMEI);
     }
     LOG.notice("Module: '", module.manu, "' '", module.model, "' IMEI '", module.imei, "'");
     return true;

@@ -1,9 +1,10 @@
 #include "sim/sim_handler.hpp"
 
+#include "at/fields.hpp"
+
 #include <ecu/kova/logging.hpp>
 
 #include <cassert>
-#include <cstdio>
 
 using namespace std::chrono_literals;
 
@@ -84,16 +85,11 @@ std::optional<bool> SimHandler::read_detection_pin() const
         return std::nullopt;
     }
     // +UGPIOR: <gpio_id>,<gpio_val>
-    int value = -1;
     const auto& response = answer.unwrap();
-    const std::string line = response.complete_message().find("+UGPIOR:") != std::string::npos
-                                 ? response.payload("+UGPIOR")
-                                 : response.payload("+UGPIO");
-    // NOLINTNEXTLINE(cert-err34-c): anything but a clean 1 is "no card"
-    if (std::sscanf(line.c_str(), "%*d, %d", &value) != 1) {
-        return std::nullopt;
-    }
-    return value == 1;
+    const bool own_name = response.complete_message().find("+UGPIOR:") != std::string::npos;
+    const at::Fields fields(response, own_name ? "+UGPIOR" : "+UGPIO");
+    const auto value = fields[1].decimal();
+    return value ? std::optional(*value == 1) : std::nullopt;
 }
 
 void SimHandler::set_current(defs::SimType type)

@@ -1,10 +1,9 @@
 #include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "bus/publish.hpp"
 #include "sim/sim_handler.hpp"
 
 #include <ecu/kova/logging.hpp>
-
-#include <cstdio>
 
 using namespace std::chrono_literals;
 
@@ -18,8 +17,8 @@ constexpr int LAST_PIN_ATTEMPT = 1;                     // left to a person: the
 constexpr const char* WRONG_PIN = "incorrect password"; // 3GPP TS 27.007, 9.2.1, code 16
 constexpr int IDENTITY_TRIES = 3;                       // a card is busy for a moment after its PIN
 constexpr auto IDENTITY_PAUSE = 1s;
-constexpr std::size_t MIN_ICCID_LENGTH = 18; // ITU-T E.118: 19 or 20 digits, fewer on old cards
-constexpr std::size_t MIN_IMSI_LENGTH = 10;  // ITU-T E.212: 15 digits at most
+constexpr at::Digits ICCID{18, 20}; // ITU-T E.118: 19 or 20, fewer on old cards
+constexpr at::Digits IMSI{10, 15};  // ITU-T E.212
 
 } // namespace
 
@@ -156,11 +155,11 @@ SimHandler::PinEntry SimHandler::ask_pin_attempts()
     int pin2 = -1;
     int puk = -1;
     int puk2 = -1;
-    // NOLINTNEXTLINE(cert-err34-c): a number that does not fit leaves the count unknown or absurd; both enter
-    // no PIN
-    if (std::sscanf(answer.unwrap().payload("+UPINCNT").c_str(), "%d,%d,%d,%d", &pin, &pin2, &puk, &puk2) <
-            1 ||
-        pin < 0) {
+    const at::Fields counts(answer.unwrap(), "+UPINCNT");
+    counts.read(1, pin2);
+    counts.read(2, puk);
+    counts.read(3, puk2);
+    if (!counts.read(0, pin) || pin < 0) {
         LOG.error("unable to extract pin count from +UPINCNT result");
         ++error_counter_;
         return PinEntry::FAILED;
@@ -219,9 +218,8 @@ void SimHandler::read_identity()
     for (int attempt = 1; attempt <= IDENTITY_TRIES; ++attempt) {
         const auto ccid = port_->execute(AtCommand("+CCID"));
         const auto cimi = port_->execute(AtCommand("+CIMI"));
-        record.iccid =
-            ccid.is_ok() ? at::last_number(ccid.unwrap().complete_message(), MIN_ICCID_LENGTH) : "";
-        record.imsi = cimi.is_ok() ? at::last_number(cimi.unwrap().complete_message(), MIN_IMSI_LENGTH) : "";
+        record.iccid = ccid.is_ok() ? at::last_identity(ccid.unwrap().complete_message(), ICCID) : "";
+        record.imsi = cimi.is_ok() ? at::last_identity(cimi.unwrap().complete_message(), IMSI) : "";
         if (!record.iccid.empty() && !record.imsi.empty()) {
             break;
         }

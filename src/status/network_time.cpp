@@ -1,7 +1,10 @@
 #include "status/network_time.hpp"
 
-#include <cstdio>
+#include <algorithm>
+#include <charconv>
 #include <ctime>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -11,6 +14,40 @@ constexpr int TM_BASE_YEAR = 1900;
 constexpr int FIRST_CREDIBLE_YEAR = 2015;
 constexpr int QUARTERS_PER_HOUR = 4;
 constexpr std::int64_t US_PER_S = 1'000'000;
+
+struct Reading {
+    std::tm time{}; ///< as it stands there: neither month nor year as tm counts them
+    char sign = '+';
+    int quarters = 0;
+};
+
+/// yy/MM/dd,hh:mm:ss±zz, quoted or not. What is behind it does not matter.
+std::optional<Reading> read(std::string_view text)
+{
+    Reading reading;
+    auto& time = reading.time;
+    const std::pair<int*, std::string_view> items[] = {
+        {&time.tm_year, "/"}, {&time.tm_mon, "/"},  {&time.tm_mday, ","},    {&time.tm_hour, ":"},
+        {&time.tm_min, ":"},  {&time.tm_sec, "+-"}, {&reading.quarters, ""},
+    };
+    for (const auto& [number, separators] : items) {
+        text.remove_prefix(std::min(text.find_first_not_of("\" "), text.size()));
+        const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
+        if (error != std::errc{}) {
+            return std::nullopt;
+        }
+        text.remove_prefix(static_cast<std::size_t>(stop - text.data()));
+        if (separators.empty()) {
+            break;
+        }
+        if (text.empty() || separators.find(text[0]) == std::string_view::npos) {
+            return std::nullopt;
+        }
+        reading.sign = text[0];
+        text.remove_prefix(1);
+    }
+    return reading;
+}
 
 bool in_range(const std::tm& time, int quarters)
 {
@@ -23,18 +60,11 @@ bool in_range(const std::tm& time, int quarters)
 
 std::optional<std::int64_t> parse_network_time_us(const std::string& value)
 {
-    const std::size_t begin = value.find_first_not_of("\" ");
-    if (begin == std::string::npos) {
+    const auto reading = read(value);
+    if (!reading) {
         return std::nullopt;
     }
-    std::tm time{};
-    char sign = '+';
-    int quarters = 0;
-    // NOLINTNEXTLINE(cert-err34-c): what does not fit is out of range below
-    if (std::sscanf(value.c_str() + begin, "%d/%d/%d,%d:%d:%d%c%d", &time.tm_year, &time.tm_mon,
-                    &time.tm_mday, &time.tm_hour, &time.tm_min, &time.tm_sec, &sign, &quarters) != 8) {
-        return std::nullopt;
-    }
+    auto [time, sign, quarters] = *reading;
     time.tm_mon -= 1;
     if (!in_range(time, quarters) || time.tm_year >= CENTURY) {
         return std::nullopt;

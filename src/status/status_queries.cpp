@@ -37,17 +37,11 @@ std::optional<std::string> query_operator_text(AtTtyPort& port, int type)
                   "'): ", to_log_text(answer.unwrapErr()));
         return std::nullopt;
     }
-    const std::string line = answer.unwrap().payload("+UDOPN");
-    const std::size_t comma = line.find(',');
-    if (comma == std::string::npos) {
+    const at::Fields fields(answer.unwrap(), "+UDOPN");
+    if (fields.size() < 2) {
         return std::nullopt;
     }
-    std::string text = line.substr(comma + 1, MAX_OPERATOR_NAME);
-    const std::size_t open = text.find('"');
-    if (open != std::string::npos) {
-        text.erase(0, open + 1);
-        text.erase(std::min(text.find('"'), text.size()));
-    }
+    std::string text = fields[1].text.substr(0, MAX_OPERATOR_NAME);
     utils::trim(text);
     return utils::to_valid_utf8(text);
 }

@@ -1,6 +1,7 @@
 #include "at/at_command.hpp"
 #include "at/at_parser.hpp"
 #include "at/at_text.hpp"
+#include "at/fields.hpp"
 #include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
@@ -24,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (auto& response : parser.take_responses()) {
         int number = 0;
         static_cast<void>(response.parse("%d", &number));
-        static_cast<void>(response.payload("+CREG"));
+        static_cast<void>(at::Fields(response, "+CREG").read(1, number));
         static_cast<void>(at::mask_secrets(utils::to_valid_utf8(response.message)));
         static_cast<void>(utils::extract_cid_from_cgact(response.message));
     }

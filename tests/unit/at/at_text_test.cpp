@@ -7,7 +7,9 @@ TEST(AtText, FindsContextsHoweverTheirLinesAreJoined)
     using Contexts = std::map<int, bool>;
     EXPECT_EQ(utils::extract_cid_from_cgact("+CGACT: 1,1+CGACT: 4,0"), (Contexts{{1, true}, {4, false}}));
     EXPECT_EQ(utils::extract_cid_from_cgact("+CGACT:1,1"), (Contexts{{1, true}}));
-    EXPECT_EQ(utils::extract_cid_from_cgact("1,1+CGACT: x+CGACT: 2,1"), (Contexts{{2, true}}));
+    EXPECT_EQ(
+        utils::extract_cid_from_cgact("1,1+CGACT: x+CGACT: 2,1+CGACT: 3,+CGACT:04,02+CGACT: 99999999999,1"),
+        (Contexts{{2, true}, {4, true}}));
     EXPECT_TRUE(utils::extract_cid_from_cgact("nothing of the kind").empty());
 }
 

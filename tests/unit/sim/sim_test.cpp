@@ -8,6 +8,8 @@
 #include <ecu/kova/rt/signal_adapter.hpp>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using defs::SimType;
 namespace bus = ecu::kova::com::in_process;
 
@@ -102,8 +104,13 @@ TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
         bool locked;
         int errors;
     };
-    for (const auto& c : {Case{"+UPINCNT: 1,3,10,10", true, 0}, Case{"+UPINCNT: 0,3,10,10", true, 0},
-                          Case{"+UPINCNT: ", false, 1}, Case{"+UPINCNT: -3,3", false, 1}}) {
+    const Case cases[] = {
+        {"+UPINCNT: 1,3,10,10", true, 0}, {"+UPINCNT: 0,3,10,10", true, 0},
+        {"+UPINCNT:001,3", true, 0},      {"+UPINCNT: x,3,10,10", false, 1},
+        {"+UPINCNT: -3,3", false, 1},     {"+UPINCNT: 99999999999,3", false, 1},
+        {"+UPINCNT: ", false, 1},
+    };
+    for (const auto& c : cases) {
         port->answers("+UPINCNT", c.attempts);
         handler.clear_errors();
         EXPECT_FALSE(handler.sim_ready()) << c.attempts;
@@ -240,10 +247,21 @@ TEST_F(Sim, AsksThreeTimesForTheHolderBeforeItCountsAsEmpty)
         }
     });
     EXPECT_TRUE(handler.is_external_simcard_present());
-    port->answers("+UGPIOR=42", "+UGPIOR: 42,0");
-    port->forget();
-    EXPECT_FALSE(handler.is_external_simcard_present());
-    EXPECT_EQ(port->count("+UGPIOR=42"), 1U); // that was an answer
+    const std::tuple<const char*, bool, std::size_t> answers[] = {
+        {"+UGPIOR: 42,0", false, 1},
+        {"+UGPIO: 042,001", true, 1},
+        {"+UGPIOR:42, \"1\"", true, 1},
+        {"+UGPIOR: 42,2", false, 1},
+        {"+UGPIOR: 42,1x", false, 3},
+        {"+UGPIOR: 42", false, 3},
+        {"", false, 3}, // these were none
+    };
+    for (const auto& [answer, present, asked] : answers) {
+        port->forget();
+        port->answers("+UGPIOR=42", answer);
+        EXPECT_EQ(handler.is_external_simcard_present(), present) << answer;
+        EXPECT_EQ(port->count("+UGPIOR=42"), asked) << answer;
+    }
 }
 
 TEST_F(Sim, SaysOnceThatNoSimIsLeft)
@@ -256,15 +274,34 @@ TEST_F(Sim, SaysOnceThatNoSimIsLeft)
     EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, "Internal (esim, embedded sim) is disabled"));
 }
 
-TEST_F(Sim, ReadsAnIdentityBehindAnEcho)
+TEST_F(Sim, ReadsAnIdentityThatIsOneAndNothingElse)
 {
-    select(SimType::INTERNAL);
     port->answers("+CPIN?", "+CPIN: READY");
-    port->answers("+CCID", "AT+CCID\r+CCID: 894901001000000001F");
-    port->answers("+CIMI", "AT+CIMI\r001010000000001");
-    EXPECT_TRUE(handler.sim_ready());
-    EXPECT_EQ(data.sim.internal.iccid, "894901001000000001F");
-    EXPECT_EQ(data.sim.internal.imsi, "001010000000001");
+    struct {
+        const char* ccid;
+        const char* iccid;
+        const char* cimi;
+        const char* imsi;
+    } const cards[] = {
+        {"AT+CCID\r+CCID: 894901001000000001F", "894901001000000001", "AT+CIMI\r001010000000001",
+         "001010000000001"},
+        {"+CCID:\"8949010010000000017f\"", "8949010010000000017", "0010100000", "0010100000"},
+        {"89490100100000000017", "89490100100000000017", "001010000", ""},
+        {"+CCID: 89490100100000000FF", "", "+CIMI: 0010100000000017", ""},
+        {"+CCID: 8949010010A00000017", "", "00101F000000001", ""},
+        {"+CCID: 894901001000000001FA", "", "001010000000001X", ""},
+        {"+CCID: 894901001000000000017", "", "", ""},
+    };
+    for (const auto& card : cards) {
+        SCOPED_TRACE(card.ccid);
+        select(SimType::INTERNAL);
+        port->answers("+CCID", card.ccid);
+        port->answers("+CIMI", card.cimi);
+        handler.card_removed();
+        EXPECT_TRUE(handler.sim_ready());
+        EXPECT_EQ(data.sim.internal.iccid, card.iccid);
+        EXPECT_EQ(data.sim.internal.imsi, card.imsi);
+    }
 }
 
 TEST_F(Sim, AFailedSelectionSelectsNothingAndIsTriedAgain)

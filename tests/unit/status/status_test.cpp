@@ -35,8 +35,10 @@ TEST(NetworkTime, TakesWholeHoursOffAndRefusesWhatIsNoTime)
     EXPECT_EQ(parse_network_time_us("24/05/01,13:00:00+04"), NOON_2024_05_01);
     EXPECT_EQ(parse_network_time_us("24/05/01,12:00:00+02"), NOON_2024_05_01); // half an hour is dropped
     EXPECT_EQ(parse_network_time_us("24/05/01,07:00:00-20"), NOON_2024_05_01);
-    for (const char* text : {"", "\"", "80/01/06,00:00:11+00", "04/01/01,00:00:00+00", "14/12/31,23:59:59+00",
-                             "24/13/01,12:00:00+00", "24/05/01,12:00", "99999999999/1/1,1:1:1+1"}) {
+    for (const char* text :
+         {"", "\"", "80/01/06,00:00:11+00", "04/01/01,00:00:00+00", "14/12/31,23:59:59+00",
+          "24/13/01,12:00:00+00", "24/05/01,12:00", "24/05/01,12:00:00", "24/05/01,12:00:00*00",
+          "24/05/01,12:00:00+", "24-05-01,12:00:00+00", "99999999999/1/1,1:1:1+1"}) {
         EXPECT_EQ(parse_network_time_us(text), std::nullopt) << text;
     }
 }

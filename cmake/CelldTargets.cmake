@@ -8,6 +8,14 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
     # False alarms on "text" + std::string under optimisation (GCC bug 105651).
     target_compile_options(celld_options INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Clang holds against std::vector<AtCommand> what at_command.hpp explains.
+    target_compile_options(celld_options INTERFACE -Wthread-safety -Wno-delete-non-abstract-non-virtual-dtor)
+endif()
+if(CELLD_FUZZ)
+    # Every library, or the fuzzer does not see which of their branches an input reaches.
+    target_compile_options(celld_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(CELLD_SANITIZE)
     target_compile_options(celld_options INTERFACE -fsanitize=${CELLD_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)

@@ -1,6 +1,6 @@
 #include "bus/message_adapter.hpp"
 
-#include <ecu/kova/logging.hpp>
+#include <ecu/kova/log_tap.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>
 
 #include <cstddef>

@@ -29,8 +29,7 @@ Pass CardPhase::step(ModemState now)
 Pass CardPhase::wait_for_sim()
 {
     if (!sim_.unlock_pin()) {
-        LOG.info("Waiting for SIM to be ready.");
-        return {false, PASS_PAUSE};
+        return not_ready();
     }
     const auto set_up = context_.set_up();
     if (!set_up.is_ok() && set_up.unwrapErr().is_interruption()) {
@@ -47,6 +46,18 @@ Pass CardPhase::wait_for_sim()
         machine_.change(S::REGISTERING);
     }
     return {};
+}
+
+Pass CardPhase::not_ready()
+{
+    if (sim_.unanswered() >= MAX_UNANSWERED) {
+        LOG.error("The module did not answer +CPIN? ", sim_.unanswered(),
+                  " times in a row, initiate modem reset.");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
+        return {};
+    }
+    LOG.info("Waiting for SIM to be ready.");
+    return {false, PASS_PAUSE};
 }
 
 Pass CardPhase::context_failed(const AtError& error)

@@ -12,6 +12,10 @@
 /// WAITING_FOR_SIM and CONFIGURED: the card becomes ready, and the data context is defined for it.
 class CardPhase final : public Phase {
 public:
+    /// A module that answers all but "+CPIN?" is reset after so many time-outs in a row, as one that answers
+    /// nothing is.
+    static constexpr int MAX_UNANSWERED = 11;
+
     CardPhase(StateMachine& machine, SimHandler& sim, DataContext& context, AtTtyPort& port,
               Escalation& escalation, Resets& resets, const RunAction& action);
 
@@ -19,6 +23,7 @@ public:
 
 private:
     Pass wait_for_sim();
+    Pass not_ready();
     Pass context_failed(const AtError& error);
 
     StateMachine& machine_;

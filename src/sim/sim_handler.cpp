@@ -95,6 +95,7 @@ std::optional<bool> SimHandler::read_detection_pin() const
 void SimHandler::set_current(defs::SimType type)
 {
     current_type_ = type;
+    unanswered_ = 0;
     data_->sim.active = type;
 }
 

@@ -60,6 +60,8 @@ public:
     defs::SimType current_type() const { return current_type_; }
     int error_counter() const { return error_counter_; }
     void clear_errors() { error_counter_ = 0; }
+    /// How often in a row "+CPIN?" got no answer at all, which is no error of the card.
+    int unanswered() const { return unanswered_; }
 
 private:
     enum class PinState { READY, PIN, PUK, OTHER_CODE, UNREADABLE };
@@ -97,6 +99,7 @@ private:
     /// An external selection fell back to the internal SIM for want of a card.
     bool forced_internal_ = false;
     int error_counter_ = 0;
+    int unanswered_ = 0; // since an answer, or a selection
     std::array<bool, 2> pin_refused_{}; // as wrong, by the card in each holder; by SIM type
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once

@@ -41,6 +41,8 @@ bool SimHandler::query_and_unlock()
 {
     static const AtCommand QUERY("+CPIN?");
     const auto answer = port_->execute(QUERY);
+    const bool silent = !answer.is_ok() && answer.unwrapErr().code == AtErrorCode::Timeout;
+    unanswered_ = silent ? unanswered_ + 1 : 0;
     if (!answer.is_ok()) {
         handle_cpin_failure(answer.unwrapErr());
         return false;

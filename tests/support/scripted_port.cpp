@@ -91,6 +91,11 @@ const Defaults TOBY{
     {"+UREG?", "+UREG: 1,7"},
 };
 
+Result given_up()
+{
+    return Result::err({AtErrorCode::PortClosed, AtError::INTERRUPTED, AtError::INTERRUPTED});
+}
+
 } // namespace
 
 ScriptedPort::ScriptedPort(ManualClock& clock, Family family)
@@ -127,24 +132,19 @@ Result ScriptedPort::execute(const AtCommand& command)
     if (!running_) {
         return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
     }
-    const auto interrupted = [&] { return interrupted_ && command.interruptible; };
-    const auto give_up = [] {
-        return Result::err({AtErrorCode::PortClosed, AtError::INTERRUPTED, AtError::INTERRUPTED});
-    };
-    if (interrupted()) {
-        return give_up();
+    if (interrupted_ && command.interruptible) {
+        return given_up();
     }
     if (mute_ && owes_ && command.interruptible) { // nothing is sent to a module that still owes an answer
-        if (!pass_in_silence(IN_STEP_LIMIT, command)) {
-            return give_up();
-        }
-        ++timeouts_;
-        return Result::err({AtErrorCode::Timeout, "", ""});
+        return unanswered(IN_STEP_LIMIT, command);
     }
     owes_ = mute_;
     sent_.push_back(command.command);
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
+    }
+    if (const auto fault = fault_ ? fault_(command.command) : std::nullopt) {
+        return suffer(*fault, command);
     }
     static const Answer SILENCE{"", "", true};
     const Answer* const answer = mute_ ? &SILENCE : find(command.command);
@@ -153,14 +153,42 @@ Result ScriptedPort::execute(const AtCommand& command)
         return Result::err({AtErrorCode::Error, "", "ERROR"});
     }
     if (answer->silent) {
-        if (!pass_in_silence(command.timeout, command)) {
-            return give_up();
-        }
-        ++timeouts_;
-        return Result::err({AtErrorCode::Timeout, "", ""});
+        return unanswered(command.timeout, command);
     }
     timeouts_ = 0;
     return AtCommand::exec_result(AtCommandResponse(answer->lines, answer->final_line));
+}
+
+Result ScriptedPort::suffer(Fault fault, const AtCommand& command)
+{
+    using namespace std::chrono_literals;
+    switch (fault) {
+    case Fault::UNANSWERED:
+        return unanswered(command.timeout, command);
+    case Fault::CRASH:
+        present(false);
+        clock_.at(5s, [this] { present(true); });
+        break;
+    case Fault::HANG_UP:
+        running_ = false;
+        break;
+    case Fault::REFUSED:
+        return AtCommand::exec_result(AtCommandResponse("", "+CME ERROR: unknown"));
+    case Fault::EMPTY:
+        return AtCommand::exec_result(AtCommandResponse("", "OK"));
+    case Fault::GARBAGE:
+        return AtCommand::exec_result(AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999", "OK"));
+    }
+    return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
+}
+
+Result ScriptedPort::unanswered(std::chrono::milliseconds silence, const AtCommand& command)
+{
+    if (!pass_in_silence(silence, command)) {
+        return given_up();
+    }
+    ++timeouts_;
+    return Result::err({AtErrorCode::Timeout, "", ""});
 }
 
 /// False when it was interrupted on the way.

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@
 class ScriptedPort final : public AtTtyPort {
 public:
     enum class Family { SARA, TOBY };
+    /// What may become of one command.
+    enum class Fault { REFUSED, UNANSWERED, EMPTY, GARBAGE, HANG_UP, CRASH };
 
     ScriptedPort(ManualClock& clock, Family family);
 
@@ -42,6 +45,11 @@ public:
     {
         actions_[command] = std::move(action);
     }
+    /// Asked with every command that is sent.
+    void faults(std::function<std::optional<Fault>(const std::string& command)> choose)
+    {
+        fault_ = std::move(choose);
+    }
     void urc(const std::string& line);
 
     /// The port is there and says nothing, whatever it is asked.
@@ -66,12 +74,15 @@ private:
         bool silent = false;
     };
 
+    Result suffer(Fault fault, const AtCommand& command);
+    Result unanswered(std::chrono::milliseconds silence, const AtCommand& command);
     bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
     const Answer* find(const std::string& command) const;
 
     ManualClock& clock_;
     std::map<std::string, Answer> answers_;
     std::map<std::string, std::function<void()>> actions_;
+    std::function<std::optional<Fault>(const std::string&)> fault_;
     std::vector<std::string> sent_;
     IPortObserver* observer_ = nullptr;
     std::atomic<bool> present_{true}; // asked by the waiting thread too

@@ -51,6 +51,22 @@ TEST_F(Circles, APortLostFiveTimesWithoutAConnectionResetsTheModule)
     EXPECT_EQ(resets(), 2U);
 }
 
+TEST_F(Circles, AModuleThatAnswersAllButTheCardsQuestionIsReset)
+{
+    for (std::size_t round = 1; round <= 2; ++round) {
+        module.is_silent("+CPIN?");
+        while (resets() < round && module.count("+CPIN?") < 100) {
+            step();
+        }
+        EXPECT_EQ(reason(), pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
+        EXPECT_EQ(module.count("+CPIN?"), 11U);
+        module.answers("+CPIN?", "+CPIN: READY");
+        run_until(State::CONNECTED);
+        module.forget();
+        module.loop_ended(); // the set-up is done anew
+    }
+}
+
 TEST_F(Circles, APortLostInABackOffCountsOnce)
 {
     context(false);

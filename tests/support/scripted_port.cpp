@@ -75,7 +75,9 @@ const Defaults TOBY{
     {"+UGPIOC?", "+UGPIOC:22,060,1"},
     {"+UGPIOC=60,1", ""},
     {"+URAT?", "+URAT: 4,3,2"},
+    {"+URAT=4,3", ""},
     {"+UIPCONF?", R"(+UIPCONF: "192.168.234.1","255.255.255.0","192.168.234.100","192.168.234.100")"},
+    {R"(+UIPCONF="192.168.234.1","255.255.255.0","192.168.234.100","192.168.234.100",)", ""},
     {"+CEREG=3", ""},
     {"+UGPIOC=22,0,0", ""},
     {"+UGPIOC=22,0,1", ""},
@@ -148,6 +150,9 @@ Result ScriptedPort::execute(const AtCommand& command)
     }
     static const Answer SILENCE{"", "", true};
     const Answer* const answer = mute_ ? &SILENCE : find(command.command);
+    if (answer == nullptr && refuses_unknown) {
+        return AtCommand::exec_result(AtCommandResponse("", "ERROR"));
+    }
     if (answer == nullptr) {
         ADD_FAILURE() << "nobody knows what to answer to AT" << command.command;
         return Result::err({AtErrorCode::Error, "", "ERROR"});

@@ -60,6 +60,7 @@ public:
     void loop_ended() { running_ = false; }
 
     bool write_error = false;
+    bool refuses_unknown = false; ///< as a module does, in place of failing the test
 
     /// How often it was sent since `forget`.
     std::size_t count(const std::string& command) const;

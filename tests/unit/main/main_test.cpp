@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <getopt.h>
+#include <map>
 #include <regex>
 #include <sys/stat.h>
 
@@ -54,6 +55,12 @@ TEST(CommandLine, TakesTheLastWordAndKnowsItsActions)
     EXPECT_EQ(options.loglevel, "DEBUG");
     EXPECT_EQ(action_of(options.action), Modem::RunAction::CONNECT);
     EXPECT_EQ(action_of("whatever"), Modem::RunAction::RUN);
+    EXPECT_FALSE(options.log_to_stdout);
+    ASSERT_TRUE(parse({"-L"}, options));
+    EXPECT_TRUE(options.log_to_stdout);
+    EXPECT_EQ(logging::get_log_mode(), logging::LogMode::STDOUT);
+    logging::set_log_mode(logging::LogMode::SYSLOG);
+    EXPECT_EXIT(parse({"-v"}, options), ::testing::ExitedWithCode(0), "");
     EXPECT_FALSE(parse({"--help"}, options));
     EXPECT_FALSE(parse({"--nonsense"}, options));
 }
@@ -139,7 +146,7 @@ TEST(Slips, EachIsToldOnceWithTheNearestKnownWord)
 }
 
 /// The lists of what is known stand apart from where it is read: they must not stay behind.
-TEST(Slips, WhatTheSampleAndTheSourcesHoldIsKnown)
+TEST(Slips, TheSampleShowsTheDefaultsAndNothingInItOrInTheSourcesIsUnknown)
 {
     const std::filesystem::path tree = CELLD_SOURCE_DIR;
     std::ifstream sample(tree / "packaging/celld.conf.sample");
@@ -147,6 +154,20 @@ TEST(Slips, WhatTheSampleAndTheSourcesHoldIsKnown)
     for (std::string line; std::getline(sample, line);) {
         keys << (std::regex_search(line, std::regex("^#[a-z_.]+ =")) ? line.substr(1) : "#") << '\n';
     }
+    ecu::kova::config::Configuration configuration;
+    ecu::kova::config::set_config_from_input(configuration, keys, "sample");
+    EXPECT_GT(configuration.keys().size(), 25U);
+
+    // The values shown there are the defaults; these have theirs where they are read.
+    const std::set<std::string> elsewhere{
+        "host", "port", "logmode", "loglevel", "logmodules", "bus.cafile", "modem_restart_timeout"};
+    ecu::kova::config::Configuration defaults;
+    register_defaults(defaults);
+    EXPECT_EQ(defaults.get("routermode"), "false"); // of no effect, and not in the sample
+    for (const auto& key : configuration.keys()) {
+        EXPECT_EQ(defaults.get(key), elsewhere.count(key) == 0 ? configuration.get(key) : "") << key;
+    }
+
     std::set<std::string> modules;
     for (const char* folder : {"src", "platform/src"}) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(tree / folder)) {
@@ -159,9 +180,6 @@ TEST(Slips, WhatTheSampleAndTheSourcesHoldIsKnown)
         }
     }
     EXPECT_GT(modules.size(), 20U);
-    ecu::kova::config::Configuration configuration;
-    ecu::kova::config::set_config_from_input(configuration, keys, "sample");
-    EXPECT_GT(configuration.keys().size(), 25U);
     std::string all;
     for (const auto& module : modules) {
         all += module + ',';
@@ -219,12 +237,25 @@ TEST(InstanceLock, IsDoneWithoutWhereNoneCanBeMade)
 
 TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)
 {
-    LogCapture log;
+    LogCapture log(logging::Level::NOTICE);
     ecu::kova::config::Configuration configuration;
+    CommandLineOptions options;
+    configuration.set("logmodules", "celld.modem, celld.sim");
+    for (const auto& [word, mode] : std::map<std::string, logging::LogMode>{
+             {"stdout", logging::LogMode::STDOUT},
+             {"stderr", logging::LogMode::STDERR},
+             {"syslog", logging::LogMode::SYSLOG},
+         }) {
+        configuration.set("logmode", word);
+        set_up_logging(configuration, options);
+        EXPECT_EQ(logging::get_log_mode(), mode) << word;
+    }
+    configuration.set("loglevel", "DEBUG");
+    set_up_logging(configuration, options);
+    EXPECT_TRUE(logging::module("celld.sim").wants(logging::Level::DEBUG));
+    EXPECT_FALSE(logging::module("celld.atport").wants(logging::Level::DEBUG));
     configuration.set("logmodules", "celld.modem,all,celld.sim");
     configuration.set("logmode", "printer");
-    configuration.set("loglevel", "DEBUG");
-    CommandLineOptions options;
     set_up_logging(configuration, options);
     EXPECT_EQ(log.count("logmode from config 'printer' not recognized"), 1U);
     EXPECT_EQ(logging::get_log_level(), logging::Level::DEBUG);

@@ -51,6 +51,10 @@ TEST(ConfigurationFile, AFaultNamesTheFileAndTheLine)
     EXPECT_EQ(fault_of("a = 1\n = 2"), "celld.conf: line 2: no key in front of '='");
     EXPECT_EQ(fault_of("a = 1\nb = " + std::string(70'000, 'x') + "\n"),
               "celld.conf: line 2: the line is too long");
+    std::istringstream broken;
+    broken.setstate(std::ios::badbit); // a device that fails
+    Configuration nothing;
+    EXPECT_THROW(set_config_from_input(nothing, broken, "celld.conf"), ConfigurationError);
     std::string endless;
     for (int line = 0; line < 20'000; ++line) {
         endless += "a = 1\n";

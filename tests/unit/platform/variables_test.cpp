@@ -95,6 +95,7 @@ TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
                                    std::string(value) + "\r\n4294967296 = 5\r\n");
         const auto entry = parameters->get(8231);
         ASSERT_TRUE(entry) << value;
+        EXPECT_EQ(entry->id(), 8231U);
         EXPECT_EQ(entry->text(), text) << value;
         EXPECT_EQ(entry->has_number() ? std::optional(entry->number()) : std::nullopt, number) << value;
     }

@@ -16,7 +16,7 @@ TEST(Strings, ReplaceGoesOnBehindWhatItInserted)
 
 TEST(Strings, SplitsIntoASortedSet)
 {
-    EXPECT_EQ(utils::split_as("celld.modem, all,celld.sim,,all", ','),
+    EXPECT_EQ(utils::split_as(" celld.modem , all,celld.sim,,all", ','),
               (std::set<std::string>{"all", "celld.modem", "celld.sim"}));
 }
 
@@ -25,8 +25,10 @@ TEST(Strings, MakesValidUtf8OfAnything)
     EXPECT_EQ(utils::to_valid_utf8("Telefónica €"), "Telefónica €");
     EXPECT_EQ(utils::to_valid_utf8("a\r\nb"), "a  b");
     EXPECT_EQ(utils::to_valid_utf8("\xff\xc3"), "\xef\xbf\xbd\xef\xbf\xbd");
-    EXPECT_EQ(utils::to_valid_utf8("\xc0\xaf"), "\xef\xbf\xbd\xef\xbf\xbd");      // overlong
-    EXPECT_EQ(utils::to_valid_utf8("\xed\xa0\x80").substr(0, 3), "\xef\xbf\xbd"); // surrogate
+    EXPECT_EQ(utils::to_valid_utf8("\x80"), "\xef\xbf\xbd");                          // no lead
+    EXPECT_EQ(utils::to_valid_utf8("\xf5\x80\x80\x80").substr(0, 3), "\xef\xbf\xbd"); // above U+10FFFF
+    EXPECT_EQ(utils::to_valid_utf8("\xc0\xaf"), "\xef\xbf\xbd\xef\xbf\xbd");          // overlong
+    EXPECT_EQ(utils::to_valid_utf8("\xed\xa0\x80").substr(0, 3), "\xef\xbf\xbd");     // surrogate
     EXPECT_EQ(utils::to_valid_utf8("\xf0\x9f\x9a\x97"), "\xf0\x9f\x9a\x97");
 }
 

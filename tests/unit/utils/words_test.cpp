@@ -22,6 +22,7 @@ TEST(Words, TheNearestIsWhatWasMeantOrNothing)
         {"most", "host"},
         {"nlient_nmme_", "client_name"}, // a third of the letters is the most
         {"nlient_nmmexyz", std::nullopt},
+        {"ient_nmmx", std::nullopt}, // what is left out in front counts
         {"broker", std::nullopt},
         {"", std::nullopt},
     };

@@ -14,9 +14,8 @@ struct AtTtyPort::Exchange {
     /// A marker may be written while earlier commands have no final line yet: its own line tells its answer
     /// apart.
     bool is_marker = false;
-    bool gives_up_older = false; ///< what was written before it is not waited for any more
-    const AtCommand command;     ///< a copy without the tail of `parameters()`, which is in `line`
-    const std::string line;      ///< the bytes for the port
+    const AtCommand command; ///< a copy without the tail of `parameters()`, which is in `line`
+    const std::string line;  ///< the bytes for the port
     bool written = false;
     bool interrupted = false; ///< by `stop`: there will be no answer
     std::optional<AtCommandResponse> answer;

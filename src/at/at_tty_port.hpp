@@ -109,7 +109,7 @@ private:
     void send();
     void write(const std::shared_ptr<Exchange>& exchange);
     void take_final(AtCommandResponse&& response);
-    bool is_of_a_lost_command(const Exchange& exchange, const AtCommandResponse& response) const;
+    static bool is_of_another(const Exchange& exchange, const AtCommandResponse& response);
     void complete(AtCommandResponse&& response);
     void release_command();
     void give_up_command();
@@ -159,7 +159,6 @@ private:
     std::shared_ptr<Exchange> current_; // the one in flight; emptied when it has its answer or is given up
     std::deque<std::shared_ptr<Exchange>>
         unanswered_;           // written, without a final line; oldest first, as parser_ has them
-    int lost_ = 0;             // given up as never to be answered; their answers may come all the same
     std::uint64_t heard_ = 0;  // reads that brought something
     std::uint64_t finals_ = 0; // final lines among it
     std::size_t strays_ = 0;   // final lines that belong to no command

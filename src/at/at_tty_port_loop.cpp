@@ -148,11 +148,11 @@ void AtTtyPort::take_final(AtCommandResponse&& response)
     const auto oldest = unanswered_.front();
     unanswered_.pop_front();
     if (response.result.empty()) {
-        ++lost_;
+        port_log.debug("'", oldest->command.text_for_log(), "' will not be answered any more");
     } else if (oldest != current_) {
         port_log.debug("Late answer of '", oldest->command.text_for_log(), "' dropped");
-    } else if (is_of_a_lost_command(*oldest, response)) {
-        --lost_;
+    } else if (is_of_another(*oldest, response)) {
+        ++strays_;
         unanswered_.push_front(oldest);
         parser_.active_command(oldest->command);
     } else {
@@ -160,13 +160,12 @@ void AtTtyPort::take_final(AtCommandResponse&& response)
     }
 }
 
-// A query is answered by its own line, or by an error. An OK without it, while a lost command's may still
-// come, is that.
-bool AtTtyPort::is_of_a_lost_command(const Exchange& exchange, const AtCommandResponse& response) const
+// A marker is answered by its own line, or by an error. Other queries have an OK alone where there is nothing
+// to tell, but none is written before the port is in step.
+bool AtTtyPort::is_of_another(const Exchange& exchange, const AtCommandResponse& response)
 {
-    const auto& command = exchange.command;
-    return lost_ > 0 && command.type == AtCommand::Type::Read &&
-           response.message.find(command.prefix() + ":") == std::string::npos;
+    return exchange.is_marker && response.result == "OK" &&
+           response.message.find(exchange.command.prefix() + ":") == std::string::npos;
 }
 
 void AtTtyPort::notify_observers(const AtCommandResponse& response)
@@ -218,10 +217,6 @@ void AtTtyPort::write(const std::shared_ptr<Exchange>& exchange)
 {
     const auto visible = utils::replace_crlf(exchange->line);
     if (::write(fd_.get(), exchange->line.data(), exchange->line.size()) >= 0) {
-        if (exchange->gives_up_older) {
-            lost_ += static_cast<int>(unanswered_.size());
-            unanswered_.clear();
-        }
         if (unanswered_.empty()) {
             parser_.active_command(exchange->command);
         } else {

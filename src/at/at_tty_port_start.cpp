@@ -56,7 +56,6 @@ bool AtTtyPort::launch()
     {
         const std::lock_guard exchanges(exchange_mutex_);
         unanswered_.clear(); // of a module that has restarted, or of a line that was closed
-        lost_ = 0;
         strays_ = 0;
     }
     running_ = true;

@@ -20,7 +20,9 @@ constexpr auto MARKER_TIMEOUT = 3s;
 
 // Known to every module, whatever its state and SIM (3GPP TS 27.007: 9.1, 8.2, 10.1.19, 8.10), and asked by
 // nobody else. One that is still unanswered is not asked again, or the late answer to the first would be
-// taken for the second's.
+// taken for the second's. When all are, since the module hangs, or loses what it is sent while it is busy,
+// the newest is repeated: an answer counts for the first of them, so the others are free again and one of
+// those decides.
 constexpr std::array MARKERS{"+CMEE?", "+CFUN?", "+CGEREP?", "+CMER?"};
 
 } // namespace
@@ -75,16 +77,18 @@ void AtTtyPort::ask_marker()
 std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::make_marker()
 {
     const std::lock_guard held(exchange_mutex_);
+    std::string newest = MARKERS.back();
+    for (const auto& one : unanswered_) {
+        newest = one->is_marker ? one->command.command : newest;
+    }
     const auto is_pending = [this](const std::string& text) {
         return std::any_of(unanswered_.begin(), unanswered_.end(),
                            [&text](const auto& one) { return one->command.command == text; });
     };
     const auto free = std::find_if_not(MARKERS.begin(), MARKERS.end(), is_pending);
-    const bool all_pending = free == MARKERS.end(); // a module that loses what it is sent while it is busy
     auto marker =
-        std::make_shared<Exchange>(AtCommand(all_pending ? MARKERS.front() : *free, MARKER_TIMEOUT));
+        std::make_shared<Exchange>(AtCommand(free == MARKERS.end() ? newest : *free, MARKER_TIMEOUT));
     marker->is_marker = true;
-    marker->gives_up_older = all_pending;
     return marker;
 }
 

@@ -69,6 +69,16 @@ void ManualClock::advance(std::chrono::milliseconds distance)
     }
 }
 
+void ManualClock::advance_to_next(std::chrono::milliseconds limit)
+{
+    {
+        const std::lock_guard held(mutex_);
+        now_ = std::max(now_, next_stop(now_ + limit));
+    }
+    run_due_actions();
+    release_due_waiters();
+}
+
 void ManualClock::at(std::chrono::milliseconds offset, std::function<void()> action)
 {
     const std::lock_guard held(mutex_);

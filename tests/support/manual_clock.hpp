@@ -30,6 +30,8 @@ public:
                     time_point deadline) override;
 
     void advance(std::chrono::milliseconds distance);
+    /// Moves to the next function or deadline and no further, by `limit` at most.
+    void advance_to_next(std::chrono::milliseconds limit);
     /// Runs `action` when the clock passes `offset` from now, on the thread that moves it.
     void at(std::chrono::milliseconds offset, std::function<void()> action);
     /// Blocks for real until `count` threads or more are inside their waits, where a notification reaches

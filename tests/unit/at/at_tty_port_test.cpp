@@ -206,6 +206,27 @@ TEST_F(AtTtyPortTest, DropsALateOkAfterATimeout)
     expect_no_secret_above_debug("geheim");
 }
 
+TEST_F(AtTtyPortTest, AnOkTooManyAnswersNobody)
+{
+    start();
+    auto given_up = begin_silent("+SLOW", 10s);
+    clock.advance(10s);
+    EXPECT_EQ(code(given_up.get()), 2);
+    module->listen([this](const std::string& line) {
+        const bool asked = line == "AT+CSQ";
+        if (!asked) {
+            module->send("\r\nOK\r\n\r\nOK\r\n"); // one of them is that of +SLOW
+        }
+        clock.at(1s, [this, text = asked ? "+CSQ: 20,99" : line.substr(2, line.size() - 3) + ": 1"] {
+            module->send("\r\n" + text + "\r\n\r\nOK\r\n");
+        });
+    });
+    for (int round = 0; round < 3; ++round) {
+        const auto result = run("+CSQ");
+        EXPECT_EQ(result.is_ok() ? result.unwrap().message : "+CSQ: 20,99", "+CSQ: 20,99");
+    }
+}
+
 TEST_F(AtTtyPortTest, DoesNotWriteACommandThatTimedOutBefore)
 {
     start();

@@ -24,7 +24,7 @@ TEST(Fields, SplitOutsideQuotesOnly)
         EXPECT_TRUE(fields[texts.size()].empty()) << line; // beyond the last
     }
     EXPECT_TRUE(at::Fields(R"(1,"")")[1].quoted);
-    EXPECT_EQ(at::Fields(std::string(100000, ',')).size(), at::MAX_FIELDS);
+    EXPECT_EQ(at::Fields(std::string(100000, ',')).size(), 32U);
 }
 
 TEST(Fields, ReadNumbersAndKeepWhatWasWhereThereIsNone)

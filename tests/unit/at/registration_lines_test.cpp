@@ -124,8 +124,9 @@ TEST(Registration, TellsAnAnswerFromAReport)
             }
         }
     }
-    // Reports of a firmware that leaves out quotes and padding fit both.
-    for (const char* either : {"+CREG: 1,12,34567,2", "+CREG: 1,12,345", "+CREG: 2,1,1C3,7"}) {
+    // Reports of a firmware that leaves out quotes and padding fit both; others are no mode or status.
+    for (const char* either : {"+CREG: 1,12,34567,2", "+CREG: 1,12,345", "+CREG: 2,1,1C3,7", "+CREG: 6,1",
+                               "+CREG: 2,100", "+CREG: 2,-1"}) {
         EXPECT_TRUE(registration::parse_urc(Domain::CS, either)) << either;
     }
 }

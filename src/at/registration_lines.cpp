@@ -47,7 +47,7 @@ bool has_inserted_routing_area(const Field& third, const Field& fourth)
     if (third.empty() || is_access_technology(third)) {
         return false;
     }
-    return third.quoted || fourth.empty() || is_access_technology(fourth);
+    return fourth.empty() || is_access_technology(fourth);
 }
 
 /// An area or cell: 0 when the field is empty, nothing when it holds anything but a hexadecimal number.
@@ -109,8 +109,7 @@ std::optional<Update> read(Domain domain, const Fields& fields, std::size_t stat
 /// <n>,<stat>: two small bare numbers in front, where a report has its status alone or an area code second.
 bool has_answer_shape(const Fields& fields)
 {
-    return !fields[0].quoted && is_small(fields[0], MAX_REPORT_MODE) && !fields[1].quoted &&
-           is_small(fields[1], MAX_STATUS);
+    return is_small(fields[0], MAX_REPORT_MODE) && !fields[1].quoted && is_small(fields[1], MAX_STATUS);
 }
 
 bool is_bare_code(const Field& field)

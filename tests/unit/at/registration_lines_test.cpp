@@ -48,6 +48,7 @@ TEST(Registration, ReadsWhatModulesReallySay)
         {Domain::EPS, true, "+CEREG: 3,1,1A2B,02,01C3D4E5,", 1, 0x1a2b, 0x1c3d4e5, 2, 255},
         {Domain::EPS, false, R"(+CEREG: 1,"1A2B","02","01C3D4E5")", 1, 0x1a2b, 0x1c3d4e5, 2, NONE},
         {Domain::PS, false, R"(+CGREG: 1,"1A2B","01C3",255,"FF")", 1, 0x1a2b, 0x1c3, 0xff, 255},
+        {Domain::PS, false, R"(+CGREG: 1,"1A2B","01C3",2,"10")", 1, 0x1a2b, 0x1c3, 0x10, 2},
         {Domain::PS, false, R"(+CGREG: 1,"1A2B","01C3",2,16)", 1, 0x1a2b, 0x1c3, 16, 2},
         // and none inserted, whatever is behind the technology
         {Domain::EPS, false, R"(+CEREG: 1,"1A2B","01C3",255,0,15)", 1, 0x1a2b, 0x1c3, NONE, 255},
@@ -125,8 +126,9 @@ TEST(Registration, TellsAnAnswerFromAReport)
         }
     }
     // Reports of a firmware that leaves out quotes and padding fit both; others are no mode or status.
-    for (const char* either : {"+CREG: 1,12,34567,2", "+CREG: 1,12,345", "+CREG: 2,1,1C3,7", "+CREG: 6,1",
-                               "+CREG: 2,100", "+CREG: 2,-1"}) {
+    for (const char* either :
+         {"+CREG: 1,12,34567,2", "+CREG: 1,12,345", "+CREG: 2,1,1C3,7", "+CREG: 6,1", "+CREG: 2,100",
+          "+CREG: 2,1,zzzz,01C3", R"(+CREG: 1,"12","34",2)", "+CREG: 2,-1"}) {
         EXPECT_TRUE(registration::parse_urc(Domain::CS, either)) << either;
     }
 }

@@ -30,3 +30,12 @@ TEST(AtText, MasksEverySecretAndNothingElse)
         EXPECT_EQ(at::mask_secrets(text), masked);
     }
 }
+
+TEST(AtText, KnowsWhatEndsAQuotedArgument)
+{
+    for (const char* text : {"a\"b", "a\rb", "\n", "\x7f"}) {
+        EXPECT_TRUE(at::breaks_at_argument(text)) << text;
+    }
+    EXPECT_FALSE(at::breaks_at_argument("internet.example, 'x' \xc3\xa4"));
+    EXPECT_FALSE(at::breaks_at_argument(""));
+}

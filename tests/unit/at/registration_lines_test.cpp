@@ -33,6 +33,7 @@ TEST(Registration, ReadsWhatModulesReallySay)
         {Domain::CS, true, R"(+CREG: 5,"00FF","00000001",0+CREG: 2,1,"1A2B","01C3",2)", 1, 0x1a2b, 0x1c3,
          NONE, 2},
         {Domain::CS, true, R"(+CREG: 2,1,"1A2B","01C3",2+CREG: 5)", 1, 0x1a2b, 0x1c3, NONE, 2},
+        {Domain::CS, true, R"(+CREG: 2,2+CREG: 2,1,"1A2B","01C3",2)", 1, 0x1a2b, 0x1c3, NONE, 2}, // the last
         // no blank, padding, no quotes, empty places
         {Domain::CS, true, R"(+CREG:2, 01 ,"1A2B","01C3",2)", 1, 0x1a2b, 0x1c3, NONE, 2},
         {Domain::CS, true, "+CREG: 2,1,1A2B,01C3,2", 1, 0x1a2b, 0x1c3, NONE, 2},

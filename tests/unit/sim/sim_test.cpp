@@ -298,7 +298,13 @@ TEST_F(Sim, ReadsAnIdentityThatIsOneAndNothingElse)
         port->answers("+CCID", card.ccid);
         port->answers("+CIMI", card.cimi);
         handler.card_removed();
+        port->forget();
+        const auto begin = clock.now();
         EXPECT_TRUE(handler.sim_ready());
+        const bool whole =
+            *card.iccid != '\0' && *card.imsi != '\0'; // asked until it is, three times at most
+        EXPECT_EQ(port->count("+CCID"), whole ? 1U : 3U);
+        EXPECT_EQ(clock.now() - begin, std::chrono::seconds(whole ? 0 : 2));
         EXPECT_EQ(data.sim.internal.iccid, card.iccid);
         EXPECT_EQ(data.sim.internal.imsi, card.imsi);
     }

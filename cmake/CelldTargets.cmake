@@ -27,7 +27,7 @@ function(celld_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(celld_${name} STATIC ${ARG_SOURCES})
     add_library(celld::${name} ALIAS celld_${name})
-    target_include_directories(celld_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+    target_include_directories(celld_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/common)
     target_link_libraries(celld_${name} PUBLIC ${ARG_LINK} PRIVATE celld::options)
 endfunction()
 

@@ -32,9 +32,9 @@ public:
 
     explicit Turn(AtTtyPort& port) : port_(port)
     {
-        std::unique_lock held(port_.exchange_mutex_);
+        threads::MutexLock held(port_.exchange_mutex_);
         const auto deadline = port_.clock_.now() + TURN_TIMEOUT;
-        while (port_.turn_taken_ && port_.clock_.wait_until(port_.turn_free_, held, deadline)) {
+        while (port_.turn_taken_ && port_.clock_.wait_until(port_.turn_free_, held.standard(), deadline)) {
         }
         mine_ = !std::exchange(port_.turn_taken_, true);
     }
@@ -43,7 +43,7 @@ public:
     ~Turn()
     {
         if (mine_) {
-            const std::lock_guard held(port_.exchange_mutex_);
+            const threads::MutexLock held(port_.exchange_mutex_);
             port_.turn_taken_ = false;
             port_.turn_free_.notify_one();
         }

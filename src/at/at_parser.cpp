@@ -85,7 +85,7 @@ void AtParser::extract_responses()
 
 void AtParser::classify(const std::string& line)
 {
-    const std::lock_guard held(mutex_);
+    const threads::MutexLock held(mutex_);
     if (is_final(line)) {
         if (state_ == ACTIVE) {
             finish(line);
@@ -178,7 +178,7 @@ void AtParser::active_command(const AtCommand& command)
 {
     auto prefix = command.prefix();
     {
-        const std::lock_guard held(mutex_);
+        const threads::MutexLock held(mutex_);
         state_ = ACTIVE;
         active_prefix_ = prefix;
         following_.clear();
@@ -188,7 +188,7 @@ void AtParser::active_command(const AtCommand& command)
 
 void AtParser::following_command(const AtCommand& command, bool is_marker)
 {
-    const std::lock_guard held(mutex_);
+    const threads::MutexLock held(mutex_);
     following_.push_back({command.prefix(), is_marker});
 }
 
@@ -198,13 +198,14 @@ void AtParser::forget()
     static_cast<void>(take_responses());
     input_.clear();
     skipping_ = false;
+    const threads::MutexLock held(mutex_);
     response_text_.clear();
     text_full_ = false;
 }
 
 void AtParser::timeout_active_command()
 {
-    const std::lock_guard held(mutex_);
+    const threads::MutexLock held(mutex_);
     state_ = IDLE;
     active_prefix_.clear();
     following_.clear();

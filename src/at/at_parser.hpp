@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <deque>
-#include <mutex>
 #include <string>
+#include <threads/mutex.hpp>
 #include <vector>
 
 /// Turns the module's byte stream into responses: lines that belong to the active command, the final line
@@ -49,9 +49,9 @@ private:
         bool is_marker;
     };
 
-    void skip_lost(const std::string& line);
-    void finish(const std::string& final_line);
-    void append_text(const std::string& line);
+    void skip_lost(const std::string& line) THREADS_REQUIRES(mutex_);
+    void finish(const std::string& final_line) THREADS_REQUIRES(mutex_);
+    void append_text(const std::string& line) THREADS_REQUIRES(mutex_);
     void append_unsolicited(const std::string& line);
 
     // The receiver's thread only.
@@ -62,10 +62,10 @@ private:
     bool queue_full_ = false; // said once a time the queue is full
     bool skipping_ = false;   // inside a line that was cut
 
-    std::mutex mutex_; // guards what follows
-    int state_ = 0;    // 1 while a command is active
-    std::string active_prefix_;
-    std::deque<Following> following_; // behind the active command
-    std::string response_text_;
-    bool text_full_ = false; // said once a command
+    threads::Mutex mutex_;
+    int state_ THREADS_GUARDED_BY(mutex_) = 0; // 1 while a command is active
+    std::string active_prefix_ THREADS_GUARDED_BY(mutex_);
+    std::deque<Following> following_ THREADS_GUARDED_BY(mutex_); // behind the active command
+    std::string response_text_ THREADS_GUARDED_BY(mutex_);
+    bool text_full_ THREADS_GUARDED_BY(mutex_) = false; // said once a command
 };

@@ -58,7 +58,7 @@ bool AtTtyPort::wait_until_available()
             }
             const auto& candidate = candidates_[next++];
             {
-                const std::lock_guard held(port_mutex_);
+                const threads::MutexLock held(port_mutex_);
                 device_ = candidate;
             }
             port_log.notice("Try to open TTY port ", candidate);
@@ -80,7 +80,7 @@ void AtTtyPort::stop_wait_until_available()
 
 bool AtTtyPort::is_available() const
 {
-    const std::lock_guard held(port_mutex_);
+    const threads::MutexLock held(port_mutex_);
     struct stat status = {};
     if (!fd_.is_open()) {
         return ::stat(ecu::kova::rooted(device_).c_str(), &status) == 0;
@@ -130,7 +130,7 @@ bool AtTtyPort::is_interrupted() const noexcept
 void AtTtyPort::add_observer(IPortObserver* observer)
 {
     if (observer != nullptr) {
-        const std::lock_guard held(port_mutex_);
+        const threads::MutexLock held(port_mutex_);
         observers_.push_back(observer);
     }
 }

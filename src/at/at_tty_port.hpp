@@ -14,9 +14,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
+#include <threads/mutex.hpp>
 #include <vector>
 
 /// The module's AT port: finds its TTY among candidates, opens it exclusively in raw mode at 115200 8N1, and
@@ -107,10 +107,10 @@ private:
     void notify_observers(const AtCommandResponse& response);
     void read_waiting();
     void send();
-    void write(const std::shared_ptr<Exchange>& exchange);
-    void take_final(AtCommandResponse&& response);
+    void write(const std::shared_ptr<Exchange>& exchange) THREADS_REQUIRES(exchange_mutex_);
+    void take_final(AtCommandResponse&& response) THREADS_REQUIRES(exchange_mutex_);
     static bool is_of_another(const Exchange& exchange, const AtCommandResponse& response);
-    void complete(AtCommandResponse&& response);
+    void complete(AtCommandResponse&& response) THREADS_REQUIRES(exchange_mutex_);
     void release_command();
     void give_up_command();
 
@@ -133,14 +133,14 @@ private:
     Clock& clock_;
     const std::vector<std::string> candidates_;
 
-    std::mutex start_mutex_;  // held by start() from beginning to end; nothing else takes it
-    std::mutex thread_mutex_; // guards thread_; held while it is joined; the port thread never takes it
-    std::thread thread_;
+    threads::Mutex start_mutex_;  // held by start() from beginning to end; nothing else takes it
+    threads::Mutex thread_mutex_; // guards thread_; held while it is joined; the port thread never takes it
+    std::thread thread_ THREADS_GUARDED_BY(thread_mutex_);
 
-    mutable std::mutex port_mutex_; // guards the next three; never held while waiting
-    std::string device_;
+    mutable threads::Mutex port_mutex_; // guards the next three; never held while waiting
+    std::string device_ THREADS_GUARDED_BY(port_mutex_);
     UniqueFd fd_; // while the port thread runs only it replaces this, so it alone reads without the mutex
-    std::vector<IPortObserver*> observers_;
+    std::vector<IPortObserver*> observers_ THREADS_GUARDED_BY(port_mutex_);
 
     UniqueFd wake_; // eventfd: a command was published, or the thread shall end
     std::atomic<bool> waiting_{false};
@@ -152,16 +152,17 @@ private:
     // Guards what follows, save the parser, and every exchange. The port thread ends by looking for a command
     // under it, and a command is only published under it while running_: so none is ever left without an
     // answer.
-    std::mutex exchange_mutex_;
+    threads::Mutex exchange_mutex_;
     std::condition_variable turn_free_;
     std::condition_variable answered_;
-    bool turn_taken_ = false;
-    std::shared_ptr<Exchange> current_; // the one in flight; emptied when it has its answer or is given up
-    std::deque<std::shared_ptr<Exchange>>
-        unanswered_;           // written, without a final line; oldest first, as parser_ has them
-    std::uint64_t heard_ = 0;  // reads that brought something
-    std::uint64_t finals_ = 0; // final lines among it
-    std::size_t strays_ = 0;   // final lines that belong to no command
+    bool turn_taken_ THREADS_GUARDED_BY(exchange_mutex_) = false;
+    std::shared_ptr<Exchange> current_ THREADS_GUARDED_BY(
+        exchange_mutex_); // the one in flight; emptied when it has its answer or is given up
+    std::deque<std::shared_ptr<Exchange>> unanswered_ THREADS_GUARDED_BY(
+        exchange_mutex_); // written, without a final line; oldest first, as parser_ has them
+    std::uint64_t heard_ THREADS_GUARDED_BY(exchange_mutex_) = 0;  // reads that brought something
+    std::uint64_t finals_ THREADS_GUARDED_BY(exchange_mutex_) = 0; // final lines among it
+    std::size_t strays_ THREADS_GUARDED_BY(exchange_mutex_) = 0;   // final lines that belong to no command
 
     AtParser parser_; // port thread only
 };

@@ -87,7 +87,7 @@ Result AtTtyPort::execute(const AtCommand& command)
 std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(std::shared_ptr<Exchange> exchange)
 {
     {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         // ended or interrupted while this caller waited for its turn
         if (!running_ || (interrupted_ && exchange->command.interruptible)) {
             return nullptr;
@@ -102,9 +102,9 @@ std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::publish(std::shared_ptr<Exchange
 /// written.
 bool AtTtyPort::wait_for(const std::shared_ptr<Exchange>& exchange)
 {
-    std::unique_lock held(exchange_mutex_);
+    threads::MutexLock held(exchange_mutex_);
     const auto deadline = clock_.now() + exchange->command.timeout;
-    while (!exchange->is_over() && clock_.wait_until(answered_, held, deadline)) {
+    while (!exchange->is_over() && clock_.wait_until(answered_, held.standard(), deadline)) {
     }
     if (!exchange->is_over()) {
         current_.reset();

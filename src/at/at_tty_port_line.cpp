@@ -66,7 +66,7 @@ PortResult AtTtyPort::open()
 {
     int fd = -1;
     {
-        const std::lock_guard held(port_mutex_);
+        const threads::MutexLock held(port_mutex_);
         fd_ =
             UniqueFd(::open(ecu::kova::rooted(device_).c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
         fd = fd_.get();
@@ -79,7 +79,7 @@ bool AtTtyPort::close()
 {
     UniqueFd closing;
     {
-        const std::lock_guard held(port_mutex_);
+        const threads::MutexLock held(port_mutex_);
         closing = std::move(fd_);
     }
     if (!closing.is_open()) {

@@ -105,7 +105,7 @@ void AtTtyPort::receive()
         return;
     }
     {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         ++heard_;
     }
     const std::string bytes(buffer.data(), static_cast<std::size_t>(got));
@@ -114,7 +114,7 @@ void AtTtyPort::receive()
     }
     parser_.feed_input(bytes);
     {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         strays_ += parser_.take_stray_finals();
     }
     for (auto& response : parser_.take_responses()) {
@@ -131,7 +131,7 @@ void AtTtyPort::hand_out(AtCommandResponse&& response)
         }
         return;
     case AtCommandResponse::Type::Final: {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         take_final(std::move(response));
         return;
     }
@@ -170,7 +170,7 @@ bool AtTtyPort::is_of_another(const Exchange& exchange, const AtCommandResponse&
 
 void AtTtyPort::notify_observers(const AtCommandResponse& response)
 {
-    std::unique_lock held(port_mutex_);
+    threads::MutexLock held(port_mutex_);
     const auto observers = observers_;
     held.unlock();
     for (auto* observer : observers) {
@@ -186,7 +186,7 @@ void AtTtyPort::notify_observers(const AtCommandResponse& response)
 void AtTtyPort::read_waiting()
 {
     const auto about_to_write = [this] {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         return current_ && !current_->written;
     };
     for (int reads = 0; reads < MAX_READS_BEFORE_WRITE && about_to_write() && is_rw_avail(POLLIN, 0ms);
@@ -198,7 +198,7 @@ void AtTtyPort::read_waiting()
 // The whole step is made under the lock: a command is either written before its time-out or not at all.
 void AtTtyPort::send()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     if (!running_ || !current_ || current_->written) {
         return;
     }
@@ -246,7 +246,7 @@ void AtTtyPort::complete(AtCommandResponse&& response)
 // Its caller has been told not to wait.
 void AtTtyPort::give_up_command()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     if (current_ && current_->command.interruptible) {
         current_->interrupted = true;
         current_.reset();
@@ -256,7 +256,7 @@ void AtTtyPort::give_up_command()
 
 void AtTtyPort::release_command()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     if (current_) {
         port_log.error("Seems like modem rebooted and the port was lost. Release promise from command: ",
                        current_->command.text_for_log());

@@ -24,7 +24,7 @@ constexpr auto QUIET_AFTER_PROBE = 200ms;
 
 PortResult AtTtyPort::start()
 {
-    const std::lock_guard whole_start(start_mutex_);
+    const threads::MutexLock whole_start(start_mutex_);
     if (running_) {
         port_log.debug("Port already started!");
         return PortResult::ok(false);
@@ -49,12 +49,12 @@ PortResult AtTtyPort::start()
 
 bool AtTtyPort::launch()
 {
-    const std::lock_guard held(thread_mutex_);
+    const threads::MutexLock held(thread_mutex_);
     write_errors_ = 0;
     timeouts_ = 0;
     parser_.forget();
     {
-        const std::lock_guard exchanges(exchange_mutex_);
+        const threads::MutexLock exchanges(exchange_mutex_);
         unanswered_.clear(); // of a module that has restarted, or of a line that was closed
         strays_ = 0;
     }
@@ -93,7 +93,7 @@ bool AtTtyPort::probe()
 bool AtTtyPort::probe_once()
 {
     const auto finals = [this] {
-        const std::lock_guard held(exchange_mutex_);
+        const threads::MutexLock held(exchange_mutex_);
         return finals_;
     };
     const auto before = finals();
@@ -108,7 +108,7 @@ bool AtTtyPort::probe_once()
 
 PortResult AtTtyPort::stop()
 {
-    const std::lock_guard held(thread_mutex_);
+    const threads::MutexLock held(thread_mutex_);
     if (!running_ && !thread_.joinable()) {
         return PortResult::ok(false);
     }
@@ -122,7 +122,7 @@ PortResult AtTtyPort::stop()
 
 void AtTtyPort::interrupt_command()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     running_ = false;
     if (current_) {
         current_->interrupted = true;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 
 // Back in step with a module that owes answers. The module answers one command after the other, so what it
@@ -36,13 +37,13 @@ bool AtTtyPort::is_marker_line(const AtCommandResponse& response)
 
 bool AtTtyPort::is_in_step()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     return unanswered_.empty();
 }
 
 std::size_t AtTtyPort::strays()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     return strays_;
 }
 
@@ -76,16 +77,15 @@ void AtTtyPort::ask_marker()
 
 std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::make_marker()
 {
-    const std::lock_guard held(exchange_mutex_);
+    const threads::MutexLock held(exchange_mutex_);
     std::string newest = MARKERS.back();
+    std::set<std::string_view> pending;
     for (const auto& one : unanswered_) {
+        pending.insert(one->command.command);
         newest = one->is_marker ? one->command.command : newest;
     }
-    const auto is_pending = [this](const std::string& text) {
-        return std::any_of(unanswered_.begin(), unanswered_.end(),
-                           [&text](const auto& one) { return one->command.command == text; });
-    };
-    const auto free = std::find_if_not(MARKERS.begin(), MARKERS.end(), is_pending);
+    const auto free = std::find_if(MARKERS.begin(), MARKERS.end(),
+                                   [&pending](const auto& marker) { return !pending.contains(marker); });
     auto marker =
         std::make_shared<Exchange>(AtCommand(free == MARKERS.end() ? newest : *free, MARKER_TIMEOUT));
     marker->is_marker = true;
@@ -96,11 +96,11 @@ std::shared_ptr<AtTtyPort::Exchange> AtTtyPort::make_marker()
 bool AtTtyPort::await_quiet(std::chrono::milliseconds quiet)
 {
     const auto give_up = clock_.now() + quiet + QUIET_BOUND;
-    std::unique_lock held(exchange_mutex_);
+    threads::MutexLock held(exchange_mutex_);
     while (running_ && !interrupted_ && clock_.now() < give_up) {
         const auto heard = heard_;
         const auto deadline = clock_.now() + quiet;
-        while (running_ && !interrupted_ && clock_.wait_until(answered_, held, deadline)) {
+        while (running_ && !interrupted_ && clock_.wait_until(answered_, held.standard(), deadline)) {
         }
         if (heard == heard_) {
             return running_ && !interrupted_;

@@ -61,13 +61,13 @@ SubscriptionWrapper::SubscriptionWrapper(ecu::kova::com::ISubscriptionObserver* 
 
 void SubscriptionWrapper::target(ecu::kova::com::ISubscriptionObserver* target)
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     target_ = target;
 }
 
 void SubscriptionWrapper::message(const std::string& topic, const ecu::kova::com::Message& message)
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     if (target_ != nullptr) {
         target_->message(topic, message);
     }

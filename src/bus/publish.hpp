@@ -5,8 +5,8 @@
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <memory>
-#include <mutex>
 #include <string>
+#include <threads/mutex.hpp>
 #include <utility>
 #include <vector>
 
@@ -64,8 +64,8 @@ public:
     void message(const std::string& topic, const ecu::kova::com::Message& message) override;
 
 private:
-    std::mutex mutex_;
-    ecu::kova::com::ISubscriptionObserver* target_; // guarded by mutex_
+    threads::Mutex mutex_;
+    ecu::kova::com::ISubscriptionObserver* target_ THREADS_GUARDED_BY(mutex_);
 };
 
 } // namespace utils

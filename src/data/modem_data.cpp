@@ -62,13 +62,13 @@ const ModemData::Sim& ModemData::SimCards::of(defs::SimType type) const
 
 defs::SignalQuality ModemData::Antenna::signal_quality() const
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return signal_quality_;
 }
 
 void ModemData::Antenna::signal_quality(const defs::SignalQuality& quality)
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     signal_quality_ = quality;
 }
 

@@ -10,9 +10,9 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <threads/mutex.hpp>
 
 /// The one record of everything known about the module. The modem owns it; helpers get a plain pointer.
 ///
@@ -97,8 +97,8 @@ public:
         void forget();
 
     private:
-        mutable std::mutex mutex_;
-        defs::SignalQuality signal_quality_ = defs::SignalQuality::UNKNOWN; // guarded by mutex_
+        mutable threads::Mutex mutex_;
+        defs::SignalQuality signal_quality_ THREADS_GUARDED_BY(mutex_) = defs::SignalQuality::UNKNOWN;
         std::atomic<int> rssi_{-1};
     };
 

@@ -14,7 +14,7 @@ void UrcQueue::push(const AtCommandResponse& response)
 {
     bool first_loss = false;
     {
-        const std::lock_guard lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         queue_.push_back(response);
         bytes_ += response.message.size();
         while (queue_.size() > MAX_QUEUED || bytes_ > MAX_BYTES) {
@@ -31,7 +31,7 @@ void UrcQueue::push(const AtCommandResponse& response)
 
 std::deque<AtCommandResponse> UrcQueue::take_all()
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     bytes_ = 0;
     overflown_ = false;
     return std::exchange(queue_, {});

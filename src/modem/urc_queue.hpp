@@ -3,7 +3,7 @@
 #include "at/at_command_response.hpp"
 
 #include <deque>
-#include <mutex>
+#include <threads/mutex.hpp>
 
 /// Unsolicited result codes on their way from the port thread to the main thread. Any thread; holds its lock
 /// only for one append or one take.
@@ -20,8 +20,8 @@ public:
     void clear() { take_all(); }
 
 private:
-    std::mutex mutex_;
-    std::deque<AtCommandResponse> queue_; // guarded by mutex_
-    std::size_t bytes_ = 0;               // guarded by mutex_; of the messages queued
-    bool overflown_ = false;              // guarded by mutex_; logged once until the queue has been emptied
+    threads::Mutex mutex_;
+    std::deque<AtCommandResponse> queue_ THREADS_GUARDED_BY(mutex_);
+    std::size_t bytes_ THREADS_GUARDED_BY(mutex_) = 0;  // of the messages queued
+    bool overflown_ THREADS_GUARDED_BY(mutex_) = false; // logged once until the queue has been emptied
 };

@@ -62,7 +62,7 @@ AntennaHandler::~AntennaHandler()
 void AntennaHandler::start()
 {
     {
-        const std::lock_guard lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         if (running_) {
             LOG.info("AntennaHandler is already running.");
             return;
@@ -73,7 +73,7 @@ void AntennaHandler::start()
         thread_ = std::thread([this] { run(); });
     } catch (const std::system_error& error) {
         LOG.error("Unable to start the antenna thread: ", error.what()); // tried again with the next start
-        const std::lock_guard lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         running_ = false;
         return;
     }
@@ -83,7 +83,7 @@ void AntennaHandler::start()
 void AntennaHandler::stop()
 {
     {
-        const std::lock_guard lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         if (!running_ && !thread_.joinable()) {
             return;
         }
@@ -98,10 +98,10 @@ void AntennaHandler::stop()
 
 void AntennaHandler::run()
 {
-    std::unique_lock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (running_) {
         const auto deadline = clock_.now() + std::chrono::seconds(settings_.frequency_s);
-        while (running_ && clock_.wait_until(wake_, lock, deadline)) {
+        while (running_ && clock_.wait_until(wake_, lock.standard(), deadline)) {
         }
         if (!running_) {
             return;
@@ -165,7 +165,7 @@ void AntennaHandler::round(bool on_thread)
 /// Whether the thread that is at work has been asked to end.
 bool AntennaHandler::stopping()
 {
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return !running_;
 }
 

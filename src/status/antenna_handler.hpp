@@ -10,9 +10,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
+#include <threads/mutex.hpp>
 
 /// Watches the cellular antenna on a thread of its own: reads and publishes the signal strength, and when it
 /// is weak, a fault is known or a check is due, measures the impedance and reports open circuit and short to
@@ -75,8 +75,8 @@ private:
     std::int32_t last_rssi_ = -1;
     std::int32_t periods_ = 0;
 
-    std::mutex mutex_;
+    threads::Mutex mutex_;
     std::condition_variable wake_;
-    bool running_ = false; // guarded by mutex_
+    bool running_ THREADS_GUARDED_BY(mutex_) = false;
     std::thread thread_;
 };

@@ -72,10 +72,10 @@ bool Timer::launch(std::function<void()> callback, unsigned int seconds)
 void Timer::executing(unsigned int seconds, const std::function<void()>& callback)
 {
     timer_log.debug("Timer executing");
-    std::unique_lock held(mutex_);
+    threads::MutexLock held(mutex_);
     const auto deadline = clock_.now() + std::chrono::seconds(seconds);
     waiting_ = true;
-    (void)clock_.wait_until(cond_, held,
+    (void)clock_.wait_until(cond_, held.standard(),
                             deadline); // once: the clock tells below whether this was the end or a stop
     waiting_ = false;
     active_ = false;
@@ -105,6 +105,6 @@ bool Timer::active() const
 
 bool Timer::waiting() const
 {
-    const std::lock_guard held(mutex_);
+    const threads::MutexLock held(mutex_);
     return waiting_;
 }

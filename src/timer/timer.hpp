@@ -5,8 +5,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+#include <threads/mutex.hpp>
 
 /// One-shot timer: runs a callback once, whole seconds after its start, on a thread of its own, unless it is
 /// stopped first. Every start makes a new thread; `stop` wakes and joins it. Logs on "celld.timer".
@@ -44,10 +44,10 @@ private:
     bool launch(std::function<void()> callback, unsigned int seconds);
 
     Clock& clock_;
-    mutable std::mutex mutex_; // held by the timer thread while it waits and while it runs the callback
+    mutable threads::Mutex mutex_; // held by the timer thread while it waits and while it runs the callback
     std::condition_variable cond_;
     std::atomic<bool> active_{false};
-    bool waiting_ = false; // guarded by mutex_
+    bool waiting_ THREADS_GUARDED_BY(mutex_) = false;
     std::thread thread_;
     std::function<void()> callback_;
     unsigned int duration_ = 0; // seconds

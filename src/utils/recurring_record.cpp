@@ -17,7 +17,7 @@ RecurringRecord::RecurringRecord(const ecu::kova::logging::Module& log, ecu::kov
 bool RecurringRecord::take()
 {
     const auto now = clock_.now();
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     tell_if_over(now);
     if (!counting_since_) {
         counting_since_ = now;
@@ -30,7 +30,7 @@ bool RecurringRecord::take()
 void RecurringRecord::tell_count()
 {
     const auto now = clock_.now();
-    const std::lock_guard lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     tell_if_over(now);
 }
 

@@ -5,9 +5,9 @@
 #include <ecu/kova/logging.hpp>
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <threads/mutex.hpp>
 
 /// A log record that others can cause without end. The first is written; those of the minute that follows are
 /// only counted, and the count is told when the minute is over. Any thread.
@@ -30,14 +30,14 @@ public:
     void tell_count();
 
 private:
-    void tell_if_over(Clock::time_point now);
+    void tell_if_over(Clock::time_point now) THREADS_REQUIRES(mutex_);
 
     const ecu::kova::logging::Module& log_;
     const ecu::kova::logging::Level level_;
     const std::string kind_;
     Clock& clock_;
 
-    std::mutex mutex_;
-    std::optional<Clock::time_point> counting_since_; // guarded by mutex_
-    std::uint64_t counted_ = 0;                       // guarded by mutex_
+    threads::Mutex mutex_;
+    std::optional<Clock::time_point> counting_since_ THREADS_GUARDED_BY(mutex_);
+    std::uint64_t counted_ THREADS_GUARDED_BY(mutex_) = 0;
 };

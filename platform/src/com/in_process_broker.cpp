@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t MOST_REMEMBERED = 1000;   // messages in the history
 constexpr std::size_t MOST_UNDELIVERED = 10000; // of one client; the oldest gives way
 
-MutexLock::time_point after(std::chrono::milliseconds timeout)
+threads::MutexLock::time_point after(std::chrono::milliseconds timeout)
 {
     return std::chrono::steady_clock::now() + timeout;
 }
@@ -33,13 +33,13 @@ InProcessBroker& InProcessBroker::instance()
 
 void InProcessBroker::add(Mailbox mailbox)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     mailboxes_.push_back(std::move(mailbox));
 }
 
 void InProcessBroker::remove(const Mailbox& mailbox)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     mailbox->stopping = true;
     mailbox->changed.notify_all();
     mailboxes_.erase(std::remove(mailboxes_.begin(), mailboxes_.end(), mailbox), mailboxes_.end());
@@ -48,7 +48,7 @@ void InProcessBroker::remove(const Mailbox& mailbox)
 
 void InProcessBroker::deliver_until_removed(InProcessMailbox& mailbox)
 {
-    MutexLock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (true) {
         while (!mailbox.stopping && mailbox.inbox.empty()) {
             lock.wait(mailbox.changed);
@@ -69,7 +69,7 @@ void InProcessBroker::deliver_until_removed(InProcessMailbox& mailbox)
 
 bool InProcessBroker::publish(InProcessMailbox& from, const std::string& topic, const Message& message)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     if (!outage_) {
         route(topic, message);
         return true;
@@ -85,7 +85,7 @@ bool InProcessBroker::publish(InProcessMailbox& from, const std::string& topic, 
 void InProcessBroker::subscribe(InProcessMailbox& mailbox, const std::string& filter,
                                 std::weak_ptr<ISubscriptionObserver> observer)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     mailbox.subscriptions.add(filter, std::move(observer));
     for (const auto& [topic, message] : retained_) {
         if (topic_matches(filter, topic)) {
@@ -96,14 +96,14 @@ void InProcessBroker::subscribe(InProcessMailbox& mailbox, const std::string& fi
 
 void InProcessBroker::last_will(InProcessMailbox& mailbox, const std::string& topic, const Message& message)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     mailbox.will.emplace(topic, message);
 }
 
 bool InProcessBroker::wait_until_sent(const InProcessMailbox& mailbox, std::chrono::milliseconds timeout)
 {
     const auto deadline = after(timeout);
-    MutexLock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (!mailbox.kept.empty()) {
         if (!lock.wait_until(settled_, deadline)) {
             return mailbox.kept.empty();
@@ -114,13 +114,13 @@ bool InProcessBroker::wait_until_sent(const InProcessMailbox& mailbox, std::chro
 
 bool InProcessBroker::is_away()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return outage_;
 }
 
 void InProcessBroker::reset()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     retained_.clear();
     history_.clear();
     counts_.clear();
@@ -134,7 +134,7 @@ void InProcessBroker::reset()
 
 void InProcessBroker::set_outage(bool outage)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     outage_ = outage;
     if (outage) {
         return;
@@ -150,14 +150,14 @@ void InProcessBroker::set_outage(bool outage)
 
 std::optional<Message> InProcessBroker::retained(const std::string& topic)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     const auto found = retained_.find(topic);
     return found == retained_.end() ? std::nullopt : std::optional<Message>(found->second);
 }
 
 std::vector<Message> InProcessBroker::history(const std::string& topic)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     std::vector<Message> messages;
     for (const auto& [known, message] : history_) {
         if (known == topic) {
@@ -169,14 +169,14 @@ std::vector<Message> InProcessBroker::history(const std::string& topic)
 
 std::size_t InProcessBroker::count(const std::string& topic)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     const auto found = counts_.find(topic);
     return found == counts_.end() ? 0 : found->second;
 }
 
 std::optional<Message> InProcessBroker::will(const std::string& topic)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     for (const auto& mailbox : mailboxes_) {
         if (mailbox->will && mailbox->will->first == topic) {
             return mailbox->will->second;
@@ -187,14 +187,14 @@ std::optional<Message> InProcessBroker::will(const std::string& topic)
 
 void InProcessBroker::publish(const std::string& topic, const Message& message)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     route(topic, message);
 }
 
 bool InProcessBroker::settle(std::chrono::milliseconds timeout)
 {
     const auto deadline = after(timeout);
-    MutexLock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (!is_settled()) {
         if (!lock.wait_until(settled_, deadline)) {
             return is_settled();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "../thread_safety.hpp"
 #include "subscriptions.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>
@@ -13,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <threads/mutex.hpp>
 #include <utility>
 #include <vector>
 
@@ -67,17 +67,17 @@ public:
     bool settle(std::chrono::milliseconds timeout);
 
 private:
-    void route(const std::string& topic, const Message& message) KOVA_REQUIRES(mutex_);
-    void remember(const std::string& topic, const Message& message) KOVA_REQUIRES(mutex_);
-    bool is_settled() const KOVA_REQUIRES(mutex_);
+    void route(const std::string& topic, const Message& message) THREADS_REQUIRES(mutex_);
+    void remember(const std::string& topic, const Message& message) THREADS_REQUIRES(mutex_);
+    bool is_settled() const THREADS_REQUIRES(mutex_);
 
-    Mutex mutex_;
+    threads::Mutex mutex_;
     std::condition_variable settled_;
-    std::vector<Mailbox> mailboxes_ KOVA_GUARDED_BY(mutex_);
-    std::map<std::string, Message> retained_ KOVA_GUARDED_BY(mutex_);
-    std::deque<Letter> history_ KOVA_GUARDED_BY(mutex_);
-    std::map<std::string, std::size_t> counts_ KOVA_GUARDED_BY(mutex_);
-    bool outage_ KOVA_GUARDED_BY(mutex_) = false;
+    std::vector<Mailbox> mailboxes_ THREADS_GUARDED_BY(mutex_);
+    std::map<std::string, Message> retained_ THREADS_GUARDED_BY(mutex_);
+    std::deque<Letter> history_ THREADS_GUARDED_BY(mutex_);
+    std::map<std::string, std::size_t> counts_ THREADS_GUARDED_BY(mutex_);
+    bool outage_ THREADS_GUARDED_BY(mutex_) = false;
 };
 
 } // namespace ecu::kova::com

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <system_error>
@@ -34,9 +33,9 @@ logging::Module& logger()
     return own;
 }
 
-std::mutex& library_mutex()
+threads::Mutex& library_mutex()
 {
-    static auto* const mutex = new std::mutex; // never destroyed: a detached thread may end after main
+    static auto* const mutex = new threads::Mutex; // never destroyed: a detached thread may end after main
     return *mutex;
 }
 
@@ -44,13 +43,13 @@ std::mutex& library_mutex()
 
 MqttLibrary::MqttLibrary()
 {
-    const std::lock_guard lock(library_mutex());
+    const threads::MutexLock lock(library_mutex());
     mosqpp::lib_init();
 }
 
 MqttLibrary::~MqttLibrary()
 {
-    const std::lock_guard lock(library_mutex());
+    const threads::MutexLock lock(library_mutex());
     mosqpp::lib_cleanup();
 }
 
@@ -75,7 +74,7 @@ void MqttWorker::run()
             rest();
         }
     }
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     ended_ = true;
     ended_changed_.notify_all();
 }
@@ -89,7 +88,7 @@ void MqttWorker::stop()
 bool MqttWorker::wait_until_ended(std::chrono::milliseconds timeout)
 {
     const auto deadline = steady_clock::now() + timeout;
-    MutexLock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (!ended_) {
         if (!lock.wait_until(ended_changed_, deadline)) {
             return ended_;
@@ -114,7 +113,7 @@ bool MqttWorker::subscribe(const std::string& topic, std::weak_ptr<ISubscription
     }
     subscriptions_.add(topic, std::move(observer));
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         unsent_filters_.insert(topic);
     }
     wake();
@@ -127,7 +126,7 @@ bool MqttWorker::last_will(const std::string& topic, const Message& message)
         return false;
     }
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         will_ = Will{topic, message};
         will_is_new_ = true;
     }
@@ -175,7 +174,7 @@ MqttWorker::End MqttWorker::run_session()
 
 std::optional<Will> MqttWorker::will_for_a_session()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     will_is_new_ = false;
     return will_;
 }
@@ -213,7 +212,7 @@ bool MqttWorker::is_to_be_replaced(const MqttSession& session)
     if (session.has_subscribed() || !outbox_.outlives_a_reconnect()) {
         return false;
     }
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return will_is_new_;
 }
 
@@ -222,7 +221,7 @@ void MqttWorker::session_connected()
     logger().notice("Connected to ", settings_.host, ":", settings_.port);
     failure_reported_ = false;
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         const auto filters = subscriptions_.filters();
         unsent_filters_.insert(filters.begin(), filters.end());
     }
@@ -233,7 +232,7 @@ bool MqttWorker::hand_over(MqttSession& session)
 {
     std::set<std::string> filters;
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         filters.swap(unsent_filters_);
     }
     for (const auto& filter : filters) { // lost on failure, but then the next session begins with all of them

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "../thread_safety.hpp"
 #include "mqtt_session.hpp"
 #include "outbox.hpp"
 #include "subscriptions.hpp"
@@ -16,6 +15,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <threads/mutex.hpp>
 
 namespace ecu::kova::com {
 
@@ -78,11 +78,11 @@ private:
     int wake_descriptor_ = -1; // eventfd(2): something to send, or the end
     std::atomic<bool> stopping_{false};
 
-    Mutex mutex_;
-    std::set<std::string> unsent_filters_ KOVA_GUARDED_BY(mutex_);
-    std::optional<Will> will_ KOVA_GUARDED_BY(mutex_);
-    bool will_is_new_ KOVA_GUARDED_BY(mutex_) = false; // no session has been given it yet
-    bool ended_ KOVA_GUARDED_BY(mutex_) = false;
+    threads::Mutex mutex_;
+    std::set<std::string> unsent_filters_ THREADS_GUARDED_BY(mutex_);
+    std::optional<Will> will_ THREADS_GUARDED_BY(mutex_);
+    bool will_is_new_ THREADS_GUARDED_BY(mutex_) = false; // no session has been given it yet
+    bool ended_ THREADS_GUARDED_BY(mutex_) = false;
     std::condition_variable ended_changed_;
 
     // The thread's own.

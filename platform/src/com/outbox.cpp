@@ -17,7 +17,7 @@ constexpr std::size_t LARGEST_PAYLOAD = 1024UL * 1024UL; // bytes
 
 bool Outbox::put(const std::string& topic, const Message& message, int qos)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     if (message.payload().size() > LARGEST_PAYLOAD) {
         return false;
     }
@@ -35,7 +35,7 @@ bool Outbox::put(const std::string& topic, const Message& message, int qos)
 
 void Outbox::connected()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     connected_ = true;
     for (auto& [id, entry] : entries_) {
         if (entry.stage == Stage::LEFT) {
@@ -46,7 +46,7 @@ void Outbox::connected()
 
 void Outbox::connection_lost()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     connected_ = false;
     repeat_what_was_under_way();
     for (auto id = waiting_.begin(); id != waiting_.end();) {
@@ -63,13 +63,13 @@ void Outbox::connection_lost()
 
 void Outbox::reconnecting()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     repeat_what_was_under_way();
 }
 
 bool Outbox::outlives_a_reconnect() const
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return std::all_of(entries_.begin(), entries_.end(), [](const auto& entry) {
         return entry.second.stage == Stage::LEFT || survives(entry.second.item);
     });
@@ -77,13 +77,13 @@ bool Outbox::outlives_a_reconnect() const
 
 bool Outbox::is_connected() const
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return connected_;
 }
 
 std::optional<Outbox::Item> Outbox::next()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     if (!connected_ || waiting_.empty() || under_way_.size() >= MOST_UNDER_WAY) {
         return std::nullopt;
     }
@@ -94,7 +94,7 @@ std::optional<Outbox::Item> Outbox::next()
 
 void Outbox::left(std::uint64_t id)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     const auto found = entries_.find(id);
     if (found == entries_.end()) {
         return;
@@ -112,7 +112,7 @@ void Outbox::left(std::uint64_t id)
 bool Outbox::wait_until_empty(std::chrono::milliseconds timeout)
 {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    MutexLock lock(mutex_);
+    threads::MutexLock lock(mutex_);
     while (!is_empty()) {
         if (!lock.wait_until(emptied_, deadline)) {
             return is_empty();

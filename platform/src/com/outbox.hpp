@@ -1,7 +1,5 @@
 #pragma once
 
-#include "../thread_safety.hpp"
-
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <chrono>
@@ -12,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <threads/mutex.hpp>
 
 namespace ecu::kova::com {
 
@@ -61,23 +60,23 @@ private:
     };
     using Entries = std::map<std::uint64_t, Entry>;
 
-    bool make_room_for_retained(const std::string& topic) KOVA_REQUIRES(mutex_);
-    bool is_newest(const Item& item) const KOVA_REQUIRES(mutex_);
-    bool is_empty() const KOVA_REQUIRES(mutex_) { return waiting_.empty() && under_way_.empty(); }
+    bool make_room_for_retained(const std::string& topic) THREADS_REQUIRES(mutex_);
+    bool is_newest(const Item& item) const THREADS_REQUIRES(mutex_);
+    bool is_empty() const THREADS_REQUIRES(mutex_) { return waiting_.empty() && under_way_.empty(); }
     static bool survives(const Item& item) { return item.message.retained() || item.qos > 0; }
-    void repeat_what_was_under_way() KOVA_REQUIRES(mutex_);
-    void set_stage(Entry& entry, Stage stage) KOVA_REQUIRES(mutex_);
-    void erase(std::uint64_t id) KOVA_REQUIRES(mutex_);
+    void repeat_what_was_under_way() THREADS_REQUIRES(mutex_);
+    void set_stage(Entry& entry, Stage stage) THREADS_REQUIRES(mutex_);
+    void erase(std::uint64_t id) THREADS_REQUIRES(mutex_);
 
-    mutable Mutex mutex_;
+    mutable threads::Mutex mutex_;
     std::condition_variable emptied_;
-    bool connected_ KOVA_GUARDED_BY(mutex_) = false;
-    Entries entries_ KOVA_GUARDED_BY(mutex_); // by id, which grows: the order of publishing
+    bool connected_ THREADS_GUARDED_BY(mutex_) = false;
+    Entries entries_ THREADS_GUARDED_BY(mutex_); // by id, which grows: the order of publishing
     std::map<std::string, std::uint64_t>
-        retained_ KOVA_GUARDED_BY(mutex_); // the newest retained message of each topic
-    std::set<std::uint64_t> waiting_ KOVA_GUARDED_BY(mutex_);
-    std::set<std::uint64_t> under_way_ KOVA_GUARDED_BY(mutex_);
-    std::uint64_t last_id_ KOVA_GUARDED_BY(mutex_) = 0;
+        retained_ THREADS_GUARDED_BY(mutex_); // the newest retained message of each topic
+    std::set<std::uint64_t> waiting_ THREADS_GUARDED_BY(mutex_);
+    std::set<std::uint64_t> under_way_ THREADS_GUARDED_BY(mutex_);
+    std::uint64_t last_id_ THREADS_GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace ecu::kova::com

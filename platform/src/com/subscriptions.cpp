@@ -47,14 +47,14 @@ int publication_qos(const std::string& topic)
 
 void Subscriptions::add(const std::string& filter, std::weak_ptr<ISubscriptionObserver> observer)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     drop_dead();
     subscriptions_.push_back({filter, std::move(observer)});
 }
 
 std::vector<std::string> Subscriptions::filters()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     drop_dead();
     std::vector<std::string> filters;
     for (const auto& subscription : subscriptions_) {
@@ -67,7 +67,7 @@ std::vector<std::string> Subscriptions::filters()
 
 bool Subscriptions::matches(const std::string& topic)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     return std::any_of(subscriptions_.begin(), subscriptions_.end(), [&](const Subscription& subscription) {
         return topic_matches(subscription.filter, topic);
     });
@@ -77,7 +77,7 @@ void Subscriptions::deliver(const std::string& topic, const Message& message)
 {
     std::vector<std::shared_ptr<ISubscriptionObserver>> observers;
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         for (const auto& subscription : subscriptions_) {
             if (topic_matches(subscription.filter, topic)) {
                 observers.push_back(subscription.observer.lock());

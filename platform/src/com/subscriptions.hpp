@@ -1,11 +1,10 @@
 #pragma once
 
-#include "../thread_safety.hpp"
-
 #include <ecu/kova/com/transport_client.hpp>
 
 #include <memory>
 #include <string>
+#include <threads/mutex.hpp>
 #include <vector>
 
 namespace ecu::kova::com {
@@ -37,10 +36,10 @@ private:
         std::weak_ptr<ISubscriptionObserver> observer;
     };
 
-    void drop_dead() KOVA_REQUIRES(mutex_);
+    void drop_dead() THREADS_REQUIRES(mutex_);
 
-    Mutex mutex_;
-    std::vector<Subscription> subscriptions_ KOVA_GUARDED_BY(mutex_);
+    threads::Mutex mutex_;
+    std::vector<Subscription> subscriptions_ THREADS_GUARDED_BY(mutex_);
 };
 
 } // namespace ecu::kova::com

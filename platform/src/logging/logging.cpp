@@ -1,4 +1,3 @@
-#include "../thread_safety.hpp"
 #include "format.hpp"
 #include "writer.hpp"
 
@@ -11,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <strings.h>
+#include <threads/mutex.hpp>
 
 namespace ecu::kova::logging {
 
@@ -27,7 +27,7 @@ public:
 
     Module& module(const std::string& name)
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         auto& place = modules_[name];
         if (!place) {
             place = std::make_unique<Module>(name);
@@ -38,7 +38,7 @@ public:
 
     void enable(const std::string& name, bool enabled)
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         if (enabled) {
             narrowed_ = true;
             named_.insert(name);
@@ -52,7 +52,7 @@ public:
 
     void enable_all()
     {
-        const MutexLock lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         narrowed_ = false;
         named_.clear();
         silenced_.clear();
@@ -60,22 +60,22 @@ public:
     }
 
 private:
-    bool passes(const std::string& name) const KOVA_REQUIRES(mutex_)
+    bool passes(const std::string& name) const THREADS_REQUIRES(mutex_)
     {
         return narrowed_ ? named_.count(name) != 0 : silenced_.count(name) == 0;
     }
-    void apply() KOVA_REQUIRES(mutex_)
+    void apply() THREADS_REQUIRES(mutex_)
     {
         for (const auto& [name, known] : modules_) {
             known->enable(passes(name));
         }
     }
 
-    Mutex mutex_;
-    std::map<std::string, std::unique_ptr<Module>> modules_ KOVA_GUARDED_BY(mutex_);
-    bool narrowed_ KOVA_GUARDED_BY(mutex_) = false;
-    std::set<std::string> named_ KOVA_GUARDED_BY(mutex_);    // enabled since the narrowing
-    std::set<std::string> silenced_ KOVA_GUARDED_BY(mutex_); // disabled while everything else is enabled
+    threads::Mutex mutex_;
+    std::map<std::string, std::unique_ptr<Module>> modules_ THREADS_GUARDED_BY(mutex_);
+    bool narrowed_ THREADS_GUARDED_BY(mutex_) = false;
+    std::set<std::string> named_ THREADS_GUARDED_BY(mutex_);    // enabled since the narrowing
+    std::set<std::string> silenced_ THREADS_GUARDED_BY(mutex_); // disabled while everything else is enabled
 };
 
 Registry& registry()

@@ -25,20 +25,20 @@ Writer& writer()
 
 void Writer::write(Level level, const std::string& module, std::string_view raw)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     write_deferred_records();
     write_record(wall_clock(), level, module, raw);
 }
 
 void Writer::write_deferred()
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     write_deferred_records();
 }
 
 void Writer::divert(Diversion diversion, void* context)
 {
-    const MutexLock lock(mutex_);
+    const threads::MutexLock lock(mutex_);
     diversion_ = diversion;
     diversion_context_ = context;
 }

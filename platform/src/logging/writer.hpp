@@ -1,6 +1,5 @@
 #pragma once
 
-#include "../thread_safety.hpp"
 #include "deferred.hpp"
 #include "stream_sink.hpp"
 #include "syslog_sink.hpp"
@@ -11,6 +10,7 @@
 #include <ctime>
 #include <string>
 #include <string_view>
+#include <threads/mutex.hpp>
 #include <unistd.h>
 
 namespace ecu::kova::logging {
@@ -36,18 +36,18 @@ public:
 
 private:
     void write_record(const timespec& time, Level level, const std::string& module, std::string_view raw)
-        KOVA_REQUIRES(mutex_);
-    void write_deferred_records() KOVA_REQUIRES(mutex_);
+        THREADS_REQUIRES(mutex_);
+    void write_deferred_records() THREADS_REQUIRES(mutex_);
 
     std::atomic<LogMode> mode_{LogMode::SYSLOG};
     DeferredRecords deferred_;
 
-    Mutex mutex_;
-    StreamSink stdout_ KOVA_GUARDED_BY(mutex_){STDOUT_FILENO};
-    StreamSink stderr_ KOVA_GUARDED_BY(mutex_){STDERR_FILENO};
-    SyslogSink syslog_ KOVA_GUARDED_BY(mutex_);
-    Diversion diversion_ KOVA_GUARDED_BY(mutex_) = nullptr;
-    void* diversion_context_ KOVA_GUARDED_BY(mutex_) = nullptr;
+    threads::Mutex mutex_;
+    StreamSink stdout_ THREADS_GUARDED_BY(mutex_){STDOUT_FILENO};
+    StreamSink stderr_ THREADS_GUARDED_BY(mutex_){STDERR_FILENO};
+    SyslogSink syslog_ THREADS_GUARDED_BY(mutex_);
+    Diversion diversion_ THREADS_GUARDED_BY(mutex_) = nullptr;
+    void* diversion_context_ THREADS_GUARDED_BY(mutex_) = nullptr;
 };
 
 /// The process's own. Never destroyed: threads and static objects may log to the last.

@@ -10,10 +10,10 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <set>
 #include <system_error>
 #include <thread>
+#include <threads/mutex.hpp>
 
 namespace ecu::kova::var {
 
@@ -83,15 +83,15 @@ private:
 
     void warn_once(const std::string& text)
     {
-        const std::lock_guard lock(mutex_);
+        const threads::MutexLock lock(mutex_);
         if (warned_.size() < MOST_WARNINGS && warned_.insert(text).second) {
             logging::module("kova.var").warning(text);
         }
     }
 
     std::string path_;
-    std::mutex mutex_;
-    std::set<std::string> warned_; // guarded by mutex_
+    threads::Mutex mutex_;
+    std::set<std::string> warned_ THREADS_GUARDED_BY(mutex_);
 };
 
 template <class Number>

@@ -5,21 +5,20 @@
 #include <mutex>
 
 /// Clang's thread-safety analysis (clang's documentation, ThreadSafetyAnalysis): what a lock guards is
-/// written at the field, and a clang build (preset "clang") refuses an access without the lock. GCC sees
-/// nothing of it.
+/// written at the field, and a clang build (presets "asan" and "tsan") refuses an access without the lock.
+/// GCC sees nothing of it.
 #if defined(__clang__)
-#define KOVA_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
+#define THREADS_ATTRIBUTE(attribute) __attribute__((attribute))
 #else
-#define KOVA_THREAD_ATTRIBUTE(attribute)
+#define THREADS_ATTRIBUTE(attribute)
 #endif
-#define KOVA_GUARDED_BY(lock) KOVA_THREAD_ATTRIBUTE(guarded_by(lock))
-#define KOVA_REQUIRES(lock) KOVA_THREAD_ATTRIBUTE(requires_capability(lock))
-#define KOVA_EXCLUDES(lock) KOVA_THREAD_ATTRIBUTE(locks_excluded(lock))
+#define THREADS_GUARDED_BY(lock) THREADS_ATTRIBUTE(guarded_by(lock))
+#define THREADS_REQUIRES(lock) THREADS_ATTRIBUTE(requires_capability(lock))
 
-namespace ecu::kova {
+namespace threads {
 
 /// A std::mutex that the analysis knows; the standard library's own has no annotations.
-class KOVA_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
+class THREADS_ATTRIBUTE(capability("mutex")) Mutex {
 public:
     Mutex() = default;
     Mutex(const Mutex&) = delete;
@@ -32,17 +31,17 @@ private:
 
 /// Holds a Mutex for a scope. A condition is waited for in a loop around `wait`: the analysis does not look
 /// into the predicate of a standard wait.
-class KOVA_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
+class THREADS_ATTRIBUTE(scoped_lockable) MutexLock {
 public:
     using time_point = std::chrono::steady_clock::time_point;
 
-    explicit MutexLock(Mutex& mutex) KOVA_THREAD_ATTRIBUTE(acquire_capability(mutex)) : lock_(mutex.mutex_) {}
+    explicit MutexLock(Mutex& mutex) THREADS_ATTRIBUTE(acquire_capability(mutex)) : lock_(mutex.mutex_) {}
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
-    ~MutexLock() KOVA_THREAD_ATTRIBUTE(release_capability()) {} // NOLINT: clang wants a body to annotate
+    ~MutexLock() THREADS_ATTRIBUTE(release_capability()) {} // NOLINT: clang wants a body to annotate
 
-    void unlock() KOVA_THREAD_ATTRIBUTE(release_capability()) { lock_.unlock(); }
-    void lock() KOVA_THREAD_ATTRIBUTE(acquire_capability()) { lock_.lock(); }
+    void unlock() THREADS_ATTRIBUTE(release_capability()) { lock_.unlock(); }
+    void lock() THREADS_ATTRIBUTE(acquire_capability()) { lock_.lock(); }
 
     void wait(std::condition_variable& condition) { condition.wait(lock_); }
     /// False when `deadline` came first.
@@ -50,9 +49,11 @@ public:
     {
         return condition.wait_until(lock_, deadline) == std::cv_status::no_timeout;
     }
+    /// For who waits with a standard lock, and has it locked again when the wait is over.
+    std::unique_lock<std::mutex>& standard() { return lock_; }
 
 private:
     std::unique_lock<std::mutex> lock_;
 };
 
-} // namespace ecu::kova
+} // namespace threads

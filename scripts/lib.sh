@@ -7,6 +7,11 @@ BUILD_PACKAGES=(
     libgtest-dev libgmock-dev mosquitto ca-certificates
 )
 
+# What the sanitizers' builds need besides: the compiler, its runtime libraries (libFuzzer's too), and what turns the
+# addresses of a report into lines.
+# shellcheck disable=SC2034 # for ./test
+SANITIZER_PACKAGES=(clang libclang-rt-dev llvm)
+
 if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
     BOLD=$'\e[1m' RED=$'\e[31m' GREEN=$'\e[32m' CYAN=$'\e[36m' YELLOW=$'\e[33m' PLAIN=$'\e[0m'
 else

@@ -67,7 +67,9 @@ public:
                         : std::make_shared<SaraModem>(clock_))
     {
         sim_.variant(variant_);
-        data_.external_sim.pin = "1234";
+        SimConfiguration card;
+        card.pin = "1234";
+        data_.internal_sim = data_.external_sim = SimAccess(card);
         for (auto state = machine_.state(); state != ModemState::REGISTERED;
              state = row_of(state).usual_next.value()) {
             machine_.change(state);

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ecu::kova::logging::set_tap([](void*, auto, const auto&, const auto&) {}, nullptr);
     AtTtyPort port({});
     Orders orders(port);
-    BusInbox inbox(orders);
+    BusInbox inbox(orders, SystemClock::instance());
     for (const char* topic : {BusInbox::BLACKOUT_TOPIC, BusInbox::BACKEND_TOPIC}) {
         inbox.message(topic, ecu::kova::com::Message({data, data + size}));
     }

@@ -104,7 +104,6 @@ const std::vector<Place> PLACES{
     {State::UNINITIALIZED, nothing},
     {State::INITIALIZED, nothing},
     {State::WAITING_FOR_SIM, nothing},
-    {State::CONFIGURED, nothing},
     {State::REGISTERING, [](Unit& unit) { registration(unit, "0"); }},
     {State::SEARCHING, [](Unit& unit) { registration(unit, "2"); }},
     {State::DISCONNECTED, [](Unit& unit) { registration(unit, "3"); }},

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr unsigned int LONGEST_RUN_S = 120; // of the machine's time; they take less than a second
-constexpr std::size_t LOG_END = 4'000;      // characters of a log that a failure shows
+constexpr std::size_t LOG_END = 12'000;     // characters of a log that a failure shows
 
 /// A child at work, and the end of its pipe.
 struct Child {

@@ -28,11 +28,11 @@ struct Tally {
 /// short are printed with the end of their log.
 Tally prove(const std::vector<Run>& runs);
 
-// What is proved; `every` takes one run in so many, beginning with number `seed`.
-
 /// Each command of a cold boot and of a minute of connection with each fault, once at that place.
-std::vector<Run> single_faults(ScriptedPort::Family family);
+std::vector<Run> single_faults(ScriptedPort::Family family, unsigned long seed);
 /// The same with the fault there for good.
-std::vector<Run> lasting_faults(ScriptedPort::Family family);
+std::vector<Run> lasting_faults(ScriptedPort::Family family, unsigned long seed);
 /// Two events in each state, at once and a pass apart; then the world is good again.
-std::vector<Run> pairs_of_events(ScriptedPort::Family family);
+std::vector<Run> pairs_of_events(ScriptedPort::Family family, unsigned long seed);
+/// Days in which anything happens at any time, and is over after a while. Each day has a seed of its own.
+std::vector<Run> days(ScriptedPort::Family family, unsigned long seed);

@@ -14,7 +14,8 @@ const std::vector<std::pair<Fault, const char*>> FAULTS{
 
 // Ten resets with all their waits and a search that is started anew take less.
 constexpr auto RECOVERY = 15min;
-constexpr auto LASTING = 3h;
+constexpr auto LASTING = 24h;   // ten resets, each after two search limits
+constexpr auto SETTLED = 30min; // a connection that holds so long
 
 std::string name_of(Family family)
 {
@@ -34,7 +35,7 @@ std::vector<std::string> dialogue(Family family)
 
 } // namespace
 
-std::vector<Run> single_faults(Family family)
+std::vector<Run> single_faults(Family family, unsigned long)
 {
     std::vector<Run> runs;
     const auto commands = dialogue(family);
@@ -59,7 +60,7 @@ std::vector<Run> single_faults(Family family)
     return runs;
 }
 
-std::vector<Run> lasting_faults(Family family)
+std::vector<Run> lasting_faults(Family family, unsigned long)
 {
     std::vector<Run> runs;
     const auto commands = dialogue(family);
@@ -69,7 +70,14 @@ std::vector<Run> lasting_faults(Family family)
                 unit.module.faults([&](const std::string& sent) {
                     return sent == command ? std::optional(kind) : std::nullopt;
                 });
-                unit.pass_until(LASTING, [&] { return unit.state() == Unit::State::DTC_HW_ERROR; });
+                auto unsettled = unit.clock.now();
+                unit.pass_until(LASTING, [&] {
+                    if (unit.state() != Unit::State::CONNECTED) {
+                        unsettled = unit.clock.now();
+                    }
+                    return unit.state() == Unit::State::DTC_HW_ERROR ||
+                           unit.clock.now() - unsettled > SETTLED;
+                });
                 unit.module.faults({});
             };
             runs.push_back({name_of(family) + ": AT" + command + ", " + name + " for good",

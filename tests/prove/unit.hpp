@@ -20,6 +20,7 @@ public:
     explicit Unit(ScriptedPort::Family family) : ModemFixture(family)
     {
         module.refuses_unknown = true;
+        ecu::kova::logging::configure_logging("NOTICE"); // a day's DEBUG fills the memory
         begin();
         backend(true);
     }

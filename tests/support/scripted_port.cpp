@@ -10,6 +10,8 @@ using Defaults = std::map<std::string, std::string>;
 
 // What the port spends on getting back in step before it gives a command up.
 constexpr std::chrono::milliseconds IN_STEP_LIMIT{6800};
+// ... and on a start that nobody answers.
+constexpr std::chrono::seconds START_IN_VAIN{60};
 
 /// A module of a second boot, registered at home on its family's best network.
 const Defaults COMMON{
@@ -116,6 +118,7 @@ PortResult ScriptedPort::start()
         return PortResult::err("couldn't open modem: No such file or directory (2)");
     }
     if (mute_) {
+        pass_in_silence(START_IN_VAIN, AtCommand("", START_IN_VAIN));
         return PortResult::err("Modem does not respond to AT commands.");
     }
     timeouts_ = 0;

@@ -1,5 +1,7 @@
 #include "prove/proof.hpp"
 
+#include <random>
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -32,6 +34,13 @@ void down_for_long(Unit& unit)
     unit.pass_until(16min, [] { return false; });
 }
 
+/// For less than what five starts in vain take, which are the hardware's.
+void mute(Unit& unit)
+{
+    unit.module.mute(true);
+    unit.clock.at(100s, [&unit] { unit.module.mute(false); });
+}
+
 struct Event {
     const char* name;
     void (*happens)(Unit&);
@@ -39,7 +48,7 @@ struct Event {
 
 const std::vector<Event> EVENTS{
     {"port lost", [](Unit& unit) { unit.module.loop_ended(); }},
-    {"port mute", [](Unit& unit) { unit.module.mute(true); }},
+    {"port mute", mute},
     {"module rebooted", reboot},
     {"registration lost", [](Unit& unit) { registration(unit, "0"); }},
     {"registration denied", [](Unit& unit) { registration(unit, "3"); }},
@@ -63,8 +72,8 @@ const std::vector<Event> EVENTS{
     {"blackout off", [](Unit& unit) { unit.blackout({0}); }},
     {"backend up", [](Unit& unit) { unit.backend(true); }},
     {"backend down", [](Unit& unit) { unit.backend(false); }},
-    {"backend down for 16 min", down_for_long},
     {"broker lost", [](Unit&) { bus::set_outage(true); }},
+    {"backend down for 16 min", down_for_long},
     {"stop",
      [](Unit& unit) {
          unit.modem().stop();
@@ -164,7 +173,7 @@ void go_through(const Place& place, const Event& first, const Event& second, boo
 
 } // namespace
 
-std::vector<Run> pairs_of_events(Family family)
+std::vector<Run> pairs_of_events(Family family, unsigned long)
 {
     std::vector<Run> runs;
     for (const auto& place : PLACES) {
@@ -191,6 +200,45 @@ std::vector<Run> pairs_of_events(Family family)
                 }
             }
         }
+    }
+    return runs;
+}
+
+std::vector<Run> days(Family family, unsigned long seed)
+{
+    constexpr unsigned long DAYS = 30;
+    constexpr auto LONGEST_QUIET_S = 3600;
+    constexpr auto LONGEST_TROUBLE_S = 60;
+    std::vector<Run> runs;
+    for (unsigned long day = 0; day < DAYS; ++day) {
+        const auto what = [number = seed * DAYS + day](Unit& unit) {
+            std::mt19937 random(static_cast<std::mt19937::result_type>(number));
+            const auto up_to = [&random](int most) {
+                return std::chrono::seconds(std::uniform_int_distribution(0, most)(random));
+            };
+            const auto any = [&random]() -> const Event& { // but the last two: what lasts so long may be the
+                                                           // hardware's, and a stop is the end
+                return EVENTS[std::uniform_int_distribution<std::size_t>(0, EVENTS.size() - 3)(random)];
+            };
+            const auto never = [] { return false; };
+            const auto end = unit.clock.now() + 24h;
+            while (unit.clock.now() < end && !unit.left) {
+                unit.pass_until(up_to(LONGEST_QUIET_S), never);
+                for (int more = std::uniform_int_distribution(1, 3)(random); more > 0; --more) {
+                    any().happens(unit);
+                    unit.pass_until(up_to(LONGEST_TROUBLE_S), never);
+                }
+                all_is_good(unit);
+                if (!unit.connects_within(RECOVERY)) {
+                    return;
+                }
+            }
+        };
+        runs.push_back({(family == Family::SARA ? "SARA" : "TOBY") + std::string(", day ") +
+                            std::to_string(day) + " of seed " + std::to_string(seed),
+                        family,
+                        what,
+                        {}});
     }
     return runs;
 }

@@ -53,7 +53,7 @@ void ModulePower::off()
 void ModulePower::switch_off()
 {
     port_wait_.stop_and_join();
-    touches_.antenna.stop();
+    stop_antenna();
     publish(pb::ModemStatus_ModemState_DISABLING);
     if (touches_.variant != nullptr) {
         touches_.variant->power_off(touches_.gpio, touches_.port);
@@ -64,6 +64,17 @@ void ModulePower::switch_off()
     static_cast<void>(touches_.port->stop()); // off is off, whatever it answers
     take_supply();
     forget_module();
+}
+
+/// What the antenna asks a module that is to be switched off is given up: it would hold the supply up for as
+/// long as a command may take.
+void ModulePower::stop_antenna()
+{
+    touches_.port->interrupt();
+    touches_.antenna.stop();
+    if (!orders_.stop_wanted()) { // what a stop has overtaken stays so
+        touches_.port->resume();
+    }
 }
 
 /// The family's sequence does not say whether its last write succeeded; the same once more does.

@@ -65,6 +65,7 @@ public:
     std::uint32_t power_ups() const { return power_ups_; }
 
 private:
+    void stop_antenna();
     void take_supply();
     void forget_module();
 

@@ -16,11 +16,17 @@ TEST_F(Hang, IsEndedByAResetAndTheConnectionComesBack)
 
 TEST_F(Hang, HoldsNeitherAStopNorRadioSilence)
 {
-    connect({});
+    connect({.settings = "antenna.frequency = 1\n"}); // whose thread is in the middle of a command, too
     sim("hang");
+    sim("journal clear");
+    await("questions in vain", [this] { return journal().size() >= 2; });
+    sim("journal clear");
     bus().blackout(true);
     await_state(DISABLED);
     EXPECT_FALSE(supply());
+    const auto asked = journal();
+    EXPECT_EQ(asked.back(), "+CPWROFF");
+    EXPECT_LE(asked.size(), 2U) << "nothing but what was under way";
 
     bus().blackout(false);
     await_state(CONNECTED);

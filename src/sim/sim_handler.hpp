@@ -99,7 +99,7 @@ private:
     /// An external selection fell back to the internal SIM for want of a card.
     bool forced_internal_ = false;
     int error_counter_ = 0;
-    int unanswered_ = 0; // since an answer, or a selection
+    int unanswered_ = 0;                // since an answer, or a selection
     std::array<bool, 2> pin_refused_{}; // as wrong, by the card in each holder; by SIM type
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once

@@ -87,6 +87,7 @@ bool parse_opts(int argc, char** argv, CommandLineOptions& options)
 std::vector<const char*> action_words()
 {
     std::vector<const char*> words;
+    words.reserve(ACTIONS.size());
     for (const auto& [name, action] : ACTIONS) {
         words.push_back(name);
     }

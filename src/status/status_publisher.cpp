@@ -84,12 +84,11 @@ void StatusPublisher::registration()
 
 void StatusPublisher::status_when_due(bool now)
 {
-    const bool due =
-        now || !last_status_ || clock_.now() - *last_status_ > STATUS_PERIOD || state_ != state_now();
-    if (due && !registration_told_) {
+    const bool periodic = !last_status_ || clock_.now() - *last_status_ > STATUS_PERIOD;
+    if (periodic && !registration_told_) {
         registration();
     }
-    if (due) {
+    if (now || periodic || state_ != state_now()) {
         status();
         last_status_ = clock_.now();
     }

@@ -19,8 +19,9 @@ public:
     void hardware_on_change();
     void sim_on_change();
     void registration_on_change();
-    /// The status, with the registration message where this update has not told it yet: when 10 s have passed
-    /// since the last one, when the modem's state or reset reason is no longer the one published, or `now`.
+    /// The status: when 10 s have passed since the last one, then with the registration message where this
+    /// update has not told it yet; when the modem's state or reset reason is no longer the one published; or
+    /// `now`.
     void status_when_due(bool now);
     /// The status, and the dump of the record at INFO.
     void status();

@@ -123,6 +123,9 @@ TEST_F(Status, TellsTheRegistrationOnceAnUpdate)
     EXPECT_EQ(published("rt/system/modem_creg"), 1U);
     handler.update(false, false);
     handler.publish(); // the state alone
+    data.pb_state(ecu::kova::pb::ModemStatus_ModemState_ENABLED);
+    handler.update(false, false); // likewise
+    handler.update(false, true);
     EXPECT_EQ(published("rt/system/modem_creg"), 1U);
     registered(1, 7);
     handler.update(false, true);

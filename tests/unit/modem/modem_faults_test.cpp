@@ -80,6 +80,25 @@ TEST_F(Faults, SimErrorsResetFourTimesThenReportTheHardware)
     EXPECT_EQ(signal("rt/system/status_modem_module_error"), 1);
 }
 
+TEST_F(Faults, AHardwareErrorIsOwedUntilTheBusTakesIt)
+{
+    module.fails("+CPIN?", "+CME ERROR: SIM failure");
+    while (log.count("Resetting the Modem due to SIM") < 4) {
+        step();
+    }
+    bus::set_outage(true);
+    while (log.count("Unable to publish on rt/system/status_modem_module_error") == 0) {
+        step();
+    }
+    module.answers("+UPINCNT", "+UPINCNT: 1,3,10,10");
+    module.answers("+CPIN?", "+CPIN: SIM PIN"); // no more errors of the card that would report it anew
+    run_for(5s);
+    EXPECT_NE(state(), State::DTC_HW_ERROR);
+    bus::set_outage(false);
+    run_for(5s);
+    EXPECT_EQ(state(), State::DTC_HW_ERROR);
+}
+
 TEST_F(Faults, ASelectionThatKeepsFailingEndsInAReset)
 {
     module.fails("+CFUN=4", "ERROR");

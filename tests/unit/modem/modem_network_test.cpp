@@ -90,6 +90,7 @@ TEST_F(Network, AContextThatNeverComesUpIsGivenUpAfterTwoMinutes)
     run_until(State::ACTIVATE_CONTEXT);
     run_for(2min + 10s);
     EXPECT_EQ(log.count("never got activated after 120 retries"), 1U);
+    EXPECT_EQ(log.count("RAT changed from"), 0U);
     EXPECT_EQ(log.count("Reset counter"), 0U);
 }
 
@@ -217,6 +218,18 @@ TEST_F(Network, RadioSilenceTakesTheSupplyInEveryState)
         blackout({0});
     }
     run_until(State::CONNECTED);
+}
+
+TEST_F(Network, TheSimLockMovedTakesTheOtherCardWithoutARestart)
+{
+    run_until(State::CONNECTED);
+    module.forget();
+    pin(SIM_LOCK, "0", "in");
+    step();
+    EXPECT_EQ(published().active_sim(), pb::SIM_EXTERNAL);
+    run_until(State::CONNECTED);
+    EXPECT_EQ(module.count("+CPIN?"), 1U); // of the other card
+    EXPECT_EQ(module.count("+CMEE=2"), 0U);
 }
 
 TEST_F(Network, WhatCannotBeReadIsLoggedOnceAndThenCountedByTheMinute)

@@ -117,6 +117,11 @@ TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
         EXPECT_EQ(locked_on_bus(), c.locked) << c.attempts;
         EXPECT_EQ(handler.error_counter(), c.errors) << c.attempts;
     }
+    port->fails("+UPINCNT", "ERROR");
+    handler.clear_errors();
+    EXPECT_FALSE(handler.sim_ready());
+    EXPECT_EQ(handler.error_counter(), 1);
+    handler.clear_errors();
     port->answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
     data.external_sim = {};
     EXPECT_FALSE(handler.sim_ready());
@@ -125,7 +130,7 @@ TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
         EXPECT_FALSE(handler.sim_ready()) << state;
     }
     EXPECT_TRUE(locked_on_bus());          // by the PUK
-    EXPECT_EQ(handler.error_counter(), 1); // what waits for a person is no fault of the card
+    EXPECT_EQ(handler.error_counter(), 0); // what waits for a person is no fault of the card
     EXPECT_EQ(port->count("+CPIN=\"1234\""), 0U);
     EXPECT_EQ(port->count("+CPIN=\"\""), 0U);
     EXPECT_EQ(data.pb_state(), ecu::kova::pb::ModemStatus_ModemState_LOCKED);

@@ -35,11 +35,11 @@ TEST(NetworkTime, TakesWholeHoursOffAndRefusesWhatIsNoTime)
     EXPECT_EQ(parse_network_time_us("24/05/01,13:00:00+04"), NOON_2024_05_01);
     EXPECT_EQ(parse_network_time_us("24/05/01,12:00:00+02"), NOON_2024_05_01); // half an hour is dropped
     EXPECT_EQ(parse_network_time_us("24/05/01,07:00:00-20"), NOON_2024_05_01);
-    for (const char* text :
-         {"", "\"", "80/01/06,00:00:11+00", "04/01/01,00:00:00+00", "14/12/31,23:59:59+00",
-          "24/13/01,12:00:00+00", "24/05/01,12:00", "24/05/01,12:00:00", "24/05/01,12:00:00*00",
-          "24/05/01,12:00:00+", "24-05/01,12:00:00+00", "24/05-01,12:00:00+00", "24/05/01 12:00:00+00",
-          "24/05/01,12-00:00+00", "24/05/01,12:00-00+00", "99999999999/1/1,1:1:1+1"}) {
+    for (const char* text : {"", "\"", "80/01/06,00:00:11+00", "70/01/01,00:00:00+00", "04/01/01,00:00:00+00",
+                             "14/12/31,23:59:59+00", "24/13/01,12:00:00+00", "24/05/01,12:00",
+                             "24/05/01,12:00:00", "24/05/01,12:00:00*00", "24/05/01,12:00:00+",
+                             "24-05/01,12:00:00+00", "24/05-01,12:00:00+00", "24/05/01 12:00:00+00",
+                             "24/05/01,12-00:00+00", "24/05/01,12:00-00+00", "99999999999/1/1,1:1:1+1"}) {
         EXPECT_EQ(parse_network_time_us(text), std::nullopt) << text;
     }
 }
@@ -184,9 +184,42 @@ TEST_F(Status, NumbersThatAreNoEnumNeverEnterAMessage)
     EXPECT_FALSE(status_messages::status(data).has_network_time_utc_us());
 }
 
-TEST_F(Status, TheDumpBeginsAndEndsAsScriptsExpect)
+TEST_F(Status, EveryFieldOfTheRecordIsTold)
 {
-    const std::string dump = status_messages::dump(data);
-    EXPECT_EQ(dump.rfind("Modem Status: \n NETWORK Status data:\n c_reg: '4'\n cg_reg: '4'\n", 0), 0U);
-    EXPECT_EQ(dump.substr(dump.size() - 35), "TIME data:\n nw_utc: '0'\n ts_ns: '0'");
+    registered(5, 2);
+    data.nw_reg.cg_reg = 1;
+    data.nw_reg.ce_reg = 2;
+    data.nw_reg.ureg = 3;
+    data.sim.internal = {defs::SimType::INTERNAL, "8949", "26201"};
+    data.sim.external = {defs::SimType::EXTERNAL, "8944", "23415"};
+    data.sim.active = defs::SimType::EXTERNAL;
+    data.module = {"490154203237518", "u-blox", "SARA-U201"};
+    data.operator_data = {"26201", "Home", "SIM home"};
+    data.location = {262, 1, 17, 18, 19};
+    data.time = {20, 21};
+    data.antenna.rssi(0);
+    data.antenna.signal_quality(defs::signal_quality_of(4));
+    data.pb_state(ecu::kova::pb::ModemStatus_ModemState_CONNECTED);
+    data.pb_reset_reason(ecu::kova::pb::ModemStatus_ModemResetReason_SIM_ERROR);
+    const auto status = status_messages::status(data);
+    EXPECT_TRUE(status.has_rssi()) << "the weakest there is";
+    EXPECT_EQ(status.operator_id() + status.operator_name() + status.sim_operator_name(),
+              "26201HomeSIM home");
+    EXPECT_EQ(status.signal_quality(), 4);
+    EXPECT_EQ(status.network_time_stamp_ns(), 21);
+    const auto cards = status_messages::sim_information(data);
+    ASSERT_EQ(cards.sim_size(), 2);
+    EXPECT_EQ(cards.sim(0).iccid() + cards.sim(0).imsi(), "894926201");
+    EXPECT_EQ(cards.sim(1).iccid() + cards.sim(1).imsi(), "894423415");
+    EXPECT_EQ(status_messages::dump(data),
+              "Modem Status: \n NETWORK Status data:\n c_reg: '5'\n cg_reg: '1'\n ce_reg: '2'\n ureg: '3'\n "
+              "rat: '255'\n"
+              " SIM data:\n iccid: '8944'\n imsi: '23415'\n"
+              " MODEM data:\n imei: '490154203237518'\n manu: 'u-blox'\n model: 'SARA-U201'\n"
+              " OPERATOR data:\n id: '26201'\n name: 'Home'\n sim_n: 'SIM home'\n"
+              " LOCATION data:\n mcc: '262'\n mnc: '1'\n area_c: '17'\n cell_id: '18'\n r_ac: '19'\n"
+              " TIME data:\n nw_utc: '20'\n ts_ns: '21'");
+    EXPECT_EQ(data.nw_reg.text(), "    general CREG: ROAMING (5)\n    GPRS   CGREG: HOME (1)\n"
+                                  "    LTE    CEREG: SEARCH (2)\n             RAT: INVALID (255)\n"
+                                  "            UREG: WCDMA (3)\n");
 }

@@ -78,6 +78,9 @@ TEST_F(Variant, SaraPowersOffWithItsPortGoneOrNot)
 
 TEST_F(Variant, TobyRemovesTheSupplyEvenOfAModuleThatStaysAlive)
 {
+    ModemVariant::power_on(lines);
+    EXPECT_EQ(lines->written, "PWRON=0 RESET=0 VCC=1 PWRON=1 ");
+    lines->written.clear();
     toby.power_off(lines, toby_port);
     EXPECT_EQ(lines->written, "RESET=1 VCC=0 ");
     lines->written.clear();

@@ -1,13 +1,11 @@
 #include "scenario/rig.hpp"
 
 #include "control/control_server.hpp"
+#include "support/free_port.hpp"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <iostream>
-#include <netinet/in.h>
 #include <sstream>
-#include <sys/socket.h>
 #include <thread>
 
 namespace {
@@ -17,33 +15,6 @@ constexpr auto POLL_PAUSE = std::chrono::milliseconds(50);
 constexpr const char* TRANSCRIPT = "/transcript";
 constexpr std::size_t LOG_END = 20'000;                       // characters of a log that a failure shows
 constexpr const char* BROKER_PROGRAM = "/usr/sbin/mosquitto"; // not in an ordinary user's PATH
-
-// Below the kernel's ephemeral ports (32768 and up): there a client that retries an absent broker may find
-// itself connected to itself.
-constexpr int FIRST_PORT = 20'000;
-constexpr int PORTS = 12'000;
-
-bool is_free(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int bound = bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    close(probe);
-    return bound == 0;
-}
-
-/// Cases that run side by side have different process numbers.
-int free_port()
-{
-    int port = FIRST_PORT + getpid() % PORTS;
-    while (!is_free(port)) {
-        port = FIRST_PORT + (port + 1) % PORTS;
-    }
-    return port;
-}
 
 /// The programs under test live faster than the test and the broker do.
 std::vector<std::string> fast_time()

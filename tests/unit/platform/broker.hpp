@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/free_port.hpp"
+
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
@@ -88,14 +90,6 @@ public:
     }
 
 private:
-    static int free_port()
-    {
-        const int listener = listen_on(0);
-        const int port = port_of(listener);
-        close(listener);
-        return port;
-    }
-
     void wait_until_listening() const
     {
         using namespace std::chrono_literals;

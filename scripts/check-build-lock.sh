@@ -19,6 +19,8 @@ configure_and_build() {
     held "$1" || fail "the lock is free while it builds"
     sleep 60 & # what a build may leave behind
     left=$!
+    # Until it runs its program a child of the shell holds what the shell has set aside for after the build.
+    until [[ $(<"/proc/$left/comm") == sleep ]]; do :; done
     return 7
 }
 status=0

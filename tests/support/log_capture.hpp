@@ -7,6 +7,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Keeps every record in place of the sink as long as it lives, DEBUG included unless told otherwise. One at
@@ -50,6 +51,12 @@ public:
     {
         const std::lock_guard held(mutex_);
         return records_;
+    }
+    /// The same, and forgets them.
+    std::vector<Record> take()
+    {
+        const std::lock_guard held(mutex_);
+        return std::exchange(records_, {});
     }
     void clear()
     {

@@ -54,6 +54,9 @@ bool ManualClock::wait_until(std::condition_variable& condition, std::unique_loc
 
 void ManualClock::advance(std::chrono::milliseconds distance)
 {
+    if (before_each_) {
+        before_each_();
+    }
     const auto target = now() + distance;
     while (true) {
         {

@@ -30,6 +30,8 @@ public:
                     time_point deadline) override;
 
     void advance(std::chrono::milliseconds distance);
+    /// On the thread that moves it. Set before other threads have the clock.
+    void before_each_advance(std::function<void()> look) { before_each_ = std::move(look); }
     /// Moves to the next function or deadline and no further, by `limit` at most.
     void advance_to_next(std::chrono::milliseconds limit);
     /// Runs `action` when the clock passes `offset` from now, on the thread that moves it.
@@ -44,6 +46,8 @@ private:
         std::mutex* mutex; // alive while the waiter is among waiters_
         time_point deadline;
     };
+
+    std::function<void()> before_each_;
 
     time_point next_stop(time_point target) const;
     void run_due_actions();

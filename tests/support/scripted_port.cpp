@@ -145,6 +145,9 @@ Result ScriptedPort::execute(const AtCommand& command)
     }
     owes_ = mute_;
     sent_.push_back(command.command);
+    if (told_) {
+        told_(command);
+    }
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
     }

@@ -45,6 +45,8 @@ public:
     {
         actions_[command] = std::move(action);
     }
+    /// Told of every command that is sent, before its answer.
+    void on_command(std::function<void(const AtCommand&)> told) { told_ = std::move(told); }
     /// Asked with every command that is sent.
     void faults(std::function<std::optional<Fault>(const std::string& command)> choose)
     {
@@ -84,6 +86,7 @@ private:
     std::map<std::string, Answer> answers_;
     std::map<std::string, std::function<void()>> actions_;
     std::function<std::optional<Fault>(const std::string&)> fault_;
+    std::function<void(const AtCommand&)> told_;
     std::vector<std::string> sent_;
     IPortObserver* observer_ = nullptr;
     std::atomic<bool> present_{true}; // asked by the waiting thread too

@@ -1,83 +1,73 @@
 #include "modem_fixture.hpp"
 
-#include <algorithm>
-
 using namespace std::chrono_literals;
+
+// What a recorded dialogue cannot tell.
 
 namespace {
 
 class Faults : public ModemFixture {};
 
-class TobyFaults : public ModemFixture {
-protected:
-    TobyFaults() : ModemFixture(ScriptedPort::Family::TOBY) {}
-};
-
 } // namespace
 
-TEST_F(Faults, APortThatWentAwayIsOpenedAnewWithoutAReset)
+TEST_F(Faults, WhatCannotBeReadIsLoggedOnceAndThenCountedByTheMinute)
 {
     run_until(State::CONNECTED);
-    module.forget();
-    module.present(false);
-    clock.at(20s, [this] { module.present(true); });
-    run_for(3s);
-    EXPECT_EQ(state(), State::WAITING_FOR_ATPORT);
-    run_until(State::CONNECTED);
-    EXPECT_EQ(module.count("+CREG=2"), 1U); // the module may have forgotten its reports
-    EXPECT_EQ(module.count("+CPIN?"), 1U);  // and its PIN
-    EXPECT_EQ(log.count("Reset counter"), 0U);
-}
-
-TEST_F(Faults, APortWhoseLoopEndedIsLostAlthoughItsNodeIsThere)
-{
-    run_until(State::CONNECTED);
-    module.loop_ended();
-    run_for(3s);
-    EXPECT_EQ(log.count("Moving to AT_PORT_LOST state"), 1U);
-    run_until(State::CONNECTED);
-}
-
-TEST_F(Faults, ASilentModuleIsReset)
-{
-    run_until(State::CONNECTED);
-    for (const char* command :
-         {"+CREG?", "+CGREG?", "+UREG?", "+CGACT?", "+UDOPN=0", "+UDOPN=2", "+UDOPN=7", "+CCLK?"}) {
-        module.is_silent(command);
+    for (std::size_t round = 1; round <= 2; ++round) {
+        for (int i = 0; i < 500; ++i) {
+            modem().message("be/status", ecu::kova::com::Message({0x09, 0xff}));
+            modem().message("rt/system/blackout_mode", ecu::kova::com::Message({0xff}));
+            blackout({1, 1});
+            module.urc("+CREG: x");
+            if (i % 100 == 0) {
+                step();
+            }
+        }
+        run_for(2min + 5s); // the minute's count, and a quiet minute
+        EXPECT_EQ(state(), State::CONNECTED);
+        EXPECT_EQ(log.count("Total length is smaller then expected header length"), round);
+        EXPECT_EQ(log.count("Unable to deserialize received message (1), topic: be/status"), round);
+        EXPECT_EQ(log.count("499 more unreadable messages on be/status in the last minute"), round);
+        EXPECT_EQ(log.count("499 more unreadable signals of rt/system/blackout_mode"), round);
+        EXPECT_EQ(log.count("499 more blackout messages without their one byte"), round);
+        EXPECT_EQ(log.count("Unable to read the registration in"), round);
+        EXPECT_EQ(log.count("499 more unreadable reports in the last minute"), round);
     }
+}
+
+TEST_F(Faults, AnAccessTechnologyThatChangesInEveryPassEndsInAGivingUp)
+{
+    module.answers("+CGACT?", "+CGACT: 1,0");
+    run_until(State::ACTIVATE_CONTEXT);
+    for (int pass = 0; pass < 600 && log.count("never got activated after 120 retries") == 0; ++pass) {
+        module.urc(std::string("+CREG: 1,\"1A2B\",\"01C3D4E5\",") + (pass % 2 ? "2" : "6"));
+        module.urc(std::string("+CGREG: 1,\"1A2B\",\"01C3D4E5\",") + (pass % 2 ? "2" : "6"));
+        step();
+    }
+    EXPECT_EQ(log.count("never got activated after 120 retries"), 1U);
+    EXPECT_GE(log.count("re-initiate activation."), 50U);
+    log.clear();
+    run_until(State::ACTIVATE_CONTEXT); // and the next visit has its two minutes again
+    run_for(119s);
+    EXPECT_EQ(log.count("never got activated"), 0U);
+}
+
+TEST_F(Faults, ASupplyThatStaysIsSaidAgainAndTriedAgain)
+{
+    run_until(State::CONNECTED);
+    const std::string value = "/sys/class/gpio/gpio3/value";
+    root.remove(value);
+    std::filesystem::create_directory(root.path(value)); // cannot be written
+    blackout({1});
     run_for(5min);
-    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
-}
-
-TEST_F(Faults, WriteErrorsResetTheModule)
-{
-    run_until(State::CONNECTED);
-    module.write_error = true;
-    run_for(3s);
-    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_AT_PORT_WRITE_ERROR);
-}
-
-TEST_F(Faults, ABackOffIsLeftWhenThePortIsLostMeanwhile)
-{
-    run_until(State::CONNECTED);
-    module.urc("+UUNFM: 0,3600");
-    run_for(5s);
-    ASSERT_EQ(state(), State::BACKOFF);
-    module.loop_ended();
-    run_for(20s);
-    run_until(State::CONNECTED);
-    EXPECT_EQ(log.count("Reset counter"), 0U);
-}
-
-TEST_F(Faults, SimErrorsResetFourTimesThenReportTheHardware)
-{
-    module.fails("+CPIN?", "+CME ERROR: SIM failure");
-    run_for(10min);
-    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_SIM_ERROR);
-    EXPECT_EQ(log.count("Resetting the Modem due to SIM Card communication retrial"), 5U);
-    EXPECT_EQ(log.count("Reset counter"), 4U);
-    EXPECT_EQ(state(), State::DTC_HW_ERROR);
-    EXPECT_EQ(signal("rt/system/status_modem_module_error"), 1);
+    EXPECT_EQ(state(), State::OFF);
+    EXPECT_GE(log.count("supply could not be taken away"), 4U);
+    EXPECT_LE(log.count("supply could not be taken away"), 6U);
+    root.remove(value);
+    pin(VCC, "1", "out");
+    run_for(2s);
+    EXPECT_EQ(level(VCC), "0\n");
+    EXPECT_EQ(log.count("The module's supply is away now"), 1U);
 }
 
 TEST_F(Faults, AHardwareErrorIsOwedUntilTheBusTakesIt)
@@ -97,13 +87,6 @@ TEST_F(Faults, AHardwareErrorIsOwedUntilTheBusTakesIt)
     bus::set_outage(false);
     run_for(5s);
     EXPECT_EQ(state(), State::DTC_HW_ERROR);
-}
-
-TEST_F(Faults, ASelectionThatKeepsFailingEndsInAReset)
-{
-    module.fails("+CFUN=4", "ERROR");
-    run_for(3min);
-    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_SIM_ERROR);
 }
 
 TEST_F(Faults, AConnectionForgivesEarlierResets)
@@ -131,31 +114,6 @@ TEST_F(Faults, ABouncingSimContactHoldsNobody)
     module.forget();
     step();
     EXPECT_LE(module.count("+CPIN?"), 2U); // one for the contact, one for the state
-}
-
-TEST_F(TobyFaults, WithoutASimItIsResetAndReportedInsteadOfGoingRound)
-{
-    module.fails("+CPIN?", "+CME ERROR: SIM not inserted");
-    run_for(20min);
-    EXPECT_EQ(published().reset_reason(), pb::ModemStatus_ModemResetReason_SIM_ERROR);
-    EXPECT_EQ(log.count("Reset counter"), 4U);
-    EXPECT_EQ(log.count("not allowed!"), 0U);
-    EXPECT_EQ(state(), State::DTC_HW_ERROR);
-    bus::settle(5s);
-    EXPECT_EQ(bus::count("rt/system/status_modem_module_error"), 1U);
-}
-
-TEST_F(Faults, GarbageReportsChangeNothing)
-{
-    run_until(State::CONNECTED);
-    for (const char* line : {"+CREG: ", "+CREG: x,y", "+CGREG: 99999999999999", "+CIEV: 2", "+CIEV: -1,-1",
-                             "+UUNFM: ,", "+UUNFM: 99,5", "+UREG: -7", "+CEREG: \"", "\xff\xfe: \x01"}) {
-        module.urc(line);
-    }
-    run_for(20s);
-    EXPECT_EQ(state(), State::CONNECTED);
-    EXPECT_EQ(published().registration().registration_status(),
-              pb::ModemRegistration_RegistrationStatus_HOME);
 }
 
 TEST_F(Faults, RunsOnWithoutGpiosAndReportsTheHardware)

@@ -18,7 +18,7 @@
 namespace pb = ecu::kova::pb;
 
 /// A unit on the bench: a root directory; a broker, celld-sim and celld as processes of their own, the last
-/// two in a time that passes faster (tests/fast_time). Nothing is timed: what the waits of a case share is
+/// two in a time that passes faster (tools/fast-time). Nothing is timed: what the waits of a case share is
 /// its budget, and when that is over, or celld has ended unasked, an exception fails the case and says what
 /// it waited for. What the programs said is then printed.
 class Rig : public testing::Test {

@@ -88,6 +88,7 @@ struct Pace {
         steady = of(time);
         now_of(CLOCK_REALTIME, &time);
         wall = of(time);
+        // NOLINTBEGIN(concurrency-mt-unsafe): before main
         if (const char* text = std::getenv("FAST_TIME")) {
             const auto wanted = number(text);
             factor = wanted >= 1 && wanted <= 100 ? wanted : 1;
@@ -97,6 +98,7 @@ struct Pace {
             text += *text == ',' ? 1 : 0;
             wall = number(text);
         }
+        // NOLINTEND(concurrency-mt-unsafe)
     }
 };
 
@@ -311,6 +313,7 @@ long syscall(long number, ...) noexcept
     va_end(list);
     timespec scaled{};
     if (number == SYS_futex && arguments[3] != 0) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel's way of passing one
         const auto& given = *reinterpret_cast<const timespec*>(arguments[3]);
         const long operation = arguments[1] & FUTEX_CMD_MASK;
         if (operation == FUTEX_WAIT) {

@@ -1,4 +1,4 @@
-#include "prove/proof.hpp"
+#include "proof.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -38,7 +38,7 @@ unsigned long number(const char* text)
     const auto value = text != nullptr ? std::strtoul(text, &end, 10) : 0;
     if (end == nullptr || *end != '\0' || value == 0) {
         std::cerr << USAGE;
-        std::exit(2);
+        std::exit(2); // NOLINT(concurrency-mt-unsafe): before anything runs
     }
     return value;
 }

@@ -1,4 +1,4 @@
-#include "prove/proof.hpp"
+#include "proof.hpp"
 
 #include <algorithm>
 #include <array>

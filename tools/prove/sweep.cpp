@@ -1,4 +1,4 @@
-#include "prove/proof.hpp"
+#include "proof.hpp"
 
 using namespace std::chrono_literals;
 

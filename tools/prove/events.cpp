@@ -1,6 +1,7 @@
-#include "prove/proof.hpp"
+#include "proof.hpp"
 
 #include <random>
+#include <tuple>
 
 using namespace std::chrono_literals;
 
@@ -15,9 +16,11 @@ constexpr const char* PIN_ENTRY = R"(+CPIN="5193")"; // the one of a unit withou
 
 void registration(Unit& unit, const std::string& status)
 {
-    for (const std::string name : {"+CREG", "+CGREG", "+CEREG"}) {
-        unit.module.answers(name + "?", name + (name == "+CEREG" ? ": 3," : ": 2,") + status);
-        unit.module.urc(name + ": " + status);
+    for (const auto& [query, answer, report] :
+         {std::tuple("+CREG?", "+CREG: 2,", "+CREG: "), std::tuple("+CGREG?", "+CGREG: 2,", "+CGREG: "),
+          std::tuple("+CEREG?", "+CEREG: 3,", "+CEREG: ")}) {
+        unit.module.answers(query, answer + status);
+        unit.module.urc(report + status);
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "prove/unit.hpp"
+#include "unit.hpp"
 
 #include <cstddef>
 #include <functional>

@@ -1,124 +1,36 @@
-#include "at/at_tty_port.hpp"
-#include "support/log_capture.hpp"
-#include "support/manual_clock.hpp"
-#include "support/pty_peer.hpp"
-#include "support/sleeping_threads.hpp"
-#include "support/temp_root.hpp"
+#include "stage.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <future>
-#include <optional>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
-
-namespace {
+#include <tuple>
 
 using namespace std::chrono_literals;
 using Level = LogCapture::Level;
 
-constexpr const char* DEVICE = "/dev/ttyUbloxModemAT";
-constexpr std::string_view UNWRITABLE = "AT+CPIN=";
-
-std::atomic<bool> writes_fail{false};
-
-int code(const Result& result)
-{
-    return result.is_ok() ? 0 : static_cast<int>(result.unwrapErr().code);
-}
-
-} // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's --wrap names them
-extern "C" ssize_t __real_write(int fd, const void* bytes, size_t count);
-extern "C" ssize_t __wrap_write(int fd, const void* bytes, size_t count)
-{
-    if (writes_fail && count > UNWRITABLE.size() &&
-        std::memcmp(bytes, UNWRITABLE.data(), UNWRITABLE.size()) == 0) {
-        errno = EIO;
-        return -1;
-    }
-    return __real_write(fd, bytes, count);
-}
-// NOLINTEND(bugprone-reserved-identifier)
-
 namespace {
 
-class UrcList final : public IPortObserver {
-public:
-    void urc(const AtCommandResponse& response) override
-    {
-        std::unique_lock held(mutex_);
-        seen_ += response.message + ";";
-        changed_.notify_all();
-        gate_.wait(held, [this] { return !closed_; });
-    }
-    // While it is closed, the port's thread stays inside the observer.
-    void close_gate(bool closed)
-    {
-        const std::lock_guard held(mutex_);
-        closed_ = closed;
-        gate_.notify_all();
-    }
-    std::string seen()
-    {
-        const std::lock_guard held(mutex_);
-        return seen_;
-    }
-    bool await(const std::string& text)
-    {
-        std::unique_lock held(mutex_);
-        return changed_.wait_until(held, std::chrono::steady_clock::now() + 5s,
-                                   [&] { return seen_.find(text) != std::string::npos; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::condition_variable gate_;
-    std::string seen_;
-    bool closed_ = false;
-};
-
-class AtTtyPortTest : public testing::Test {
+class AtTtyPortTest : public Stage {
 protected:
-    // Lets the clock run while nobody is at work, a hundred times as fast as the machine's at most, until
-    // `work` is done.
-    template <class Work>
-    auto passing_time(Work work)
-    {
-        return passing_until(std::async(std::launch::async, std::move(work)));
-    }
-    template <class Value>
-    Value passing_until(std::future<Value> done)
-    {
-        while (done.wait_for(100us) != std::future_status::ready) {
-            if (other_threads_sleep()) {
-                clock.advance(10ms);
-            }
-        }
-        return done.get();
-    }
     void start()
     {
-        port.add_observer(&urcs);
-        ASSERT_TRUE(port.wait_until_available());
-        const auto started = passing_time([this] { return port.start(); });
-        ASSERT_TRUE(started.is_ok()) << started.unwrapErr();
+        Stage::start();
+        ASSERT_EQ(record(), "0: >AT\n200: =1");
     }
-    Result run(const std::string& command, std::chrono::seconds timeout = 10s)
+    /// What a scan of the module's answer has found: "mode,status" and the error's code, if any.
+    std::string scanned(const std::string& lines)
     {
-        return passing_time([&] { return port.execute(AtCommand(command, timeout)); });
-    }
-    // A command that the module has read and leaves without an answer.
-    std::future<Result> begin_silent(const std::string& command, std::chrono::seconds timeout)
-    {
-        auto result =
-            std::async(std::launch::async, [=, this] { return port.execute(AtCommand(command, timeout)); });
-        EXPECT_TRUE(module->await_line("AT" + command));
-        EXPECT_TRUE(clock.await_waiters(1));
-        return result;
+        answers["AT+CREG?"] = lines;
+        begin([this] {
+            int mode = -1;
+            int status = -1;
+            const auto result = port.execute(AtCommand("+CREG?"), "%d,%d", &mode, &status);
+            return std::to_string(mode) + ',' + std::to_string(status) +
+                   (result.is_ok() ? "" : ' ' + text_of(result));
+        });
+        finish();
+        return record();
     }
     void expect_no_secret_above_debug(const std::string& secret)
     {
@@ -127,21 +39,14 @@ protected:
                 << record.text;
         }
     }
-
-    TempRoot root;
-    LogCapture log;
-    ManualClock clock;
-    std::optional<PtyPeer> module{std::in_place, root.path(DEVICE)};
-    UrcList urcs;
-    AtTtyPort port{{DEVICE}, clock};
 };
 
 TEST_F(AtTtyPortTest, TakesTheCandidatesInTurnTwentySecondsEach)
 {
     AtTtyPort two({"/dev/absent", DEVICE}, clock);
-    const auto begin = clock.now();
+    const auto before = clock.now();
     EXPECT_TRUE(two.wait_until_available());
-    EXPECT_EQ(clock.now() - begin, 20s);
+    EXPECT_EQ(clock.now() - before, 20s);
     EXPECT_TRUE(log.contains(Level::NOTICE, std::string("Port ") + DEVICE + " became ready after 0 tries!"))
         << log;
 
@@ -152,192 +57,335 @@ TEST_F(AtTtyPortTest, TakesTheCandidatesInTurnTwentySecondsEach)
     EXPECT_FALSE(AtTtyPort({}, clock).wait_until_available());
 }
 
-TEST_F(AtTtyPortTest, OpensTheLineRawAndScansAnswers)
+TEST_F(AtTtyPortTest, OpensTheLineRawAndForItselfAlone)
 {
-    termios line = {};
-    ASSERT_EQ(::tcgetattr(module->device_fd(), &line), 0);
-    line.c_iflag = ICRNL | INPCK; // as another program may have left it
-    line.c_cflag |= PARENB | CSTOPB | CRTSCTS;
-    ASSERT_EQ(::tcsetattr(module->device_fd(), TCSANOW, &line), 0);
+    termios line = {}; // the opposite of all that is wanted
+    line.c_iflag = INPCK | IGNCR | ICRNL | IUCLC;
+    line.c_oflag = OPOST | OLCUC | ONLCR | OCRNL | ONLRET;
+    line.c_cflag = B9600 | CS8 | CSTOPB | CRTSCTS;
+    line.c_lflag = ICANON | ECHO | ECHOE | ECHONL;
+    line.c_cc[VEOF] = line.c_cc[VTIME] = line.c_cc[VMIN] = 9;
+    ASSERT_EQ(::tcsetattr(device.get(), TCSANOW, &line), 0);
     start();
-    EXPECT_FALSE(port.start().unwrap());
-    ASSERT_EQ(::tcgetattr(module->device_fd(), &line), 0);
-    EXPECT_EQ(line.c_cflag & tcflag_t(CSIZE | PARENB | CSTOPB | CRTSCTS), tcflag_t(CS8));
-    EXPECT_EQ(line.c_lflag & tcflag_t(ICANON | ECHO), 0U);
-    EXPECT_EQ(line.c_iflag & tcflag_t(ICRNL | INPCK | IXON | IXOFF), tcflag_t(IXON | IXOFF));
-    EXPECT_EQ(line.c_oflag & tcflag_t(OPOST), 0U);
-    EXPECT_EQ(::cfgetospeed(&line), speed_t(B115200));
-
-    // Reports of the same prefix in front of the answer and behind it, one of another in between.
-    module->answers("AT+CREG?", "\r\n+CREG: 5\r\n\r\n+UUX: 1\r\n\r\n+CREG:0,1\r\n\r\n+CREG: 4\r\n\r\nOK\r\n");
-    int mode = -1;
-    int status = -1;
-    ASSERT_EQ(code(port.execute(AtCommand("+CREG?"), "%d,%d", &mode, &status)), 0);
-    EXPECT_EQ(mode, 0);
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(urcs.seen(), "+UUX: 1;"); // before the answer
-    const auto refused = port.execute(AtCommand("+CREG?"), "x%d", &mode);
-    EXPECT_EQ(code(refused), 13);
-    EXPECT_EQ(refused.unwrapErr().final_response, "format parsing failed");
-
-    const auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < 50; ++i) { // each wakes the port thread, or it would sleep 100 ms before every one
-        ASSERT_EQ(code(port.execute(AtCommand(""))), 0);
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
-
-    std::string word;
-    module->answers("AT+CGMM", "\r\n" + std::string(3000, 'S') + " second\r\n\r\nOK\r\n");
-    ASSERT_EQ(code(port.execute(AtCommand("+CGMM"), word)), 0);
-    EXPECT_EQ(word, std::string(1024, 'S'));
+    ASSERT_EQ(::tcgetattr(device.get(), &line), 0);
+    EXPECT_EQ(std::tuple(line.c_iflag, line.c_oflag, line.c_cflag, line.c_lflag),
+              std::tuple(IGNPAR | IXON | IXANY | IXOFF, 0, B115200 | CS8 | CREAD | CLOCAL, 0));
+    EXPECT_EQ(std::tuple(line.c_cc[VEOF], line.c_cc[VTIME], line.c_cc[VMIN]), std::tuple(1, 0, 1));
+    EXPECT_EQ(std::tuple(::cfgetispeed(&line), ::cfgetospeed(&line)), std::tuple(B115200, B115200));
+    const auto is_exclusive = [this] {
+        int exclusive = -1;
+        return ::ioctl(device.get(), TIOCGEXCL, &exclusive) == 0 && exclusive == 1;
+    };
+    EXPECT_TRUE(is_exclusive());
+    Stage::start();
+    EXPECT_EQ(record(), "0: =0"); // it runs already
+    EXPECT_TRUE(port.is_available());
+    ASSERT_EQ(::fchmod(device.get(), 0), 0);
+    EXPECT_FALSE(port.is_available()); // the descriptor counts while the port is open
+    EXPECT_TRUE(port.stop().unwrap());
+    EXPECT_FALSE(is_exclusive());
+    EXPECT_TRUE(port.is_available()); // the node again
+    root.remove(DEVICE);
+    EXPECT_FALSE(port.is_available());
 }
 
-TEST_F(AtTtyPortTest, DropsALateOkAfterATimeout)
+TEST_F(AtTtyPortTest, KeepsNoDescriptorOfAFailedOpen)
+{
+    root.remove(DEVICE);
+    root.write(DEVICE, "not a terminal");
+    Stage::start();
+    EXPECT_EQ(record(), "0: =ioctl(TIOCEXCL) error: Inappropriate ioctl for device (25)");
+    root.remove(DEVICE);
+    EXPECT_FALSE(port.is_available());
+    EXPECT_EQ(port.start().unwrapErr(), "couldn't open modem: No such file or directory (2)");
+}
+
+TEST_F(AtTtyPortTest, ScansTheAnswerAmongReportsOfItsName)
 {
     start();
-    auto result = begin_silent("+UAUTHREQ=1,1,\"user\",\"geheim\"", 10s);
-    clock.advance(9999ms);
-    EXPECT_NE(result.wait_for(0s), std::future_status::ready);
-    clock.advance(1ms);
-    EXPECT_EQ(code(result.get()), 2);
+    const std::pair<const char*, const char*> table[] = {
+        {"+CREG: 5\r\n\r\n+CREG:0,1\r\n\r\n+CREG: 4", "0,1"},    // what fills most of the format,
+        {"+CREG: 2,3\r\n\r\n+CREG: 0,1\r\n\r\n+CREG: x", "0,1"}, // the last such
+        {"7,8", "7,8"},
+        {"+CREG: 5", "5,-1"},
+        {"+CREG: x", "-1,-1 13 format parsing failed"},
+        {"x", "-1,-1 13 format parsing failed"},
+    };
+    for (const auto& [lines, values] : table) {
+        EXPECT_EQ(scanned(lines), std::string("0: >AT+CREG? =") + values);
+    }
+    answers["AT+CGMM"] = std::string(3000, 'S') + " second";
+    begin([this] {
+        std::string word;
+        return text_of(port.execute(AtCommand("+CGMM"), word)).substr(2995) + "; " + word;
+    });
+    finish();
+    EXPECT_EQ(record(), "0: >AT+CGMM =SSSSS second; " + std::string(1024, 'S'));
+    answers.erase("AT+CGMM");
+    begin([this] {
+        std::string word = "as it was";
+        return text_of(port.execute(AtCommand("+CGMM", 1s), word)) + "; " + word;
+    });
+    finish();
+    EXPECT_EQ(record(), "0: >AT+CGMM\n1000: =2 ; as it was");
+}
+
+TEST_F(AtTtyPortTest, ReportsGoToTheObserverWhoseFaultsStayItsOwn)
+{
+    start();
+    answers["AT+CSQ"] = "+CSQ: 1\r\n\r\n+UUX: 1\r\n\r\n+CSQ: 2";
+    say("\r\n+UUX: fault\r\n\r\n+CMEE: 2\r\n"); // the line of a query that only the port itself asks
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+CSQ !+UUX: fault !+UUX: 1 =+CSQ: 1+CSQ: 2");
+}
+
+// The module's lines are the first command's, so it gets back in step before it writes another.
+TEST_F(AtTtyPortTest, GetsBackInStepWithAModuleThatOwesAnAnswer)
+{
+    start();
+    answers["AT+CSQ"] = "+CSQ: 20,99";
+    run(AtCommand("+UAUTHREQ=1,1,\"user\",\"geheim\"", 10s));
+    EXPECT_EQ(record(), "0: >AT+UAUTHREQ=1,1,\"user\",\"geheim\"\n10000: =2 ");
     EXPECT_TRUE(log.contains(Level::NOTICE, "\"***\"' timeout!")) << log;
-    module->send("\r\nOK\r\n\r\n+UUX: 1\r\n");
-    ASSERT_TRUE(urcs.await("+UUX: 1")); // the OK has been seen
-    module->answers("AT+CSQ", "\r\n+CSQ: 20,99\r\n\r\nOK\r\n");
-    int rssi = 0;
-    EXPECT_EQ(code(port.execute(AtCommand("+CSQ"), "%d", &rssi)), 0);
-    EXPECT_EQ(rssi, 20);
     expect_no_secret_above_debug("geheim");
+    say("\r\nOK\r\n\r\n+UUX: 1\r\n"); // late, but that is all it owed
+    settle();
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: !+UUX: 1 >AT+CSQ =+CSQ: 20,99");
+
+    run(AtCommand("+LOST", 1s));
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+LOST\n1000: =2 \n1200: >AT+CMEE?\n1400: >AT+CSQ =+CSQ: 20,99");
+
+    // The answer comes in the quiet that is waited for.
+    run(AtCommand("+LATE", 1s));
+    clock.at(100ms, [this] { say("\r\nOK\r\n"); });
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+LATE\n1000: =2 \n1400: >AT+CSQ =+CSQ: 20,99");
+
+    // None of the queries is answered: each once, then the last of them for ever.
+    answers.clear();
+    run(AtCommand("+LOST", 1s));
+    for (int i = 0; i < 3; ++i) {
+        run(AtCommand("+CSQ"));
+    }
+    EXPECT_EQ(record(), "0: >AT+LOST\n1000: =2 \n"
+                        "1200: >AT+CMEE?\n4600: >AT+CFUN?\n7800: =2 \n"
+                        "8000: >AT+CGEREP?\n11400: >AT+CMER?\n14600: =2 \n"
+                        "14800: >AT+CMER?\n18200: >AT+CMER?\n21400: =2 ");
+    EXPECT_EQ(log.count("The module still owes an answer, '+CSQ' is not sent"), 3U);
+    for (int i = 0; i < 7; ++i) { // a module that hangs is known by that too
+        EXPECT_FALSE(port.is_timeout());
+        run(AtCommand("+CSQ"));
+    }
+    EXPECT_TRUE(port.is_timeout());
+}
+
+TEST_F(AtTtyPortTest, AModuleThatNeverStopsReportingHoldsACommandUpForSomeSeconds)
+{
+    start();
+    run(AtCommand("+LOST", 1s));
+    record();
+    for (int i = 1; i < 100; ++i) {
+        clock.at(i * 140ms, [this] { say("\r\n+UUX: 1\r\n"); });
+    }
+    answers["AT+CSQ"] = "+CSQ: 20,99";
+    run(AtCommand("+CSQ"));
+    const auto seen = record();
+    EXPECT_NE(seen.find("\n2200: >AT+CMEE?\n"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("\n6600: >AT+CSQ =+CSQ: 20,99"), std::string::npos) << seen;
 }
 
 TEST_F(AtTtyPortTest, AnOkTooManyAnswersNobody)
 {
     start();
-    auto given_up = begin_silent("+SLOW", 10s);
-    clock.advance(10s);
-    EXPECT_EQ(code(given_up.get()), 2);
-    module->listen([this](const std::string& line) {
+    run(AtCommand("+SLOW", 10s));
+    heard = [this](const std::string& line) {
         const bool asked = line == "AT+CSQ";
         if (!asked) {
-            module->send("\r\nOK\r\n\r\nOK\r\n"); // one of them is that of +SLOW
+            say("\r\nOK\r\n\r\nOK\r\n"); // one of them is that of +SLOW
         }
         clock.at(1s, [this, text = asked ? "+CSQ: 20,99" : line.substr(2, line.size() - 3) + ": 1"] {
-            module->send("\r\n" + text + "\r\n\r\nOK\r\n");
+            say("\r\n" + text + "\r\n\r\nOK\r\n");
         });
-    });
-    for (int round = 0; round < 3; ++round) {
-        const auto result = run("+CSQ");
-        EXPECT_EQ(result.is_ok() ? result.unwrap().message : "+CSQ: 20,99", "+CSQ: 20,99");
-    }
+    };
+    run(AtCommand("+CSQ"));
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+SLOW\n10000: =2 \n10200: >AT+CMEE?\n11600: >AT+CSQ\n"
+                        "12600: =+CSQ: 20,99 >AT+CSQ\n13600: =+CSQ: 20,99");
 }
 
-TEST_F(AtTtyPortTest, DoesNotWriteACommandThatTimedOutBefore)
+// While the port's thread is held up behind the gate.
+TEST_F(AtTtyPortTest, WritesACommandAtOnceOrNotAtAll)
 {
     start();
-    urcs.close_gate(true);
-    module->send("\r\n+UUX: 1\r\n");
-    ASSERT_TRUE(urcs.await("+UUX: 1"));
-    EXPECT_EQ(code(port.execute(AtCommand("+LATE", 0s))), 2);
-    urcs.close_gate(false);
-    module->send("\r\n+UUX: 2\r\n");
-    ASSERT_TRUE(urcs.await("+UUX: 2")); // the thread has been round
-    EXPECT_EQ(code(port.execute(AtCommand(""))), 0);
-    EXPECT_EQ(module->count("AT+LATE"), 0U);
-}
+    answers["AT+CSQ"] = "+CSQ: 20,99";
+    close_gate(true);
+    say("\r\n+UUX: 1\r\n");
+    settle();
+    call(AtCommand("+LATE", 0s)); // over before it could be written
+    close_gate(false);
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: !+UUX: 1 =2  >AT+CSQ =+CSQ: 20,99");
 
-TEST_F(AtTtyPortTest, DoesNotAnswerACommandThatIsNotYetWritten)
-{
-    start();
-    auto given_up = begin_silent("+SLOW", 10s);
-    clock.advance(10s);
-    EXPECT_EQ(code(given_up.get()), 2);
-    urcs.close_gate(true);
-    module->send("\r\n+UUX: 1\r\n\r\nOK\r\n"); // the OK of +SLOW: read, but behind the gate
-    ASSERT_TRUE(urcs.await("+UUX: 1"));
-    module->answers("AT+CSQ", "\r\n+CSQ: 20,99\r\n\r\nOK\r\n");
-    auto answer = std::async(std::launch::async, [&] { return port.execute(AtCommand("+CSQ")); });
-    ASSERT_TRUE(clock.await_waiters(1));
-    urcs.close_gate(false);
-    EXPECT_EQ(passing_until(std::move(answer)).unwrap().value, "20,99");
+    run(AtCommand("+SLOW", 1s));
+    close_gate(true);
+    say("\r\n+UUX: 1\r\n\r\nOK\r\n"); // the OK of +SLOW: read, but behind the gate
+    settle();
+    call(AtCommand("+CSQ"));
+    close_gate(false);
+    finish();
+    EXPECT_EQ(record(), "0: >AT+SLOW\n1000: =2  !+UUX: 1\n1200: >AT+CSQ =+CSQ: 20,99");
+
+    close_gate(true);
+    say("\r\n+UUX: 1\r\n");
+    settle();
+    call(AtCommand("+CSQ"));
+    say("\r\n+UUX: 2\r\n"); // is read before the command is written
+    close_gate(false);
+    finish();
+    EXPECT_EQ(record(), "0: !+UUX: 1 >AT+CSQ !+UUX: 2 =+CSQ: 20,99");
 }
 
 TEST_F(AtTtyPortTest, TheEleventhTimeoutInARowIsAVerdict)
 {
+    const auto silent = [this](int times) {
+        for (int i = 0; i < times; ++i) {
+            run(AtCommand("+SILENT", 1s));
+        }
+    };
     start();
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(code(run("+SILENT", 1s)), 2);
-    }
+    silent(10);
     EXPECT_FALSE(port.is_timeout());
-    EXPECT_EQ(code(run("+SILENT", 1s)), 2);
+    run(AtCommand(""));
+    silent(10);
+    EXPECT_FALSE(port.is_timeout());
+    silent(1);
     EXPECT_TRUE(port.is_timeout());
-    EXPECT_EQ(code(run("")), 0);
+    EXPECT_TRUE(port.stop().unwrap());
+    record();
+    start();
     EXPECT_FALSE(port.is_timeout());
 }
 
 TEST_F(AtTtyPortTest, AFailedWriteEndsTheCommandAndTheEleventhIsAVerdict)
 {
     start();
-    writes_fail = true;
-    for (int i = 0; i < 11; ++i) {
-        EXPECT_FALSE(port.is_write_error());
-        const auto result = port.execute(AtCommand("+CPIN=\"1234\""));
-        ASSERT_EQ(code(result), 3);
-        EXPECT_EQ(result.unwrapErr().message,
-                  "AT+CPIN=\"***\"<CR><LF> (port-writing-error: 'Input/output error')");
+    const auto fail = [this] {
+        next_call::write = EIO;
+        run(AtCommand("+CPIN=\"1234\""));
+        EXPECT_EQ(record(), "0: =3 ERROR");
+    };
+    for (int i = 0; i < 10; ++i) {
+        fail();
     }
-    EXPECT_TRUE(port.is_write_error());
-    writes_fail = false;
-    EXPECT_EQ(code(port.execute(AtCommand(""))), 0);
     EXPECT_FALSE(port.is_write_error());
-    EXPECT_TRUE(log.contains(Level::ERROR, "Unable to write to port: 'AT+CPIN=\"***\"")) << log;
+    fail();
+    EXPECT_TRUE(port.is_write_error());
+    run(AtCommand(""));
+    EXPECT_FALSE(port.is_write_error());
+    EXPECT_TRUE(log.contains(Level::ERROR, "Unable to write to port: 'AT+CPIN=\"***\"<CR><LF>' (Input/output "
+                                           "error)"))
+        << log;
     expect_no_secret_above_debug("1234");
+}
+
+TEST_F(AtTtyPortTest, AFaultOfOneCallIsNotTheEnd)
+{
+    start();
+    answers["AT+CSQ"] = "+CSQ: 20,99";
+    for (const int fault : {EAGAIN, EIO, next_call::NOTHING}) { // the thread rests, or it would spin
+        next_call::read = fault;
+        say("lost");
+        settle();
+        run(AtCommand("+CSQ"));
+        EXPECT_EQ(record(), "100: >AT+CSQ =+CSQ: 20,99");
+    }
+    next_call::tcflush = EIO;
+    call(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "");
+    say("\r\n+UUX: 1\r\n"); // the thread looks again
+    finish();
+    EXPECT_EQ(record(), "0: >AT+CSQ !+UUX: 1 =+CSQ: 20,99");
+    next_call::poll = EINTR;
+    next_call::write = next_call::NOTHING; // a torso: the module says nothing
+    run(AtCommand("+CSQ", 1s));
+    EXPECT_EQ(record(), "1000: =2 ");
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "200: >AT+CMEE?\n400: >AT+CSQ =+CSQ: 20,99");
+    next_call::poll = EIO; // but this is
+    say("\r\n+UUX: 1\r\n");
+    settle();
+    EXPECT_FALSE(port.is_running());
 }
 
 TEST_F(AtTtyPortTest, AHangUpReleasesTheCommandAndThePortCanBeStartedAnew)
 {
     start();
-    auto result = begin_silent("+CPIN=\"1234\"", 60s);
-    module->hang_up();
-    const auto released = result.get();
-    EXPECT_EQ(code(released), 14);
-    EXPECT_EQ(released.unwrapErr().final_response, "PORT_CLOSED");
+    call(AtCommand("+CPIN=\"1234\"", 60s));
+    pass(1s);
+    hang_up();
+    EXPECT_EQ(record(), "0: >AT+CPIN=\"1234\"\n1000: =14 PORT_CLOSED");
     EXPECT_TRUE(log.contains(Level::ERROR, "poll() error/nval/hup")) << log;
     EXPECT_FALSE(port.is_running());
-    EXPECT_EQ(code(port.execute(AtCommand(""))), 14);
     expect_no_secret_above_debug("1234");
-
-    module.reset();
-    module.emplace(root.path(DEVICE));
-    EXPECT_FALSE(port.is_running());
+    plug_in();
+    run(AtCommand(""));
+    EXPECT_EQ(record(), "0: =14 Port is no longer reading or writing");
     EXPECT_TRUE(port.stop().unwrap());
     EXPECT_FALSE(port.stop().unwrap());
     start();
-    EXPECT_EQ(code(port.execute(AtCommand(""))), 0);
+    run(AtCommand(""));
+    EXPECT_EQ(record(), "0: >AT =");
 }
 
-TEST_F(AtTtyPortTest, AStopInterruptsTheCommand)
+TEST_F(AtTtyPortTest, AnInterruptionEndsTheCommandAndLaterOnesUntilItIsOver)
 {
     start();
-    auto result = begin_silent("+COPS=0", 180s);
+    answers["AT+CREG?"] = "+CREG: 0,1";
+    call(AtCommand("+COPS=0", 180s));
+    call(AtCommand("+COPS?", 180s));
+    pass(1s);
+    port.interrupt();
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+COPS=0\n1000: =14 AT command interrupted =14 AT command interrupted =14 AT "
+                        "command interrupted");
+    AtCommand power_off("+CPWROFF", 40s);
+    power_off.interruptible = false;
+    call(power_off);
+    pass(1s);
+    port.interrupt();
+    settle();
+    say("\r\nOK\r\n"); // of +COPS=0
+    pass(1s);
+    say("\r\nOK\r\n");
+    settle();
+    EXPECT_EQ(record(), "0: >AT+CPWROFF\n2000: =");
+    EXPECT_TRUE(port.is_interrupted());
+    port.resume();
+    run(AtCommand("+CREG?"));
+    EXPECT_EQ(record(), "0: >AT+CREG? =+CREG: 0,1");
+    call(AtCommand("+COPS=0", 180s));
+    call(AtCommand("+CSQ"));
     EXPECT_TRUE(port.stop().unwrap());
-    EXPECT_EQ(code(result.get()), 14);
-    EXPECT_TRUE(log.contains(Level::ERROR, "indicated an exception: AT command interrupted")) << log;
-    EXPECT_TRUE(port.is_available()); // the node again, the descriptor is closed
-    root.remove(DEVICE);
-    EXPECT_FALSE(port.is_available());
+    settle();
+    EXPECT_EQ(record(), "0: >AT+COPS=0 =14 AT command interrupted =14 Port is no longer reading or writing");
+    EXPECT_FALSE(port.is_timeout());
 }
 
 TEST_F(AtTtyPortTest, ASecondCommandWaitsHalfAMinuteForItsTurn)
 {
     start();
-    auto first = begin_silent("+COPS=0", 180s);
-    auto second = std::async(std::launch::async, [&] { return port.execute(AtCommand("+CSQ")); });
-    ASSERT_TRUE(clock.await_waiters(2));
-    clock.advance(30s);
-    EXPECT_EQ(code(second.get()), 1);
-    module->send("\r\nOK\r\n");
-    EXPECT_EQ(code(first.get()), 0);
-    EXPECT_EQ(module->count("AT+CSQ"), 0U);
+    call(AtCommand("+COPS=0", 180s));
+    call(AtCommand("+CSQ"));
+    pass(31s);
+    answers["AT+CREG?"] = "+CREG: 0,1";
+    call(AtCommand("+CREG?"));
+    pass(10s);
+    say("\r\nOK\r\n");
+    finish();
+    EXPECT_EQ(record(), "0: >AT+COPS=0\n30000: =1 Device is busy processing another command\n"
+                        "41000: >AT+CREG? = =+CREG: 0,1");
 }
 
 // Commands are published while the loop ends: each must come back, or this test never does.
@@ -345,45 +393,53 @@ TEST_F(AtTtyPortTest, NoCommandIsLeftBehindWhenThePortStops)
 {
     for (int round = 0; round < 30; ++round) {
         start();
-        const auto until_stopped = [&] {
-            int last = 0;
-            while ((last = code(port.execute(AtCommand("", 1h)))) == 0) {
+        for (int i = 0; i < 2; ++i) {
+            begin([this] {
+                auto result = port.execute(AtCommand("", 1h));
+                while (result.is_ok()) {
+                    result = port.execute(AtCommand("", 1h));
+                }
+                return std::to_string(static_cast<int>(result.unwrapErr().code));
+            });
+        }
+        int commands = 0;
+        heard = [&](const std::string& line) {
+            answer(line);
+            if (++commands == 3) {
+                begin([this] {
+                    return std::to_string(port.is_available()) + std::to_string(port.stop().unwrap());
+                });
             }
-            return last;
         };
-        auto one = std::async(std::launch::async, until_stopped);
-        auto two = std::async(std::launch::async, until_stopped);
-        auto watch = std::async(std::launch::async, [&] { return port.is_available(); });
-        ASSERT_TRUE(module->await_line("AT", module->count("AT") + 3));
-        EXPECT_TRUE(port.stop().unwrap());
-        EXPECT_EQ(one.get(), 14);
-        EXPECT_EQ(two.get(), 14);
-        EXPECT_TRUE(watch.get());
+        finish();
+        const auto seen = record();
+        EXPECT_EQ(seen.substr(seen.find('=')), "=14 =14 =11");
+        heard = [this](const std::string& line) { answer(line); };
     }
 }
 
 TEST_F(AtTtyPortTest, GivesAMuteModuleThirtyTries)
 {
-    module->answers("AT", "");
-    ASSERT_TRUE(port.wait_until_available());
-    const auto begin = clock.now();
-    const auto started = passing_time([this] { return port.start(); });
-    EXPECT_EQ(module->count("AT"), 30U);
-    EXPECT_GE(clock.now() - begin, 59s);
-    EXPECT_EQ(started.unwrapErr(), "Modem does not respond to AT commands.");
+    answers.clear();
+    Stage::start();
+    std::string tries;
+    for (int i = 0; i < 30; ++i) {
+        tries += std::to_string(2000 * i) + ": >AT\n";
+    }
+    EXPECT_EQ(record(), tries + "60000: =Modem does not respond to AT commands.");
     EXPECT_FALSE(port.is_running());
     EXPECT_EQ(log.count("timeout!"), 0U) << log;
 }
 
-TEST_F(AtTtyPortTest, KeepsNoDescriptorOfAFailedOpen)
+TEST_F(AtTtyPortTest, ALateStarterThatAnswersEveryProbeIsThereOnceNothingFollows)
 {
-    root.remove(DEVICE);
-    root.write(DEVICE, "not a terminal");
-    ASSERT_TRUE(port.wait_until_available());
-    EXPECT_EQ(port.start().unwrapErr(), "ioctl(TIOCEXCL) error: Inappropriate ioctl for device (25)");
-    root.remove(DEVICE);
-    EXPECT_FALSE(port.is_available());
-    EXPECT_EQ(port.start().unwrapErr(), "couldn't open modem: No such file or directory (2)");
+    heard = [this](const std::string& line) { clock.at(2050ms, [=, this] { answer(line); }); };
+    Stage::start();
+    EXPECT_EQ(record(), "0: >AT\n2000: >AT\n3200: >AT+CMEE?\n5450: =1");
+    heard = [this](const std::string& line) { answer(line); };
+    answers["AT+CSQ"] = "+CSQ: 20,99";
+    run(AtCommand("+CSQ"));
+    EXPECT_EQ(record(), "0: >AT+CSQ =+CSQ: 20,99");
 }
 
 } // namespace

@@ -1,0 +1,322 @@
+#include "stage.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <optional>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace next_call {
+std::atomic<int> poll{0};
+std::atomic<int> read{0};
+std::atomic<int> write{0};
+std::atomic<int> tcflush{0};
+} // namespace next_call
+
+namespace {
+
+constexpr const char* LINE_END = "\r\n";
+
+std::atomic<int> module_end{-1};
+std::atomic<long> to_port{0}; // bytes written on the one side and not yet read on the other
+std::atomic<long> to_module{0};
+
+bool is_of_port(int fd)
+{
+    return fd > STDERR_FILENO && fd != module_end && ::isatty(fd) != 0;
+}
+
+bool fails(std::atomic<int>& call)
+{
+    errno = call.exchange(0);
+    return errno != 0;
+}
+
+int result_of_failure()
+{
+    return errno == next_call::NOTHING ? 0 : -1;
+}
+
+/// How often the other threads have been switched away so far; nothing while one of them is at work
+/// (proc(5)). Twice the same number proves that all slept at once in between.
+std::optional<long> switches_of_sleepers()
+{
+    long switches = 0;
+    const auto self = std::to_string(::gettid());
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        for (std::string line; task.path().filename() != self && std::getline(status, line);) {
+            if (line.starts_with("State:") && !line.ends_with("S (sleeping)")) {
+                return std::nullopt;
+            }
+            const auto number = line.find("ctxt_switches:");
+            switches += number == std::string::npos ? 0 : std::stol(line.substr(line.find(':') + 1));
+        }
+    }
+    return switches;
+}
+
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's --wrap names them
+extern "C" ssize_t __real_write(int fd, const void* bytes, size_t count);
+extern "C" ssize_t __wrap_write(int fd, const void* bytes, size_t count)
+{
+    if (!is_of_port(fd)) {
+        return __real_write(fd, bytes, count);
+    }
+    if (fails(next_call::write)) {
+        return result_of_failure();
+    }
+    const auto done = __real_write(fd, bytes, count);
+    to_module += std::max<long>(done, 0);
+    return done;
+}
+
+extern "C" ssize_t __real_read(int fd, void* bytes, size_t count);
+extern "C" ssize_t __wrap_read(int fd, void* bytes, size_t count)
+{
+    if (!is_of_port(fd)) {
+        return __real_read(fd, bytes, count);
+    }
+    const auto done = __real_read(fd, bytes, count);
+    to_port -= std::max<long>(done, 0);
+    return fails(next_call::read) ? result_of_failure() : done; // what was to be read is lost then
+}
+
+// Takes all that has been sent, not only as much as the kernel has carried by now.
+extern "C" int __real_tcflush(int fd, int what);
+extern "C" int __wrap_tcflush(int fd, int what)
+{
+    if (fails(next_call::tcflush)) {
+        return -1;
+    }
+    int waiting = 0;
+    while (to_module > 0 || (::ioctl(fd, FIONREAD, &waiting) == 0 && waiting < to_port)) {
+        std::this_thread::yield();
+    }
+    to_port -= waiting;
+    return __real_tcflush(fd, what);
+}
+
+extern "C" int __real_poll(pollfd* lines, nfds_t count, int timeout);
+extern "C" int __wrap_poll(pollfd* lines, nfds_t count, int timeout)
+{
+    const bool can_be_woken = count == 2 && timeout > 0 && lines[1].fd >= 0;
+    if (can_be_woken && fails(next_call::poll)) {
+        return -1;
+    }
+    return __real_poll(lines, count, can_be_woken ? -1 : timeout);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+void StageClock::sleep_for(milliseconds pause)
+{
+    std::unique_lock held(mutex_);
+    const auto end = now() + pause;
+    while (inner_.wait_until(nobody_, held, end)) {
+    }
+}
+
+void StageClock::sleep_for(milliseconds pause, const Wakeup& /*wakeup*/)
+{
+    sleep_for(pause);
+}
+
+bool StageClock::wait_until(std::condition_variable& condition, std::unique_lock<std::mutex>& held,
+                            time_point deadline)
+{
+    return inner_.wait_until(condition, held, deadline);
+}
+
+Stage::Stage()
+{
+    plug_in();
+    port.add_observer(this);
+}
+
+Stage::~Stage()
+{
+    begin([this] { return port.stop().unwrap() ? "stopped" : ""; });
+    finish();
+    module_end = -1;
+}
+
+void Stage::plug_in()
+{
+    module_ = UniqueFd(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    std::array<char, 64> name = {};
+    if (::grantpt(module_.get()) != 0 || ::unlockpt(module_.get()) != 0 ||
+        ::ptsname_r(module_.get(), name.data(), name.size()) != 0) {
+        throw std::runtime_error("no pseudo-terminal");
+    }
+    device = UniqueFd(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const auto link = root.path(DEVICE);
+    std::filesystem::create_directories(link.parent_path());
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(name.data(), link);
+    module_end = module_.get();
+    to_port = to_module = 0;
+}
+
+void Stage::hang_up()
+{
+    (void)device.close();
+    (void)module_.close(); // the other side reads a hang-up
+    settle();
+}
+
+void Stage::say(const std::string& bytes)
+{
+    to_port += static_cast<long>(bytes.size());
+    if (::write(module_.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the pseudo-terminal takes no more");
+    }
+}
+
+void Stage::answer(const std::string& line)
+{
+    if (const auto known = answers.find(line); known != answers.end()) {
+        say(known->second.empty() ? "\r\nOK\r\n" : "\r\n" + known->second + "\r\n\r\nOK\r\n");
+    }
+}
+
+void Stage::begin(std::function<std::string()> work)
+{
+    calls_.push_back(std::async(std::launch::async, std::move(work)));
+}
+
+void Stage::call(const AtCommand& command)
+{
+    begin([=, this] { return text_of(port.execute(command)); });
+    settle();
+}
+
+void Stage::run(const AtCommand& command)
+{
+    call(command);
+    finish();
+}
+
+std::string Stage::text_of(const Result& result)
+{
+    return result.is_ok() ? result.unwrap().message
+                          : std::to_string(static_cast<int>(result.unwrapErr().code)) + ' ' +
+                                result.unwrapErr().final_response;
+}
+
+void Stage::start()
+{
+    begin([this] {
+        const auto started = port.wait_until_available() ? port.start() : PortResult::err("absent");
+        return started.is_ok() ? std::to_string(started.unwrap()) : started.unwrapErr();
+    });
+    finish();
+}
+
+void Stage::close_gate(bool closed)
+{
+    const std::lock_guard held(mutex_);
+    closed_ = closed;
+    gate_.notify_all();
+}
+
+void Stage::urc(const AtCommandResponse& response)
+{
+    std::unique_lock held(mutex_);
+    reports_.push_back(response.message);
+    gate_.wait(held, [this] { return !closed_; });
+    if (response.value == "fault") {
+        throw std::runtime_error("an observer's fault");
+    }
+}
+
+// Whether the port has written anything.
+bool Stage::hear()
+{
+    const bool anything = to_module > 0;
+    while (to_module > 0) {
+        std::array<char, 1024> buffer;
+        const auto got = ::read(module_.get(), buffer.data(), buffer.size());
+        to_module -= got;
+        input_.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        for (auto end = input_.find(LINE_END); end != std::string::npos; end = input_.find(LINE_END)) {
+            const auto line = input_.substr(0, end);
+            input_.erase(0, end + 2);
+            note('>' + line);
+            heard(line);
+        }
+    }
+    return anything;
+}
+
+void Stage::settle()
+{
+    const auto look = [this]() -> std::optional<long> {
+        const bool is_read = to_port == 0 || !port.is_running(); // what comes behind its end lies there
+        return !hear() && is_read ? switches_of_sleepers() : std::nullopt;
+    };
+    for (auto last = look(), now = look(); !now || now != last; last = std::exchange(now, look())) {
+        std::this_thread::sleep_for(10us);
+    }
+    {
+        const std::lock_guard held(mutex_);
+        for (const auto& report : std::exchange(reports_, {})) {
+            note('!' + report);
+        }
+    }
+    std::erase_if(calls_, [this](auto& one) {
+        const bool over = one.wait_for(0s) == std::future_status::ready;
+        if (over) {
+            note('=' + one.get());
+        }
+        return over;
+    });
+}
+
+void Stage::pass(milliseconds time)
+{
+    const auto end = clock.now() + time;
+    for (settle(); clock.now() < end; settle()) {
+        clock.advance_to_next(std::chrono::ceil<milliseconds>(end - clock.now()));
+    }
+}
+
+void Stage::finish()
+{
+    const auto give_up = clock.now() + 24h;
+    for (settle(); !calls_.empty(); settle()) {
+        clock.advance_to_next(1h);
+        if (clock.now() > give_up) {
+            ADD_FAILURE() << "Somebody waits for ever: " << record_;
+            std::abort(); // whose thread could not be joined
+        }
+    }
+}
+
+void Stage::note(const std::string& text)
+{
+    const auto now = clock.now();
+    if (noted_ != now) {
+        const auto time = std::chrono::duration_cast<milliseconds>(now - begin_);
+        record_ += (record_.empty() ? "" : "\n") + std::to_string(time.count()) + ':';
+        noted_ = now;
+    }
+    record_ += ' ' + text;
+}
+
+std::string Stage::record()
+{
+    begin_ = clock.now();
+    noted_ = {};
+    return std::exchange(record_, {});
+}

@@ -1,6 +1,5 @@
 #include "stage.hpp"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -13,25 +12,9 @@ namespace {
 
 class AtTtyPortTest : public Stage {
 protected:
-    void start()
-    {
-        Stage::start();
-        ASSERT_EQ(record(), "0: >AT\n200: =1");
-    }
-    /// What a scan of the module's answer has found: "mode,status" and the error's code, if any.
-    std::string scanned(const std::string& lines)
-    {
-        answers["AT+CREG?"] = lines;
-        begin([this] {
-            int mode = -1;
-            int status = -1;
-            const auto result = port.execute(AtCommand("+CREG?"), "%d,%d", &mode, &status);
-            return std::to_string(mode) + ',' + std::to_string(status) +
-                   (result.is_ok() ? "" : ' ' + text_of(result));
-        });
-        finish();
-        return record();
-    }
+    AtTtyPortTest() { answers["AT+CSQ"] = "+CSQ: 20,99"; }
+
+    void start() { ASSERT_EQ(Stage::start(), "0: >AT\n200: =1"); }
     void expect_no_secret_above_debug(const std::string& secret)
     {
         for (const auto& record : log.records()) {
@@ -47,8 +30,7 @@ TEST_F(AtTtyPortTest, TakesTheCandidatesInTurnTwentySecondsEach)
     const auto before = clock.now();
     EXPECT_TRUE(two.wait_until_available());
     EXPECT_EQ(clock.now() - before, 20s);
-    EXPECT_TRUE(log.contains(Level::NOTICE, std::string("Port ") + DEVICE + " became ready after 0 tries!"))
-        << log;
+    EXPECT_TRUE(log.contains(Level::NOTICE, std::string("Port ") + DEVICE + " became ready after 0 tries!"));
 
     AtTtyPort none({"/dev/absent"}, clock);
     clock.at(50s, [&] { none.stop_wait_until_available(); });
@@ -77,27 +59,21 @@ TEST_F(AtTtyPortTest, OpensTheLineRawAndForItselfAlone)
         return ::ioctl(device.get(), TIOCGEXCL, &exclusive) == 0 && exclusive == 1;
     };
     EXPECT_TRUE(is_exclusive());
-    Stage::start();
-    EXPECT_EQ(record(), "0: =0"); // it runs already
-    EXPECT_TRUE(port.is_available());
+    EXPECT_EQ(Stage::start(), "0: =0"); // it runs already
     ASSERT_EQ(::fchmod(device.get(), 0), 0);
     EXPECT_FALSE(port.is_available()); // the descriptor counts while the port is open
     EXPECT_TRUE(port.stop().unwrap());
+    EXPECT_FALSE(port.stop().unwrap());
     EXPECT_FALSE(is_exclusive());
     EXPECT_TRUE(port.is_available()); // the node again
-    root.remove(DEVICE);
-    EXPECT_FALSE(port.is_available());
-}
 
-TEST_F(AtTtyPortTest, KeepsNoDescriptorOfAFailedOpen)
-{
-    root.remove(DEVICE);
-    root.write(DEVICE, "not a terminal");
-    Stage::start();
-    EXPECT_EQ(record(), "0: =ioctl(TIOCEXCL) error: Inappropriate ioctl for device (25)");
-    root.remove(DEVICE);
+    root.remove(DEVICE); // and no descriptor of a failed open
     EXPECT_FALSE(port.is_available());
     EXPECT_EQ(port.start().unwrapErr(), "couldn't open modem: No such file or directory (2)");
+    root.write(DEVICE, "not a terminal");
+    EXPECT_EQ(port.start().unwrapErr(), "ioctl(TIOCEXCL) error: Inappropriate ioctl for device (25)");
+    root.remove(DEVICE);
+    EXPECT_FALSE(port.is_available());
 }
 
 TEST_F(AtTtyPortTest, ScansTheAnswerAmongReportsOfItsName)
@@ -112,71 +88,60 @@ TEST_F(AtTtyPortTest, ScansTheAnswerAmongReportsOfItsName)
         {"x", "-1,-1 13 format parsing failed"},
     };
     for (const auto& [lines, values] : table) {
-        EXPECT_EQ(scanned(lines), std::string("0: >AT+CREG? =") + values);
+        answers["AT+CREG?"] = lines;
+        begin([this] {
+            int mode = -1;
+            int status = -1;
+            const auto result = port.execute(AtCommand("+CREG?"), "%d,%d", &mode, &status);
+            return std::to_string(mode) + ',' + std::to_string(status) +
+                   (result.is_ok() ? "" : ' ' + text_of(result));
+        });
+        EXPECT_EQ(play("end"), std::string("0: >AT+CREG? =") + values);
     }
     answers["AT+CGMM"] = std::string(3000, 'S') + " second";
-    begin([this] {
-        std::string word;
-        return text_of(port.execute(AtCommand("+CGMM"), word)).substr(2995) + "; " + word;
-    });
-    finish();
-    EXPECT_EQ(record(), "0: >AT+CGMM =SSSSS second; " + std::string(1024, 'S'));
-    answers.erase("AT+CGMM");
-    begin([this] {
-        std::string word = "as it was";
-        return text_of(port.execute(AtCommand("+CGMM", 1s), word)) + "; " + word;
-    });
-    finish();
-    EXPECT_EQ(record(), "0: >AT+CGMM\n1000: =2 ; as it was");
+    for (const char* const expected : {"0: >AT+CGMM =1024", "0: >AT+CGMM\n1000: =5"}) {
+        begin([this] {
+            std::string word = "as it";
+            (void)port.execute(AtCommand("+CGMM", 1s), word);
+            return std::to_string(word.size());
+        });
+        EXPECT_EQ(play("end"), expected);
+        answers.clear();
+    }
 }
 
 TEST_F(AtTtyPortTest, ReportsGoToTheObserverWhoseFaultsStayItsOwn)
 {
     start();
     answers["AT+CSQ"] = "+CSQ: 1\r\n\r\n+UUX: 1\r\n\r\n+CSQ: 2";
-    say("\r\n+UUX: fault\r\n\r\n+CMEE: 2\r\n"); // the line of a query that only the port itself asks
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+CSQ !+UUX: fault !+UUX: 1 =+CSQ: 1+CSQ: 2");
+    // "+CMEE" is the line of a query that only the port itself asks.
+    EXPECT_EQ(play("<+UUX: fault\r\n\r\n+CMEE: 2; AT+CSQ"),
+              "0: !+UUX: fault >AT+CSQ !+UUX: 1 =+CSQ: 1+CSQ: 2");
 }
 
-// The module's lines are the first command's, so it gets back in step before it writes another.
+// What the module owes comes first, so the port gets in step before it writes another command.
 TEST_F(AtTtyPortTest, GetsBackInStepWithAModuleThatOwesAnAnswer)
 {
     start();
-    answers["AT+CSQ"] = "+CSQ: 20,99";
-    run(AtCommand("+UAUTHREQ=1,1,\"user\",\"geheim\"", 10s));
-    EXPECT_EQ(record(), "0: >AT+UAUTHREQ=1,1,\"user\",\"geheim\"\n10000: =2 ");
+    EXPECT_EQ(play("AT+CPIN=\"1234\"; end; <OK; AT+CSQ"), // the OK is all it owed
+              "0: >AT+CPIN=\"1234\"\n10000: =2  >AT+CSQ =+CSQ: 20,99");
     EXPECT_TRUE(log.contains(Level::NOTICE, "\"***\"' timeout!")) << log;
-    expect_no_secret_above_debug("geheim");
-    say("\r\nOK\r\n\r\n+UUX: 1\r\n"); // late, but that is all it owed
-    settle();
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: !+UUX: 1 >AT+CSQ =+CSQ: 20,99");
+    expect_no_secret_above_debug("1234");
+    EXPECT_EQ(play("AT+LOST 1; end; AT+CSQ"),
+              "0: >AT+LOST\n1000: =2 \n1200: >AT+CMEE?\n1400: >AT+CSQ =+CSQ: 20,99");
+    clock.at(1100ms, [this] { say("\r\nOK\r\n"); }); // in the quiet that is waited for
+    EXPECT_EQ(play("AT+LATE 1; end; AT+CSQ"), "0: >AT+LATE\n1000: =2 \n1400: >AT+CSQ =+CSQ: 20,99");
 
-    run(AtCommand("+LOST", 1s));
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+LOST\n1000: =2 \n1200: >AT+CMEE?\n1400: >AT+CSQ =+CSQ: 20,99");
-
-    // The answer comes in the quiet that is waited for.
-    run(AtCommand("+LATE", 1s));
-    clock.at(100ms, [this] { say("\r\nOK\r\n"); });
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+LATE\n1000: =2 \n1400: >AT+CSQ =+CSQ: 20,99");
-
-    // None of the queries is answered: each once, then the last of them for ever.
-    answers.clear();
-    run(AtCommand("+LOST", 1s));
-    for (int i = 0; i < 3; ++i) {
-        run(AtCommand("+CSQ"));
-    }
-    EXPECT_EQ(record(), "0: >AT+LOST\n1000: =2 \n"
-                        "1200: >AT+CMEE?\n4600: >AT+CFUN?\n7800: =2 \n"
-                        "8000: >AT+CGEREP?\n11400: >AT+CMER?\n14600: =2 \n"
-                        "14800: >AT+CMER?\n18200: >AT+CMER?\n21400: =2 ");
+    const auto queries = std::exchange(answers, {}); // each is asked once, then the last for ever
+    EXPECT_EQ(play("AT+LOST 1; end; AT+CSQ; end; AT+CSQ; end; AT+CSQ"),
+              "0: >AT+LOST\n1000: =2 \n"
+              "1200: >AT+CMEE?\n4600: >AT+CFUN?\n7800: =2 \n"
+              "8000: >AT+CGEREP?\n11400: >AT+CMER?\n14600: =2 \n"
+              "14800: >AT+CMER?\n18200: >AT+CMER?\n21400: =2 ");
     EXPECT_EQ(log.count("The module still owes an answer, '+CSQ' is not sent"), 3U);
     for (int i = 0; i < 7; ++i) { // a module that hangs is known by that too
         EXPECT_FALSE(port.is_timeout());
-        run(AtCommand("+CSQ"));
+        play("AT+CSQ");
     }
     EXPECT_TRUE(port.is_timeout());
 }
@@ -184,86 +149,56 @@ TEST_F(AtTtyPortTest, GetsBackInStepWithAModuleThatOwesAnAnswer)
 TEST_F(AtTtyPortTest, AModuleThatNeverStopsReportingHoldsACommandUpForSomeSeconds)
 {
     start();
-    run(AtCommand("+LOST", 1s));
-    record();
     for (int i = 1; i < 100; ++i) {
-        clock.at(i * 140ms, [this] { say("\r\n+UUX: 1\r\n"); });
+        clock.at(1s + i * 140ms, [this] { say("\r\n+UUX: 1\r\n"); });
     }
-    answers["AT+CSQ"] = "+CSQ: 20,99";
-    run(AtCommand("+CSQ"));
-    const auto seen = record();
-    EXPECT_NE(seen.find("\n2200: >AT+CMEE?\n"), std::string::npos) << seen;
-    EXPECT_NE(seen.find("\n6600: >AT+CSQ =+CSQ: 20,99"), std::string::npos) << seen;
+    const auto seen = play("AT+LOST 1; end; AT+CSQ");
+    EXPECT_NE(seen.find("\n3200: >AT+CMEE?\n"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("\n7600: >AT+CSQ =+CSQ: 20,99"), std::string::npos) << seen;
 }
 
 TEST_F(AtTtyPortTest, AnOkTooManyAnswersNobody)
 {
     start();
-    run(AtCommand("+SLOW", 10s));
     heard = [this](const std::string& line) {
-        const bool asked = line == "AT+CSQ";
-        if (!asked) {
+        if (line == "AT+CMEE?") {
             say("\r\nOK\r\n\r\nOK\r\n"); // one of them is that of +SLOW
         }
-        clock.at(1s, [this, text = asked ? "+CSQ: 20,99" : line.substr(2, line.size() - 3) + ": 1"] {
-            say("\r\n" + text + "\r\n\r\nOK\r\n");
-        });
+        clock.at(1s, [=, this] { answer(line); });
     };
-    run(AtCommand("+CSQ"));
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+SLOW\n10000: =2 \n10200: >AT+CMEE?\n11600: >AT+CSQ\n"
-                        "12600: =+CSQ: 20,99 >AT+CSQ\n13600: =+CSQ: 20,99");
+    EXPECT_EQ(play("AT+SLOW; end; AT+CSQ; end; AT+CSQ"),
+              "0: >AT+SLOW\n10000: =2 \n10200: >AT+CMEE?\n11600: >AT+CSQ\n"
+              "12600: =+CSQ: 20,99 >AT+CSQ\n13600: =+CSQ: 20,99");
 }
 
-// While the port's thread is held up behind the gate.
 TEST_F(AtTtyPortTest, WritesACommandAtOnceOrNotAtAll)
 {
     start();
-    answers["AT+CSQ"] = "+CSQ: 20,99";
-    close_gate(true);
-    say("\r\n+UUX: 1\r\n");
-    settle();
-    call(AtCommand("+LATE", 0s)); // over before it could be written
-    close_gate(false);
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: !+UUX: 1 =2  >AT+CSQ =+CSQ: 20,99");
-
-    run(AtCommand("+SLOW", 1s));
-    close_gate(true);
-    say("\r\n+UUX: 1\r\n\r\nOK\r\n"); // the OK of +SLOW: read, but behind the gate
-    settle();
-    call(AtCommand("+CSQ"));
-    close_gate(false);
-    finish();
-    EXPECT_EQ(record(), "0: >AT+SLOW\n1000: =2  !+UUX: 1\n1200: >AT+CSQ =+CSQ: 20,99");
-
-    close_gate(true);
-    say("\r\n+UUX: 1\r\n");
-    settle();
-    call(AtCommand("+CSQ"));
-    say("\r\n+UUX: 2\r\n"); // is read before the command is written
-    close_gate(false);
-    finish();
-    EXPECT_EQ(record(), "0: !+UUX: 1 >AT+CSQ !+UUX: 2 =+CSQ: 20,99");
+    EXPECT_EQ(play("close; <+UUX: 1; AT+LATE 0; open; AT+CSQ"), // over before it could be written
+              "0: !+UUX: 1 =2  >AT+CSQ =+CSQ: 20,99");
+    EXPECT_EQ(play("AT+SLOW 1; end; close; <+UUX: 1\r\n\r\nOK; AT+CSQ; open"), // the OK of +SLOW
+              "0: >AT+SLOW\n1000: =2  !+UUX: 1\n1200: >AT+CSQ =+CSQ: 20,99");
+    begin([this] { // what waits is read before the command is written
+        clock.await_waiters(1);
+        say("\r\n+UUX: 2\r\n");
+        step("open");
+        return std::string();
+    });
+    EXPECT_EQ(play("close; <+UUX: 1; AT+CSQ"), "0: !+UUX: 1 >AT+CSQ !+UUX: 2 = =+CSQ: 20,99");
 }
 
 TEST_F(AtTtyPortTest, TheEleventhTimeoutInARowIsAVerdict)
 {
-    const auto silent = [this](int times) {
-        for (int i = 0; i < times; ++i) {
-            run(AtCommand("+SILENT", 1s));
-        }
-    };
     start();
-    silent(10);
-    EXPECT_FALSE(port.is_timeout());
-    run(AtCommand(""));
-    silent(10);
-    EXPECT_FALSE(port.is_timeout());
-    silent(1);
-    EXPECT_TRUE(port.is_timeout());
+    for (const int times : {10, 11}) {
+        for (int i = 0; i < times; ++i) {
+            EXPECT_FALSE(port.is_timeout());
+            play("AT+SILENT 1");
+        }
+        EXPECT_EQ(port.is_timeout(), times == 11);
+        play(times == 11 ? "end" : "AT");
+    }
     EXPECT_TRUE(port.stop().unwrap());
-    record();
     start();
     EXPECT_FALSE(port.is_timeout());
 }
@@ -271,175 +206,115 @@ TEST_F(AtTtyPortTest, TheEleventhTimeoutInARowIsAVerdict)
 TEST_F(AtTtyPortTest, AFailedWriteEndsTheCommandAndTheEleventhIsAVerdict)
 {
     start();
-    const auto fail = [this] {
+    for (int i = 0; i < 11; ++i) {
+        EXPECT_FALSE(port.is_write_error());
         next_call::write = EIO;
-        run(AtCommand("+CPIN=\"1234\""));
-        EXPECT_EQ(record(), "0: =3 ERROR");
-    };
-    for (int i = 0; i < 10; ++i) {
-        fail();
+        EXPECT_EQ(play("AT+CPIN=\"1234\""), "0: =3 ERROR");
     }
-    EXPECT_FALSE(port.is_write_error());
-    fail();
     EXPECT_TRUE(port.is_write_error());
-    run(AtCommand(""));
+    EXPECT_EQ(play("AT"), "0: >AT =");
     EXPECT_FALSE(port.is_write_error());
-    EXPECT_TRUE(log.contains(Level::ERROR, "Unable to write to port: 'AT+CPIN=\"***\"<CR><LF>' (Input/output "
-                                           "error)"))
-        << log;
+    EXPECT_EQ(log.count("Unable to write to port: 'AT+CPIN=\"***\"<CR><LF>' (Input/output error)"), 11U);
     expect_no_secret_above_debug("1234");
 }
 
 TEST_F(AtTtyPortTest, AFaultOfOneCallIsNotTheEnd)
 {
     start();
-    answers["AT+CSQ"] = "+CSQ: 20,99";
     for (const int fault : {EAGAIN, EIO, next_call::NOTHING}) { // the thread rests, or it would spin
         next_call::read = fault;
-        say("lost");
-        settle();
-        run(AtCommand("+CSQ"));
-        EXPECT_EQ(record(), "100: >AT+CSQ =+CSQ: 20,99");
+        EXPECT_EQ(play("<lost; AT+CSQ"), "100: >AT+CSQ =+CSQ: 20,99");
     }
-    next_call::tcflush = EIO;
-    call(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "");
-    say("\r\n+UUX: 1\r\n"); // the thread looks again
-    finish();
-    EXPECT_EQ(record(), "0: >AT+CSQ !+UUX: 1 =+CSQ: 20,99");
+    next_call::tcflush = EIO; // it looks again when something comes
+    EXPECT_EQ(play("AT+CSQ; wait 1; <+UUX: 1"), "1000: >AT+CSQ !+UUX: 1 =+CSQ: 20,99");
     next_call::poll = EINTR;
     next_call::write = next_call::NOTHING; // a torso: the module says nothing
-    run(AtCommand("+CSQ", 1s));
-    EXPECT_EQ(record(), "1000: =2 ");
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "200: >AT+CMEE?\n400: >AT+CSQ =+CSQ: 20,99");
+    EXPECT_EQ(play("AT+CSQ 1; end; AT+CSQ"), "1000: =2 \n1200: >AT+CMEE?\n1400: >AT+CSQ =+CSQ: 20,99");
     next_call::poll = EIO; // but this is
-    say("\r\n+UUX: 1\r\n");
-    settle();
+    EXPECT_EQ(play("<+UUX: 1"), "0: !+UUX: 1");
     EXPECT_FALSE(port.is_running());
 }
 
 TEST_F(AtTtyPortTest, AHangUpReleasesTheCommandAndThePortCanBeStartedAnew)
 {
     start();
-    call(AtCommand("+CPIN=\"1234\"", 60s));
-    pass(1s);
-    hang_up();
-    EXPECT_EQ(record(), "0: >AT+CPIN=\"1234\"\n1000: =14 PORT_CLOSED");
+    clock.at(1s, [this] { hang_up(); });
+    EXPECT_EQ(play("AT+CPIN=\"1234\" 60"), "0: >AT+CPIN=\"1234\"\n1000: =14 PORT_CLOSED");
     EXPECT_TRUE(log.contains(Level::ERROR, "poll() error/nval/hup")) << log;
     EXPECT_FALSE(port.is_running());
     expect_no_secret_above_debug("1234");
     plug_in();
-    run(AtCommand(""));
-    EXPECT_EQ(record(), "0: =14 Port is no longer reading or writing");
+    EXPECT_EQ(play("AT"), "0: =14 Port is no longer reading or writing");
     EXPECT_TRUE(port.stop().unwrap());
-    EXPECT_FALSE(port.stop().unwrap());
     start();
-    run(AtCommand(""));
-    EXPECT_EQ(record(), "0: >AT =");
+    EXPECT_EQ(play("AT"), "0: >AT =");
 }
 
 TEST_F(AtTtyPortTest, AnInterruptionEndsTheCommandAndLaterOnesUntilItIsOver)
 {
     start();
-    answers["AT+CREG?"] = "+CREG: 0,1";
-    call(AtCommand("+COPS=0", 180s));
-    call(AtCommand("+COPS?", 180s));
-    pass(1s);
-    port.interrupt();
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+COPS=0\n1000: =14 AT command interrupted =14 AT command interrupted =14 AT "
-                        "command interrupted");
-    AtCommand power_off("+CPWROFF", 40s);
-    power_off.interruptible = false;
-    call(power_off);
-    pass(1s);
-    port.interrupt();
-    settle();
-    say("\r\nOK\r\n"); // of +COPS=0
-    pass(1s);
-    say("\r\nOK\r\n");
-    settle();
-    EXPECT_EQ(record(), "0: >AT+CPWROFF\n2000: =");
+    EXPECT_EQ(play("AT+COPS=0 180; AT+COPS? 180; wait 1; interrupt; AT+CSQ"),
+              "0: >AT+COPS=0\n"
+              "1000: =14 AT command interrupted =14 AT command interrupted =14 AT command interrupted");
+    // What ends well and is not to be interrupted is written all the same; the first OK is that of +COPS=0.
+    EXPECT_EQ(play("AT+CPWROFF 40; wait 1; interrupt; <OK; wait 1; <OK"), "0: >AT+CPWROFF\n2000: =");
     EXPECT_TRUE(port.is_interrupted());
-    port.resume();
-    run(AtCommand("+CREG?"));
-    EXPECT_EQ(record(), "0: >AT+CREG? =+CREG: 0,1");
-    call(AtCommand("+COPS=0", 180s));
-    call(AtCommand("+CSQ"));
-    EXPECT_TRUE(port.stop().unwrap());
-    settle();
-    EXPECT_EQ(record(), "0: >AT+COPS=0 =14 AT command interrupted =14 Port is no longer reading or writing");
+    EXPECT_EQ(play("resume; AT+CSQ"), "0: >AT+CSQ =+CSQ: 20,99");
+    clock.at(1s, [this] { EXPECT_TRUE(port.stop().unwrap()); });
+    EXPECT_EQ(play("AT+COPS=0 180; AT+CSQ"),
+              "0: >AT+COPS=0\n1000: =14 AT command interrupted =14 Port is no longer reading or writing");
     EXPECT_FALSE(port.is_timeout());
 }
 
 TEST_F(AtTtyPortTest, ASecondCommandWaitsHalfAMinuteForItsTurn)
 {
     start();
-    call(AtCommand("+COPS=0", 180s));
-    call(AtCommand("+CSQ"));
-    pass(31s);
-    answers["AT+CREG?"] = "+CREG: 0,1";
-    call(AtCommand("+CREG?"));
-    pass(10s);
-    say("\r\nOK\r\n");
-    finish();
-    EXPECT_EQ(record(), "0: >AT+COPS=0\n30000: =1 Device is busy processing another command\n"
-                        "41000: >AT+CREG? = =+CREG: 0,1");
+    EXPECT_EQ(play("AT+COPS=0 180; AT+CMEE?; wait 31; AT+CSQ; wait 10; <OK"),
+              "0: >AT+COPS=0\n30000: =1 Device is busy processing another command\n"
+              "41000: >AT+CSQ = =+CSQ: 20,99");
 }
 
 // Commands are published while the loop ends: each must come back, or this test never does.
 TEST_F(AtTtyPortTest, NoCommandIsLeftBehindWhenThePortStops)
 {
+    const auto until_stopped = [this] {
+        auto result = port.execute(AtCommand("", 1h));
+        while (result.is_ok()) {
+            result = port.execute(AtCommand("", 1h));
+        }
+        return std::to_string(static_cast<int>(result.unwrapErr().code));
+    };
     for (int round = 0; round < 30; ++round) {
         start();
-        for (int i = 0; i < 2; ++i) {
-            begin([this] {
-                auto result = port.execute(AtCommand("", 1h));
-                while (result.is_ok()) {
-                    result = port.execute(AtCommand("", 1h));
-                }
-                return std::to_string(static_cast<int>(result.unwrapErr().code));
-            });
-        }
-        int commands = 0;
-        heard = [&](const std::string& line) {
+        heard = [this, commands = 0](const std::string& line) mutable {
             answer(line);
             if (++commands == 3) {
-                begin([this] {
-                    return std::to_string(port.is_available()) + std::to_string(port.stop().unwrap());
-                });
+                begin([this] { return std::to_string(port.is_available() && port.stop().unwrap()); });
             }
         };
-        finish();
-        const auto seen = record();
-        EXPECT_EQ(seen.substr(seen.find('=')), "=14 =14 =11");
+        begin(until_stopped);
+        begin(until_stopped);
+        const auto seen = play("end");
+        EXPECT_EQ(seen.substr(seen.find('=')), "=14 =14 =1");
         heard = [this](const std::string& line) { answer(line); };
     }
 }
 
-TEST_F(AtTtyPortTest, GivesAMuteModuleThirtyTries)
+TEST_F(AtTtyPortTest, GivesAMuteModuleThirtyTriesAndWaitsForALateOne)
 {
+    heard = [this](const std::string& line) { clock.at(2050ms, [=, this] { answer(line); }); };
+    EXPECT_EQ(Stage::start(), "0: >AT\n2000: >AT\n3200: >AT+CMEE?\n5450: =1"); // once nothing follows
+    heard = [this](const std::string& line) { answer(line); };
+    EXPECT_EQ(play("AT+CSQ"), "0: >AT+CSQ =+CSQ: 20,99");
+    EXPECT_TRUE(port.stop().unwrap());
     answers.clear();
-    Stage::start();
     std::string tries;
     for (int i = 0; i < 30; ++i) {
         tries += std::to_string(2000 * i) + ": >AT\n";
     }
-    EXPECT_EQ(record(), tries + "60000: =Modem does not respond to AT commands.");
+    EXPECT_EQ(Stage::start(), tries + "60000: =Modem does not respond to AT commands.");
     EXPECT_FALSE(port.is_running());
     EXPECT_EQ(log.count("timeout!"), 0U) << log;
-}
-
-TEST_F(AtTtyPortTest, ALateStarterThatAnswersEveryProbeIsThereOnceNothingFollows)
-{
-    heard = [this](const std::string& line) { clock.at(2050ms, [=, this] { answer(line); }); };
-    Stage::start();
-    EXPECT_EQ(record(), "0: >AT\n2000: >AT\n3200: >AT+CMEE?\n5450: =1");
-    heard = [this](const std::string& line) { answer(line); };
-    answers["AT+CSQ"] = "+CSQ: 20,99";
-    run(AtCommand("+CSQ"));
-    EXPECT_EQ(record(), "0: >AT+CSQ =+CSQ: 20,99");
 }
 
 } // namespace

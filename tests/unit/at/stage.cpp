@@ -2,11 +2,11 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <optional>
 #include <poll.h>
+#include <sstream>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <thread>
@@ -14,13 +14,6 @@
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
-
-namespace next_call {
-std::atomic<int> poll{0};
-std::atomic<int> read{0};
-std::atomic<int> write{0};
-std::atomic<int> tcflush{0};
-} // namespace next_call
 
 namespace {
 
@@ -119,25 +112,6 @@ extern "C" int __wrap_poll(pollfd* lines, nfds_t count, int timeout)
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
-void StageClock::sleep_for(milliseconds pause)
-{
-    std::unique_lock held(mutex_);
-    const auto end = now() + pause;
-    while (inner_.wait_until(nobody_, held, end)) {
-    }
-}
-
-void StageClock::sleep_for(milliseconds pause, const Wakeup& /*wakeup*/)
-{
-    sleep_for(pause);
-}
-
-bool StageClock::wait_until(std::condition_variable& condition, std::unique_lock<std::mutex>& held,
-                            time_point deadline)
-{
-    return inner_.wait_until(condition, held, deadline);
-}
-
 Stage::Stage()
 {
     plug_in();
@@ -195,18 +169,6 @@ void Stage::begin(std::function<std::string()> work)
     calls_.push_back(std::async(std::launch::async, std::move(work)));
 }
 
-void Stage::call(const AtCommand& command)
-{
-    begin([=, this] { return text_of(port.execute(command)); });
-    settle();
-}
-
-void Stage::run(const AtCommand& command)
-{
-    call(command);
-    finish();
-}
-
 std::string Stage::text_of(const Result& result)
 {
     return result.is_ok() ? result.unwrap().message
@@ -214,13 +176,50 @@ std::string Stage::text_of(const Result& result)
                                 result.unwrapErr().final_response;
 }
 
-void Stage::start()
+std::string Stage::start()
 {
     begin([this] {
         const auto started = port.wait_until_available() ? port.start() : PortResult::err("absent");
         return started.is_ok() ? std::to_string(started.unwrap()) : started.unwrapErr();
     });
+    return play("end");
+}
+
+std::string Stage::play(const std::string& script)
+{
+    std::istringstream steps(script);
+    for (std::string what; std::getline(steps >> std::ws, what, ';');) {
+        step(what);
+        settle();
+    }
     finish();
+    return record();
+}
+
+void Stage::step(const std::string& what)
+{
+    std::istringstream words(what);
+    std::string word;
+    words >> word;
+    int number = 0;
+    const std::chrono::seconds time(words >> number ? number : 10);
+    if (what.starts_with('<')) {
+        say("\r\n" + what.substr(1) + "\r\n");
+    } else if (word == "wait") {
+        pass(time);
+    } else if (word == "end") {
+        finish();
+    } else if (word == "interrupt") {
+        port.interrupt();
+    } else if (word == "resume") {
+        port.resume();
+    } else if (word.starts_with("AT")) {
+        AtCommand command(word.substr(2), time);
+        command.interruptible = word != "AT+CPWROFF";
+        begin([=, this] { return text_of(port.execute(command)); });
+    } else {
+        close_gate(word == "close");
+    }
 }
 
 void Stage::close_gate(bool closed)
@@ -293,13 +292,8 @@ void Stage::pass(milliseconds time)
 
 void Stage::finish()
 {
-    const auto give_up = clock.now() + 24h;
     for (settle(); !calls_.empty(); settle()) {
         clock.advance_to_next(1h);
-        if (clock.now() > give_up) {
-            ADD_FAILURE() << "Somebody waits for ever: " << record_;
-            std::abort(); // whose thread could not be joined
-        }
     }
 }
 

@@ -17,29 +17,8 @@
 /// nothing.
 namespace next_call {
 constexpr int NOTHING = -1;
-extern std::atomic<int> poll;
-extern std::atomic<int> read;
-extern std::atomic<int> write;
-extern std::atomic<int> tcflush;
+inline std::atomic<int> poll{0}, read{0}, write{0}, tcflush{0};
 } // namespace next_call
-
-/// A pause is a wait like others: only the stage moves the time.
-class StageClock final : public Clock {
-public:
-    explicit StageClock(ManualClock& inner) : inner_(inner) {}
-
-    time_point now() const override { return inner_.now(); }
-    std::chrono::system_clock::time_point wall_now() const override { return inner_.wall_now(); }
-    void sleep_for(std::chrono::milliseconds pause) override;
-    void sleep_for(std::chrono::milliseconds pause, const Wakeup& wakeup) override;
-    bool wait_until(std::condition_variable& condition, std::unique_lock<std::mutex>& held,
-                    time_point deadline) override;
-
-private:
-    ManualClock& inner_;
-    std::mutex mutex_; // outlives every wait
-    std::condition_variable nobody_;
-};
 
 /// The port on a pseudo-terminal whose other end the test itself plays, in virtual time: that stands while
 /// anybody is at work or a byte is on its way, and then goes to the next event, however slow the machine is.
@@ -61,37 +40,36 @@ protected:
     /// In place of the answers.
     std::function<void(const std::string& line)> heard = [this](const std::string& line) { answer(line); };
 
-    // Those who use the port, each on a thread of its own; what they return goes to the record.
+    /// Somebody who uses the port, on a thread of its own; what is returned goes to the record.
     void begin(std::function<std::string()> work);
-    /// One command that has begun when this returns.
-    void call(const AtCommand& command);
-    /// One command and its whole time.
-    void run(const AtCommand& command);
-    static std::string text_of(const Result& result);
     /// From the wait for the device to an answer to "AT".
-    void start();
-    /// While it is closed the port's thread stays inside the observer.
-    void close_gate(bool closed);
+    std::string start();
+    static std::string text_of(const Result& result);
 
-    // Time
+    /// Step by step, "; " between them: "AT+CSQ 20" begins a command with 20 s to its time-out (or 10),
+    /// "<RING" is said by the module, "wait 20" lets seconds pass, "end" waits until everybody has returned,
+    /// "close" holds the port's thread up inside the observer until "open", "interrupt" and "resume" are the
+    /// port's. Then the end, and what has happened since the last record.
+    std::string play(const std::string& script);
+    void step(const std::string& what);
+    /// Until nobody is at work.
     void settle();
     void pass(std::chrono::milliseconds time);
     /// Until everybody has returned.
     void finish();
-
-    /// What has happened since the last question: a line an instant, "<ms>:" and then the lines (">") that
-    /// the module has heard, the reports ("!") that the port has handed out, and how calls have ended ("=").
+    /// A line an instant, "<ms>:" and then the lines (">") that the module has heard, the reports ("!") that
+    /// the port has handed out, and how calls have ended ("=").
     std::string record();
 
     TempRoot root;
     LogCapture log;
     ManualClock clock;
-    StageClock stage_clock{clock};
-    AtTtyPort port{{DEVICE}, stage_clock};
+    AtTtyPort port{{DEVICE}, clock};
     UniqueFd device; // held open, or the module's end reads errors while no port is open
 
 private:
     void urc(const AtCommandResponse& response) override;
+    void close_gate(bool closed);
     bool hear();
     void note(const std::string& text);
 

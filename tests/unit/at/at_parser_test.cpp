@@ -59,32 +59,68 @@ TEST_F(AtParserTest, TheTextOfATimedOutCommandStaysInFrontOfTheNext)
 
 TEST_F(AtParserTest, CutsALineThatNeverEndsAndGoesOnWithTheNext)
 {
+    EXPECT_EQ(read(std::string(AtParser::LIMIT, 'x')), "");
+    EXPECT_EQ(read("\r\n").size(), AtParser::LIMIT + 3);
+    EXPECT_EQ(read(std::string(AtParser::LIMIT, 'x')), "");
+    EXPECT_EQ(read("\r"), "");
+    EXPECT_EQ(read("\n+CREG: 1\r\n"), "U:+CREG: 1;"); // an end that is cut in two is an end
     for (int i = 0; i < 300; ++i) {
         EXPECT_EQ(read(std::string(1000, 'x')), "");
     }
-    EXPECT_EQ(log.count("Line without an end"), 1U) << log;
     EXPECT_EQ(read("xx\r"), "");
-    EXPECT_EQ(read("\n+CREG: 1\r\n"), "U:+CREG: 1;"); // an end that is cut in two is an end
-    EXPECT_EQ(read(std::string(AtParser::LIMIT, 'y') + "\r\n").size(), AtParser::LIMIT + 3);
+    EXPECT_EQ(read("\n+CREG: 1\r\n"), "U:+CREG: 1;");
+    EXPECT_EQ(log.count("Line without an end"), 2U) << log;
 }
 
 TEST_F(AtParserTest, AFloodOfLinesIsCutButTheFinalLineComes)
 {
-    parser.active_command(AtCommand("+COPS=?"));
-    for (int i = 0; i < 5000; ++i) { // 140 KiB each of text and of unsolicited results, nobody takes them
-        parser.feed_input("+COPS: twenty eight bytes long\r\n+CREG: twenty eight bytes long\r\n");
+    constexpr std::size_t MOST = AtParser::LIMIT / 32;
+    const std::string bytes = std::string(25, '.') + "\r\n"; // of a line of 32
+    for (int round = 1; round <= 2; ++round) {
+        parser.active_command(AtCommand("+COPS=?"));
+        for (std::size_t i = 0; i < MOST; ++i) { // nobody takes them
+            parser.feed_input("+COPS: " + bytes + "+CREG: " + bytes);
+        }
+        EXPECT_EQ(log.records().size(), 2U * round - 2) << log;
+        for (int i = 0; i < 9; ++i) {
+            parser.feed_input("+COPS: 1\r\n+CREG: 1\r\n");
+        }
+        parser.feed_input("OK\r\n");
+        const auto responses = parser.take_responses();
+        EXPECT_EQ(responses.size(), MOST + 1);
+        EXPECT_EQ(responses.back().result, "OK");
+        EXPECT_EQ(responses.back().message.size(), AtParser::LIMIT);
+        EXPECT_EQ(log.records().size(), 2U * round) << log;
     }
-    parser.feed_input("OK\r\n");
-    std::size_t unsolicited = 0;
-    const auto responses = parser.take_responses();
-    for (const auto& response : responses) {
-        unsolicited += response.type == Type::Unsolicited ? response.message.size() : 0;
-    }
-    EXPECT_LE(unsolicited, AtParser::LIMIT);
-    EXPECT_EQ(responses.back().result, "OK");
-    EXPECT_LE(responses.back().message.size(), AtParser::LIMIT);
-    EXPECT_EQ(log.records().size(), 2U) << log;
     EXPECT_EQ(read("+CREG: 1\r\n"), "U:+CREG: 1;");
+}
+
+TEST_F(AtParserTest, AFreshLineKnowsNothingOfTheLast)
+{
+    parser.active_command(AtCommand("+CSQ"));
+    parser.feed_input("+CSQ: 1\r\n+CREG: 1\r\nhalf");
+    parser.forget();
+    EXPECT_EQ(read("\r\nOK\r\n+CREG: 2\r\n"), "U:+CREG: 2;");
+    EXPECT_EQ(parser.take_stray_finals(), 1U);
+    EXPECT_EQ(parser.take_stray_finals(), 0U);
+    parser.feed_input(std::string(AtParser::LIMIT + 1, 'x'));
+    parser.forget();
+    parser.active_command(AtCommand("+CSQ"));
+    EXPECT_EQ(read("+CSQ: 2\r\nOK\r\n"), "F:+CSQ: 2=OK;");
+}
+
+// What is written later follows; its own line shows that what was written before is lost.
+TEST_F(AtParserTest, AMarkersLineEndsWhatIsLost)
+{
+    for (const bool is_marker : {true, false}) {
+        parser.active_command(AtCommand("+CSQ"));
+        parser.following_command(AtCommand("+CPIN?"), false);
+        parser.following_command(AtCommand("+CMEE?"), is_marker);
+        EXPECT_EQ(read("+CMEEX: 2\r\n+CMEE: 2\r\n"),
+                  std::string("U:+CMEEX: 2;") + (is_marker ? "F:=;F:=;" : "U:+CMEE: 2;"));
+        EXPECT_EQ(read("OK\r\nOK\r\nOK\r\n"), is_marker ? "F:+CMEE: 2=OK;" : "F:=OK;F:=OK;F:=OK;");
+    }
+    EXPECT_EQ(parser.take_stray_finals(), 2U);
 }
 
 } // namespace

@@ -27,6 +27,7 @@ TEST(AtCommandRecord, ClassifiesAndNamesTheAnswersPrefix)
     own.expected_prefix = "+UGPIO";
     EXPECT_EQ(own.prefix(), "+UGPIO");
     EXPECT_EQ(own.build(), "AT+UGPIOR=23\r\n");
+    EXPECT_EQ(AtCommand("+CPIN=1234").text_for_log(), "+CPIN=***");
 }
 
 TEST(AtCommandRecord, TurnsTheFinalLineIntoAResult)
@@ -102,6 +103,7 @@ TEST(AtErrorRecord, ShowsNoSecret)
 {
     const AtError error{AtErrorCode::CmeError, "AT+CPIN=\"1234\"", "+CME ERROR: incorrect password"};
     EXPECT_EQ(to_log_text(error), "4 'AT+CPIN=\"***\"' '+CME ERROR: incorrect password'");
+    EXPECT_TRUE(error.says("CPIN") && error.says("incorrect") && !error.says("SIM"));
 }
 
 } // namespace

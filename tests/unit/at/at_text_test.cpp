@@ -39,3 +39,21 @@ TEST(AtText, KnowsWhatEndsAQuotedArgument)
     EXPECT_FALSE(at::breaks_at_argument("internet.example, 'x' \xc3\xa4"));
     EXPECT_FALSE(at::breaks_at_argument(""));
 }
+
+TEST(AtText, TheLastIdentityHasItsDigitsAndNothingElse)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"1234", "1234"},
+        {"123456", "123456"},
+        {"123", ""},
+        {"1234567", ""},
+        {"1234 56789 x", "56789"},
+        {"12345F", "12345"},
+        {"AT+CGSN\r12345ff", "12345"},
+        {"12a45", ""},
+        {"", ""},
+    };
+    for (const auto& [text, identity] : cases) {
+        EXPECT_EQ(at::last_identity(text, {4, 6}), identity) << text;
+    }
+}

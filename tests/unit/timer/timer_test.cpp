@@ -1,12 +1,14 @@
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "timer/timer.hpp"
+#include "timer/wakeable_clock.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <cerrno>
 #include <future>
-#include <thread>
+#include <poll.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -26,6 +28,7 @@ TEST_F(TimerTest, FiresOnceAtItsTimeAndCanBeStartedAgain)
     for (int round = 1; round <= 2; ++round) {
         ASSERT_TRUE(timer.start(count, 5));
         ASSERT_TRUE(clock.await_waiters(1));
+        EXPECT_TRUE(timer.waiting());
         clock.advance(4999ms);
         EXPECT_TRUE(timer.active());
         EXPECT_EQ(fired, round - 1);
@@ -40,9 +43,7 @@ TEST_F(TimerTest, StoppedWhileWaitingItNeverFires)
 {
     Timer timer(count, 5, clock);
     ASSERT_TRUE(timer.start());
-    while (!timer.waiting()) {
-        std::this_thread::yield();
-    }
+    ASSERT_TRUE(clock.await_waiters(1));
     timer.stop();
     clock.advance(1h);
     EXPECT_EQ(fired, 0);
@@ -61,14 +62,72 @@ TEST_F(TimerTest, RefusesNoDurationAndNoCallback)
     EXPECT_EQ(log.count("No timer callback set, unable to start timer"), 1U) << log;
 }
 
-TEST_F(TimerTest, KeepsRealTime)
+TEST(SystemClock, KeepsRealTime)
 {
-    Timer timer;
-    std::promise<void> rang;
-    const auto begin = std::chrono::steady_clock::now();
-    ASSERT_TRUE(timer.start([&] { rang.set_value(); }, 1));
-    rang.get_future().get();
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
+    auto& clock = SystemClock::instance();
+    Wakeup nobody;
+    const std::function<void()> pauses[] = {[&] { clock.sleep_for(2ms); },
+                                            [&] { clock.sleep_for(2ms, nobody); },
+                                            [&] {
+                                                std::mutex mutex;
+                                                std::condition_variable condition;
+                                                std::unique_lock held(mutex);
+                                                const auto end = clock.now() + 2ms;
+                                                while (clock.wait_until(condition, held, end)) {
+                                                }
+                                            }};
+    for (const auto& pause : pauses) {
+        const auto begin = std::chrono::steady_clock::now();
+        pause();
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, 2ms);
+    }
+}
+
+// With a descriptor to wait for and without one. A pause of an hour that does not end keeps the test from
+// ending.
+TEST(Wakeup, EndsPausesUntilItIsReset)
+{
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    for (const bool has_descriptor : {true, false}) {
+        const rlimit now{has_descriptor ? limit.rlim_cur : 0, limit.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &now), 0);
+        Wakeup wakeup;
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+        ASSERT_EQ(wakeup.fd() != -1, has_descriptor);
+        WakeableClock clock(SystemClock::instance(), wakeup);
+        for (int round = 0; round < 2; ++round) {
+            EXPECT_FALSE(wakeup.is_woken());
+            auto pausing = std::async(std::launch::async, [&] { clock.sleep_for(1h); });
+            errno = ENOENT;
+            wakeup.wake();
+            EXPECT_EQ(errno, ENOENT);
+            pausing.get();
+            clock.sleep_for(1h, wakeup); // does not even begin
+            EXPECT_TRUE(wakeup.is_woken());
+            wakeup.reset();
+            pollfd line{wakeup.fd(), POLLIN, 0};
+            EXPECT_EQ(::poll(&line, 1, 0), 0);
+        }
+    }
+}
+
+TEST(WakeableClock, IsTheInnerClockButForItsPauses)
+{
+    ManualClock inner;
+    Wakeup wakeup;
+    WakeableClock clock(inner, wakeup);
+    inner.at(250ms, [&] { wakeup.wake(); });
+    const auto begin = clock.now();
+    clock.sleep_for(1h);
+    EXPECT_EQ(clock.now() - begin, 300ms); // in its steps
+    EXPECT_EQ(clock.wall_now(), inner.wall_now());
+    clock.sleep_for(1s, Wakeup());
+    EXPECT_EQ(inner.now() - begin, 1300ms);
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock held(mutex);
+    EXPECT_FALSE(clock.wait_until(condition, held, begin));
 }
 
 } // namespace

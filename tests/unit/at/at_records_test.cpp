@@ -4,24 +4,16 @@
 
 namespace {
 
-using Type = AtCommand::Type;
-
 TEST(AtCommandRecord, ClassifiesAndNamesTheAnswersPrefix)
 {
-    struct {
-        const char* command;
-        Type type;
-        const char* prefix;
-    } const table[] = {
-        {"+COPS=?", Type::Test, "+COPS"}, {"+COPS=?1", Type::Set, "+COPS"}, {"+COPS=0,?", Type::Set, "+COPS"},
-        {"+CREG?", Type::Read, "+CREG"},  {"+CSQ", Type::Action, "+CSQ"},   {"E0", Type::Set, "E0"},
-        {"&F", Type::Set, "&F"},          {"D*99#", Type::Other, ""},       {"", Type::Set, ""},
-        {"+CMEE=2", Type::Set, "+CMEE"},
-    };
-    for (const auto& row : table) {
-        const AtCommand command(row.command);
-        EXPECT_EQ(command.type, row.type) << row.command;
-        EXPECT_EQ(command.prefix(), row.prefix) << row.command;
+    // 0: set, 1: read, 2: test, 3: action, 4: other
+    for (const std::string row :
+         {"+COPS=? -> 2 +COPS", "+COPS=?1 -> 0 +COPS", "+COPS=0,? -> 0 +COPS", "+CREG? -> 1 +CREG",
+          "+CSQ -> 3 +CSQ", "E0 -> 0 E0", "&F -> 0 &F", "D*99# -> 4 ", " -> 0 ", "+CMEE=2 -> 0 +CMEE"}) {
+        const AtCommand command(row.substr(0, row.find(" -> ")));
+        EXPECT_EQ(command.command + " -> " + std::to_string(static_cast<int>(command.type)) + ' ' +
+                      command.prefix(),
+                  row);
     }
     AtCommand own("+UGPIOR=23");
     own.expected_prefix = "+UGPIO";
@@ -32,27 +24,15 @@ TEST(AtCommandRecord, ClassifiesAndNamesTheAnswersPrefix)
 
 TEST(AtCommandRecord, TurnsTheFinalLineIntoAResult)
 {
-    struct {
-        const char* final_line;
-        int code; // 0: success
-    } const table[] = {
-        {"OK", 0},
-        {"+CME ERROR: SIM not inserted", 4},
-        {"+CMS ERROR: 500", 5},
-        {"ABORTED", 3},
-        {"ERROR", 3},
-        {"PORT_CLOSED", 14},
-        {"NO CARRIER", 12},
-        {"", 12},
-    };
-    for (const auto& row : table) {
-        const auto result = AtCommand::exec_result({"text +CME ERROR: 1", row.final_line});
-        ASSERT_EQ(result.is_ok(), row.code == 0) << row.final_line;
-        if (row.code != 0) {
-            EXPECT_EQ(static_cast<int>(result.unwrapErr().code), row.code) << row.final_line;
-            EXPECT_EQ(result.unwrapErr().message, "text +CME ERROR: 1");
-            EXPECT_EQ(result.unwrapErr().final_response, row.final_line);
-        }
+    for (const std::string row :
+         {"OK -> 0", "+CME ERROR: SIM not inserted -> 4", "+CMS ERROR: 500 -> 5", "ABORTED -> 3",
+          "ERROR -> 3", "PORT_CLOSED -> 14", "NO CARRIER -> 12", " -> 12"}) {
+        const auto line = row.substr(0, row.find(" -> "));
+        const auto result = AtCommand::exec_result({"text +CME ERROR: 1", line});
+        const auto error = result.is_ok() ? AtError{{}, result.unwrap().message, line} : result.unwrapErr();
+        const int code = result.is_ok() ? 0 : static_cast<int>(error.code);
+        EXPECT_EQ(error.final_response + " -> " + std::to_string(code), row);
+        EXPECT_EQ(error.message, "text +CME ERROR: 1");
     }
     EXPECT_TRUE(AtCommand::exec_result({AtCommandResponse::Type::Unsolicited, "+CREG: 1", ""}).is_ok());
 }
@@ -65,30 +45,17 @@ TEST(AtCommandRecord, UnwrappingTheWrongSideEndsTheProcess)
 
 TEST(AtCommandResponseRecord, SplitsPrefixAndValueAndFindsThePayload)
 {
-    struct {
-        const char* message;
-        const char* prefix;
-        const char* value;
-        const char* payload; // of "+CREG"
-    } const table[] = {
-        {"+CREG: 0,1", "+CREG", "0,1", "0,1"},
-        {"+CREG:0,1", "+CREG", ",1", "0,1"}, // without the blank
-        {"+CREG: 5+CREG: 0,1", "+CREG", "5+CREG: 0,1", "0,1"},
-        {"AT+CREG?\r+CREG: 0,1", "", "AT+CREG?\r+CREG: 0,1", "0,1"}, // an echo in front
-        {"+CREG:", "+CREG", "+CREG:", ""},
-        {"+CREG: ", "+CREG", "+CREG: ", ""},
-        {"+CREG: 5", "+CREG", "5", "5"},
-        {"+CME ERROR: 3", "", "+CME ERROR: 3", "+CME ERROR: 3"},
-        {": x", "", ": x", ": x"},
-        {"356938035643809", "", "356938035643809", "356938035643809"},
-        {"", "", "", ""},
-    };
-    for (const auto& row : table) {
-        const AtCommandResponse response(row.message, "OK");
-        EXPECT_EQ(response.prefix, row.prefix) << row.message;
-        EXPECT_EQ(response.value, row.value) << row.message;
-        EXPECT_EQ(response.payload("+CREG"), row.payload) << row.message;
-        EXPECT_EQ(response.complete_message(), row.message);
+    // prefix, value, and the payload of "+CREG"
+    for (const std::string row :
+         {"+CREG: 0,1 -> +CREG|0,1|0,1", "+CREG:0,1 -> +CREG|,1|0,1",
+          "+CREG: 5+CREG: 0,1 -> +CREG|5+CREG: 0,1|0,1", "AT+CREG?\r+CREG: 0,1 -> |AT+CREG?\r+CREG: 0,1|0,1",
+          "+CREG: -> +CREG|+CREG:|", "+CREG:  -> +CREG|+CREG: |", "+CREG: 5 -> +CREG|5|5",
+          "+CME ERROR: 3 -> |+CME ERROR: 3|+CME ERROR: 3", ": x -> |: x|: x",
+          "356938035643809 -> |356938035643809|356938035643809", " -> ||"}) {
+        const AtCommandResponse response(row.substr(0, row.find(" -> ")), "OK");
+        EXPECT_EQ(response.complete_message() + " -> " + response.prefix + '|' + response.value + '|' +
+                      response.payload("+CREG"),
+                  row);
     }
     int mode = -1;
     int status = -1;

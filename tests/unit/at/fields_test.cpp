@@ -2,78 +2,64 @@
 
 #include <gtest/gtest.h>
 
+namespace {
+
+std::string texts_of(const at::Fields& fields)
+{
+    std::string texts;
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        texts += (i > 0 ? "|" : "") + fields[i].text;
+    }
+    return texts;
+}
+
+template <class Number>
+std::string text_of(const std::optional<Number>& number)
+{
+    return number ? std::to_string(*number) : "-";
+}
+
+} // namespace
+
 TEST(Fields, SplitOutsideQuotesOnly)
 {
-    struct {
-        const char* line;
-        std::vector<std::string> texts;
-    } const table[] = {
-        {R"( 0 , "Home, sweet" ,,02)", {"0", "Home, sweet", "", "02"}},
-        {"", {""}},
-        {",", {"", ""}},
-        {R"("a"b"c",d)", {"ac", "d"}},
-        {R"(x"a" y)", {"a"}},
-        {"\" never, closed ", {" never, closed "}},
-    };
-    for (const auto& [line, texts] : table) {
-        const at::Fields fields(line);
-        ASSERT_EQ(fields.size(), texts.size()) << line;
-        for (std::size_t i = 0; i < texts.size(); ++i) {
-            EXPECT_EQ(fields[i].text, texts[i]) << line;
-        }
-        EXPECT_TRUE(fields[texts.size()].empty()) << line; // beyond the last
+    for (const std::string row :
+         {R"( 0 , "Home, sweet" ,,02 -> 0|Home, sweet||02)", " -> ", ", -> |", R"("a"b"c",d -> ac|d)",
+          R"(x"a" y -> a)", "\" never, closed  ->  never, closed "}) {
+        const auto line = row.substr(0, row.find(" -> "));
+        EXPECT_EQ(line + " -> " + texts_of(at::Fields(line)), row);
     }
-    EXPECT_TRUE(at::Fields(R"(1,"")")[1].quoted);
+    const at::Fields fields(R"(1,"")");
+    EXPECT_TRUE(fields[1].quoted && fields[1].empty() && !fields[0].quoted && !fields[0].empty());
+    EXPECT_TRUE(!fields[2].quoted && fields[2].empty()); // beyond the last
     EXPECT_EQ(at::Fields(std::string(100000, ',')).size(), 32U);
 }
 
+// As a decimal and as a hexadecimal number.
 TEST(Fields, ReadNumbersAndKeepWhatWasWhereThereIsNone)
 {
-    struct {
-        const char* field;
-        std::optional<int> decimal;
-        std::optional<std::uint32_t> hex;
-    } const table[] = {
-        {"7", 7, 7},
-        {"-1", -1, {}},
-        {" 0042 ", 42, 0x42},
-        {R"("1")", 1, 1},
-        {R"(" 01A2 ")", {}, 0x1a2},
-        {"fFfFfFfF", {}, 0xffffffff},
-        {"2147483647", 2147483647, {}},
-        {"2147483648", {}, {}},
-        {"1FFFFFFFF", {}, {}},
-        {"0000000000000012", 12, 0x12},
-        {"00000000000000012", {}, {}}, // too long
-        {"", {}, {}},
-        {"1x", {}, {}},
-        {"1 2", {}, {}},
-        {"0x1A", {}, {}},
-        {"+1", {}, {}},
-        {"--1", {}, {}},
-        {"-", {}, {}},
-    };
-    for (const auto& [text, decimal, hex] : table) {
-        const at::Fields fields(std::string("9,") + text);
+    for (const std::string row :
+         {"7 -> 7 7", "-1 -> -1 -", " 0042  -> 42 66", R"("1" -> 1 1)", R"(" 01A2 " -> - 418)",
+          "fFfFfFfF -> - 4294967295", "2147483647 -> 2147483647 -", "2147483648 -> - -", "1FFFFFFFF -> - -",
+          "0000000000000012 -> 12 18", "00000000000000012 -> - -", " -> - -", "1x -> - -", "1 2 -> - -",
+          "0x1A -> - -", "+1 -> - -", "--1 -> - -", "- -> - -"}) {
+        const auto text = row.substr(0, row.find(" -> "));
+        const at::Fields fields("9," + text);
+        const auto decimal = fields[1].decimal();
+        EXPECT_EQ(text + " -> " + text_of(decimal) + ' ' + text_of(fields[1].hex()), row);
         int value = 5;
         EXPECT_EQ(fields.read(1, value), decimal.has_value()) << text;
         EXPECT_EQ(value, decimal.value_or(5)) << text;
-        EXPECT_EQ(fields[1].decimal(), decimal) << text;
-        EXPECT_EQ(fields[1].hex(), hex) << text;
+        EXPECT_FALSE(fields.read(2, value));
     }
-    int value = 5;
-    EXPECT_FALSE(at::Fields("1").read(1, value));
-    EXPECT_EQ(value, 5);
 }
 
 TEST(Fields, AreThoseOfTheLastPieceBehindThePrefix)
 {
-    const auto first = [](const char* message) {
-        return at::Fields(AtCommandResponse(message, "OK"), "+CREG")[0].text;
-    };
-    EXPECT_EQ(first("+CREG: 5+CREG:2,1 "), "2");
-    EXPECT_EQ(first("AT+CREG?\r+CREG: 3"), "3");
-    EXPECT_EQ(first("4,1"), "4"); // without one
+    for (const std::string row : {"+CREG: 5+CREG:2,1  -> 2|1", "AT+CREG?\r+CREG: 3 -> 3", "4,1 -> 4|1"}) {
+        const auto message = row.substr(0, row.find(" -> "));
+        EXPECT_EQ(message + " -> " + texts_of(at::Fields(AtCommandResponse(message, "OK"), "+CREG")), row);
+    }
     EXPECT_EQ(at::pieces_of("+CREG: 5+CREG:2,1 ", "+CREG"), (std::vector<std::string>{"5", "2,1"}));
     EXPECT_TRUE(at::pieces_of("+CGREG: 1", "+CREG").empty());
     EXPECT_TRUE(at::pieces_of("+CREG: 1", "").empty());

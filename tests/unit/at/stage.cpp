@@ -29,15 +29,11 @@ bool is_of_port(int fd)
     return fd > STDERR_FILENO && fd != module_end && ::isatty(fd) != 0;
 }
 
-bool fails(std::atomic<int>& call)
+/// What the call ends with, if it fails this time.
+std::optional<int> failure_of(std::atomic<int>& call)
 {
     errno = call.exchange(0);
-    return errno != 0;
-}
-
-int result_of_failure()
-{
-    return errno == next_call::NOTHING ? 0 : -1;
+    return errno == 0 ? std::nullopt : std::optional<int>(errno == next_call::NOTHING ? 0 : -1);
 }
 
 /// How often the other threads have been switched away so far; nothing while one of them is at work
@@ -65,51 +61,43 @@ std::optional<long> switches_of_sleepers()
 extern "C" ssize_t __real_write(int fd, const void* bytes, size_t count);
 extern "C" ssize_t __wrap_write(int fd, const void* bytes, size_t count)
 {
-    if (!is_of_port(fd)) {
-        return __real_write(fd, bytes, count);
-    }
-    if (fails(next_call::write)) {
-        return result_of_failure();
-    }
-    const auto done = __real_write(fd, bytes, count);
-    to_module += std::max<long>(done, 0);
+    const bool counts = is_of_port(fd);
+    const auto failure = counts ? failure_of(next_call::write) : std::nullopt;
+    const auto done = failure ? *failure : __real_write(fd, bytes, count);
+    to_module += counts ? std::max<long>(done, 0) : 0;
     return done;
 }
 
 extern "C" ssize_t __real_read(int fd, void* bytes, size_t count);
 extern "C" ssize_t __wrap_read(int fd, void* bytes, size_t count)
 {
-    if (!is_of_port(fd)) {
-        return __real_read(fd, bytes, count);
-    }
     const auto done = __real_read(fd, bytes, count);
+    if (!is_of_port(fd)) {
+        return done;
+    }
     to_port -= std::max<long>(done, 0);
-    return fails(next_call::read) ? result_of_failure() : done; // what was to be read is lost then
+    return failure_of(next_call::read).value_or(done); // what was to be read is lost then
 }
 
 // Takes all that has been sent, not only as much as the kernel has carried by now.
 extern "C" int __real_tcflush(int fd, int what);
 extern "C" int __wrap_tcflush(int fd, int what)
 {
-    if (fails(next_call::tcflush)) {
-        return -1;
-    }
+    const auto failure = failure_of(next_call::tcflush);
     int waiting = 0;
     while (to_module > 0 || (::ioctl(fd, FIONREAD, &waiting) == 0 && waiting < to_port)) {
         std::this_thread::yield();
     }
-    to_port -= waiting;
-    return __real_tcflush(fd, what);
+    to_port -= failure ? 0 : waiting;
+    return failure ? *failure : __real_tcflush(fd, what);
 }
 
 extern "C" int __real_poll(pollfd* lines, nfds_t count, int timeout);
 extern "C" int __wrap_poll(pollfd* lines, nfds_t count, int timeout)
 {
     const bool can_be_woken = count == 2 && timeout > 0 && lines[1].fd >= 0;
-    if (can_be_woken && fails(next_call::poll)) {
-        return -1;
-    }
-    return __real_poll(lines, count, can_be_woken ? -1 : timeout);
+    const auto failure = can_be_woken ? failure_of(next_call::poll) : std::nullopt;
+    return failure ? *failure : __real_poll(lines, count, can_be_woken ? -1 : timeout);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -130,10 +118,9 @@ void Stage::plug_in()
 {
     module_ = UniqueFd(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     std::array<char, 64> name = {};
-    if (::grantpt(module_.get()) != 0 || ::unlockpt(module_.get()) != 0 ||
-        ::ptsname_r(module_.get(), name.data(), name.size()) != 0) {
-        throw std::runtime_error("no pseudo-terminal");
-    }
+    EXPECT_EQ(::grantpt(module_.get()), 0);
+    EXPECT_EQ(::unlockpt(module_.get()), 0);
+    EXPECT_EQ(::ptsname_r(module_.get(), name.data(), name.size()), 0);
     device = UniqueFd(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     const auto link = root.path(DEVICE);
     std::filesystem::create_directories(link.parent_path());
@@ -145,17 +132,14 @@ void Stage::plug_in()
 
 void Stage::hang_up()
 {
-    (void)device.close();
-    (void)module_.close(); // the other side reads a hang-up
-    settle();
+    device = UniqueFd();
+    module_ = UniqueFd(); // the other side reads a hang-up
 }
 
 void Stage::say(const std::string& bytes)
 {
     to_port += static_cast<long>(bytes.size());
-    if (::write(module_.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-        throw std::runtime_error("the pseudo-terminal takes no more");
-    }
+    EXPECT_EQ(::write(module_.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
 void Stage::answer(const std::string& line)
@@ -219,15 +203,10 @@ void Stage::step(const std::string& what)
         command.interruptible = word != "AT+CPWROFF";
         begin([=, this] { return text_of(port.execute(command)); });
     } else {
-        close_gate(word == "close");
+        const std::lock_guard held(mutex_);
+        closed_ = word == "close";
+        gate_.notify_all();
     }
-}
-
-void Stage::close_gate(bool closed)
-{
-    const std::lock_guard held(mutex_);
-    closed_ = closed;
-    gate_.notify_all();
 }
 
 void Stage::urc(const AtCommandResponse& response)

@@ -69,7 +69,6 @@ protected:
 
 private:
     void urc(const AtCommandResponse& response) override;
-    void close_gate(bool closed);
     bool hear();
     void note(const std::string& text);
 

@@ -9,27 +9,17 @@ constexpr std::array KNOWN{"host", "port", "client_name", "sim.internal.apn", "s
 
 TEST(Words, TheNearestIsWhatWasMeantOrNothing)
 {
-    const std::pair<const char*, std::string> cases[] = {
-        {"client-name", "client_name"},
-        {"CLIENT_NAME", "client_name"},
-        {"cleintname", "client_name"},  // swapped, left out
-        {"clien_namme", "client_name"}, // left out, put in
-        {"sim.extrenal.apn", "sim.external.apn"},
-        {"sim.exernal.apnn", "sim.external.apn"},
-        {"hots", "host"}, // one slip of a short word,
-        {"prot", "port"},
-        {"hst", "host"},
-        {"pots", ""}, // not two
-        {"most", "host"},
-        {"nlient_nmme_", "client_name"}, // a third of the letters is the most
-        {"nlient_nmmexyz", ""},
-        {"ient_nmmx", ""}, // what is left out in front counts
-        {"broker", ""},
-        {"", ""},
-    };
-    for (const auto& [word, meant] : cases) {
+    // Letters swapped, left out, put in; one slip of a short word, not two; a third of the letters is the
+    // most.
+    for (const std::string row :
+         {"client-name -> client_name", "CLIENT_NAME -> client_name", "cleintname -> client_name",
+          "clien_namme -> client_name", "sim.extrenal.apn -> sim.external.apn",
+          "sim.exernal.apnn -> sim.external.apn", "hots -> host", "prot -> port", "hst -> host", "pots -> ",
+          "most -> host", "nlient_nmme_ -> client_name", "nlient_nmmexyz -> ", "ient_nmmx -> ", "broker -> ",
+          " -> "}) {
+        const auto word = row.substr(0, row.find(" -> "));
         const char* const nearest = utils::nearest(word, KNOWN);
-        EXPECT_EQ(nearest == nullptr ? "" : nearest, meant) << word;
+        EXPECT_EQ(word + " -> " + (nearest == nullptr ? "" : nearest), row);
     }
     EXPECT_EQ(utils::nearest(std::string(10'000'000, 'x'), KNOWN), nullptr);
     EXPECT_EQ(utils::nearest("x", {}), nullptr);

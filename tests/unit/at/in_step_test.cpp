@@ -20,13 +20,10 @@ protected:
     {
         heard = [this](const std::string& line) {
             const auto now = clock.now();
-            if (!loses && now < busy_until) {
-                busy_until += delay_of(line);
-            } else if (now >= busy_until) {
-                busy_until = now + delay_of(line);
-            } else {
+            if (loses && now < busy_until) {
                 return;
             }
+            busy_until = std::max(now, busy_until) + delay_of(line);
             clock.at(std::chrono::ceil<milliseconds>(busy_until - now),
                      [=, this, number = ++last_number] { answer(line, number); });
         };
@@ -52,12 +49,6 @@ protected:
                     text.empty() == (result->is_ok() && got.empty()))
             << command << " (" << text << ") took another's answer: '" << got << "'";
         return 1;
-    }
-
-    /// Whether a module that is through with everything is understood again; not how soon.
-    bool comes_back(const std::string& query)
-    {
-        return run(query) == 1 || run(query) == 1 || run(query) == 1;
     }
 
     std::function<milliseconds(const std::string& line)> delay_of = [](const auto&) { return PACE; };
@@ -118,7 +109,8 @@ TEST_F(InStep, WhateverIsLateACommandGetsItsOwnAnswerOrFails)
         while (clock.now() < busy_until) {
             pass(10s);
         }
-        EXPECT_TRUE(comes_back("+CGDCONT?")); // a query without lines
+        // A module that is through with everything is understood again; not how soon. A query without lines.
+        EXPECT_TRUE(run("+CGDCONT?") + run("+CGDCONT?") + run("+CGDCONT?") > 0);
     }
     EXPECT_GT(answers_taken, SEEDS * 5) << "too little to tell";
     EXPECT_EQ(record().find("!+C"), std::string::npos); // no query of the port's own is a report

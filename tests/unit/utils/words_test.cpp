@@ -12,8 +12,8 @@ TEST(Words, TheNearestIsWhatWasMeantOrNothing)
     // Letters swapped, left out, put in; one slip of a short word, not two; a third of the letters is the
     // most.
     for (const std::string row :
-         {"client-name -> client_name", "CLIENT_NAME -> client_name", "cleintname -> client_name",
-          "clien_namme -> client_name", "sim.extrenal.apn -> sim.external.apn",
+         {"client-name -> client_name", "sim.internal.apm -> sim.internal.apn", "CLIENT_NAME -> client_name",
+          "cleintname -> client_name", "clien_namme -> client_name", "sim.extrenal.apn -> sim.external.apn",
           "sim.exernal.apnn -> sim.external.apn", "hots -> host", "prot -> port", "hst -> host", "pots -> ",
           "most -> host", "nlient_nmme_ -> client_name", "nlient_nmmexyz -> ", "ient_nmmx -> ", "broker -> ",
           " -> "}) {

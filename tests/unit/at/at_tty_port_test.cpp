@@ -132,18 +132,22 @@ TEST_F(AtTtyPortTest, GetsBackInStepWithAModuleThatOwesAnAnswer)
     clock.at(1100ms, [this] { say("\r\nOK\r\n"); }); // in the quiet that is waited for
     EXPECT_EQ(play("AT+LATE 1; end; AT+CSQ"), "0: >AT+LATE\n1000: =2 \n1400: >AT+CSQ =+CSQ: 20,99");
 
-    const auto queries = std::exchange(answers, {}); // each is asked once, then the last for ever
+    const auto known = std::exchange(answers, {}); // each query is asked once, then the last for ever
     EXPECT_EQ(play("AT+LOST 1; end; AT+CSQ; end; AT+CSQ; end; AT+CSQ"),
               "0: >AT+LOST\n1000: =2 \n"
               "1200: >AT+CMEE?\n4600: >AT+CFUN?\n7800: =2 \n"
               "8000: >AT+CGEREP?\n11400: >AT+CMER?\n14600: =2 \n"
               "14800: >AT+CMER?\n18200: >AT+CMER?\n21400: =2 ");
     EXPECT_EQ(log.count("The module still owes an answer, '+CSQ' is not sent"), 3U);
-    for (int i = 0; i < 7; ++i) { // a module that hangs is known by that too
+    for (int i = 0; i < 7; ++i) { // the eleventh command without an answer in a row is a verdict
         EXPECT_FALSE(port.is_timeout());
         play("AT+CSQ");
     }
     EXPECT_TRUE(port.is_timeout());
+    EXPECT_TRUE(port.stop().unwrap());
+    answers = known;
+    start();
+    EXPECT_FALSE(port.is_timeout());
 }
 
 TEST_F(AtTtyPortTest, AModuleThatNeverStopsReportingHoldsACommandUpForSomeSeconds)
@@ -185,22 +189,6 @@ TEST_F(AtTtyPortTest, WritesACommandAtOnceOrNotAtAll)
         return std::string();
     });
     EXPECT_EQ(play("close; <+UUX: 1; AT+CSQ"), "0: !+UUX: 1 >AT+CSQ !+UUX: 2 = =+CSQ: 20,99");
-}
-
-TEST_F(AtTtyPortTest, TheEleventhTimeoutInARowIsAVerdict)
-{
-    start();
-    for (const int times : {10, 11}) {
-        for (int i = 0; i < times; ++i) {
-            EXPECT_FALSE(port.is_timeout());
-            play("AT+SILENT 1");
-        }
-        EXPECT_EQ(port.is_timeout(), times == 11);
-        play(times == 11 ? "end" : "AT");
-    }
-    EXPECT_TRUE(port.stop().unwrap());
-    start();
-    EXPECT_FALSE(port.is_timeout());
 }
 
 TEST_F(AtTtyPortTest, AFailedWriteEndsTheCommandAndTheEleventhIsAVerdict)
@@ -278,11 +266,9 @@ TEST_F(AtTtyPortTest, ASecondCommandWaitsHalfAMinuteForItsTurn)
 TEST_F(AtTtyPortTest, NoCommandIsLeftBehindWhenThePortStops)
 {
     const auto until_stopped = [this] {
-        auto result = port.execute(AtCommand("", 1h));
-        while (result.is_ok()) {
-            result = port.execute(AtCommand("", 1h));
+        while (port.execute(AtCommand("", 1h)).is_ok()) {
         }
-        return std::to_string(static_cast<int>(result.unwrapErr().code));
+        return std::string("over");
     };
     for (int round = 0; round < 30; ++round) {
         start();
@@ -295,7 +281,7 @@ TEST_F(AtTtyPortTest, NoCommandIsLeftBehindWhenThePortStops)
         begin(until_stopped);
         begin(until_stopped);
         const auto seen = play("end");
-        EXPECT_EQ(seen.substr(seen.find('=')), "=14 =14 =1");
+        EXPECT_EQ(seen.substr(seen.find('=')), "=over =over =1");
         heard = [this](const std::string& line) { answer(line); };
     }
 }

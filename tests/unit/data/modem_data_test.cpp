@@ -10,7 +10,8 @@ using registration::Domain;
 
 namespace {
 
-/// What the record says behind a report: statuses, the technology, and the place in hexadecimal.
+/// What the record says behind a report: the statuses and which decides, the technology, and the place in
+/// hexadecimal.
 std::string heard(ModemData& data, const std::string& line)
 {
     for (const Domain domain : {Domain::CS, Domain::PS, Domain::EPS}) {
@@ -18,10 +19,12 @@ std::string heard(ModemData& data, const std::string& line)
             data.apply(domain, *update);
         }
     }
+    const auto& network = data.nw_reg;
     std::ostringstream text;
-    text << data.nw_reg.c_reg << data.nw_reg.cg_reg << data.nw_reg.ce_reg << ' ' << data.nw_reg.rat
-         << std::hex << ' ' << data.location.area_c << ' ' << data.location.cell_id << ' '
-         << data.location.r_ac;
+    text << network.c_reg << ',' << network.cg_reg << ',' << network.ce_reg << " -> "
+         << network.deciding_status() << (network.is_registered() ? " registered" : "")
+         << (network.packet_domain_usable() ? " usable" : "") << ": " << network.rat << std::hex << ' '
+         << data.location.area_c << ' ' << data.location.cell_id << ' ' << data.location.r_ac;
     return text.str();
 }
 
@@ -31,69 +34,43 @@ TEST(ModemDataTest, ARegisteredDomainThatKnowsIsNotOverriddenByOneThatIsNot)
 {
     ModemData data;
     const std::pair<const char*, const char*> lines[] = {
-        {"+CREG: 2", "244 255 0 0 0"},
-        {R"(+CREG: 2,"AA","1",0)", "244 0 aa 1 0"},      // nobody is registered: the latest news
-        {R"(+CGREG: 0,"BB","2",3,"5")", "204 3 bb 2 5"}, // likewise
-        {R"(+CGREG: 1,"1A2B","01C3",2,"3")", "214 2 1a2b 1c3 3"},
-        {"+CGREG: 5", "254 2 1a2b 1c3 3"}, // a short form keeps the place,
-        {R"(+CREG: 2,"FF","FF",0)", "254 2 1a2b 1c3 3"},
-        {R"(+CGREG: 1,"1A2C","01C4",)", "214 255 1a2c 1c4 0"}, // the old technology is not this cell's
-        {R"(+CREG: 2,"AA","1",0)", "214 255 1a2c 1c4 0"},
-        {R"(+CREG: 1,"AB","2",6)", "114 6 1a2c 1c4 0"},         // GPRS before circuit-switched
-        {R"(+CEREG: 1,"1A2D","01C5",255)", "111 6 1a2d 1c5 0"}, // and EPS before both
-        {R"(+CEREG: 1,"1A2D","01C5",7)", "111 7 1a2d 1c5 0"},
-        {R"(+CEREG: 1,"1A2E")", "111 7 1a2e 1c5 0"}, // not told: as it was
-        {R"(+CEREG: 2,"","")", "112 6 1a2c 1c4 0"},
-        {R"(+CGREG: 2,"","")", "122 6 ab 2 0"},
-        {R"(+CREG: 3,"","")", "322 6 0 0 0"}, // an empty one clears it
+        {"+CREG: 2", "2,4,4 -> 2: 255 0 0 0"},
+        // nobody is registered: the latest news
+        {R"(+CREG: 2,"AA","1",0)", "2,4,4 -> 2: 0 aa 1 0"},
+        {R"(+CGREG: 8,"BB","2",3,"5")", "2,8,4 -> 2: 3 bb 2 5"},
+        {R"(+CGREG: 1,"1A2B","01C3",2,"3")", "2,1,4 -> 1 usable: 2 1a2b 1c3 3"},
+        {"+CGREG: 5", "2,5,4 -> 5 usable: 2 1a2b 1c3 3"}, // a short form keeps the place,
+        {R"(+CREG: 0,"FF","FF",0)", "0,5,4 -> 5 usable: 2 1a2b 1c3 3"},
+        // the old technology is not this cell's
+        {R"(+CGREG: 1,"1A2C","01C4",)", "0,1,4 -> 1 usable: 255 1a2c 1c4 0"},
+        {R"(+CREG: 2,"AA","1",0)", "2,1,4 -> 1 usable: 255 1a2c 1c4 0"},
+        // EPS tells before GPRS, and that before circuit-switched, as far as they know
+        {R"(+CREG: 6,"AB","2",6)", "6,1,4 -> 6 registered usable: 6 1a2c 1c4 0"},
+        {R"(+CEREG: 9,"1A2D","01C5",255)", "6,1,9 -> 6 registered usable: 6 1a2d 1c5 0"},
+        {R"(+CEREG: 10,"1A2D","01C5",7)", "6,1,10 -> 6 registered usable: 7 1a2d 1c5 0"},
+        {R"(+CEREG: 1,"1A2E")", "6,1,1 -> 6 registered usable: 7 1a2e 1c5 0"},
+        {"+CGREG: 3", "6,3,1 -> 6 registered usable: 7 1a2e 1c5 0"},
+        {"+CREG: 3", "3,3,1 -> 1 usable: 7 1a2e 1c5 0"},
+        {"+CREG: 7", "7,3,1 -> 7 registered usable: 7 1a2e 1c5 0"},
+        {R"(+CEREG: 2,"","")", "7,3,2 -> 7 registered: 6 ab 2 0"},
+        {R"(+CREG: 3,"","")", "3,3,2 -> 3: 6 0 0 0"}, // an empty place clears it
     };
     for (const auto& [line, record] : lines) {
         EXPECT_EQ(heard(data, line), record) << line;
     }
     data.operator_data = {"26201", "Home", "SIM"};
     data.module.imei = "490154203237518";
-    data.reset();
-    EXPECT_EQ(data.operator_data.id + data.operator_data.name + data.operator_data.sim_n, "");
-    EXPECT_EQ(data.module.imei, "490154203237518");
-    EXPECT_EQ(heard(data, "+CGREG: 1"), "414 255 0 0 0"); // what the old cell was is forgotten too
-}
-
-TEST(ModemDataTest, ARegisteredDomainDecides)
-{
-    struct {
-        int statuses[3]; // CS, PS, EPS
-        int deciding;
-        bool registered, usable;
-    } const table[] = {{{0, 4, 1}, 1, false, true},   {{0, 5, 1}, 5, false, true},
-                       {{6, 1, 5}, 6, true, true},    {{2, 0, 3}, 2, false, false},
-                       {{7, 2, 2}, 7, true, false},   {{9, 8, 8}, 9, true, false},
-                       {{10, 4, 4}, 10, true, false}, {{8, 4, 10}, 10, false, true}};
-    for (const auto& row : table) {
-        ModemData::NwRegStatus status{row.statuses[0], row.statuses[1], row.statuses[2]};
-        EXPECT_EQ(status.deciding_status(), row.deciding) << status.text();
-        EXPECT_EQ(status.is_registered(), row.registered) << status.text();
-        EXPECT_EQ(status.packet_domain_usable(), row.usable) << status.text();
-    }
-}
-
-TEST(ModemDataTest, KeepsCardsAndAntennaApart)
-{
-    ModemData data;
-    for (const auto type : {defs::SimType::INTERNAL, defs::SimType::EXTERNAL}) {
-        data.sim.of(type).iccid = defs::to_str(type);
-        EXPECT_EQ(std::as_const(data.sim).of(type).type, type);
-        EXPECT_EQ(std::as_const(data.sim).of(type).iccid, defs::to_str(type));
-    }
-    ModemData::Sim other = data.sim.internal;
-    EXPECT_TRUE(other == data.sim.internal);
-    other.imsi = "1";
-    EXPECT_TRUE(other != data.sim.internal && data.sim.external != data.sim.internal);
     data.antenna.signal_quality(defs::SignalQuality::BELOW_57);
-    data.antenna.rssi(20);
     EXPECT_EQ(data.antenna.signal_quality(), defs::SignalQuality::BELOW_57);
+    data.antenna.rssi(20);
     data.antenna.forget();
     EXPECT_EQ(data.antenna.signal_quality(), defs::SignalQuality::UNKNOWN);
     EXPECT_EQ(data.antenna.rssi(), -1);
+    data.reset();
+    EXPECT_EQ(data.operator_data.id + data.operator_data.name + data.operator_data.sim_n, "");
+    EXPECT_EQ(data.module.imei, "490154203237518");
+    EXPECT_EQ(heard(data, "+CGREG: 1"),
+              "4,1,4 -> 1 usable: 255 0 0 0"); // what the old cell was is forgotten too
 }
 
 TEST(ModemDataTest, LogsChangesOfThePublishedStateOnly)

@@ -104,18 +104,4 @@ TEST_F(AtParserTest, AFreshLineKnowsNothingOfTheLast)
     EXPECT_EQ(read("+CSQ: 2\r\nOK\r\n"), "F:+CSQ: 2=OK;");
 }
 
-// What is written later follows; its own line shows that what was written before is lost.
-TEST_F(AtParserTest, AMarkersLineEndsWhatIsLost)
-{
-    for (const bool is_marker : {true, false}) {
-        parser.active_command(AtCommand("+CSQ"));
-        parser.following_command(AtCommand("+CPIN?"), false);
-        parser.following_command(AtCommand("+CMEE?"), is_marker);
-        EXPECT_EQ(read("+CMEEX: 2\r\n+CMEE: 2\r\n"),
-                  std::string("U:+CMEEX: 2;") + (is_marker ? "F:=;F:=;" : "U:+CMEE: 2;"));
-        EXPECT_EQ(read("OK\r\nOK\r\nOK\r\n"), is_marker ? "F:+CMEE: 2=OK;" : "F:=OK;F:=OK;F:=OK;");
-    }
-    EXPECT_EQ(parser.take_stray_finals(), 2U);
-}
-
 } // namespace

@@ -59,6 +59,7 @@ TEST_F(AtTtyPortTest, OpensTheLineRawAndForItselfAlone)
     };
     EXPECT_TRUE(is_exclusive());
     EXPECT_EQ(Stage::start(), "0: =0"); // it runs already
+    EXPECT_TRUE(port.is_available());
     ASSERT_EQ(::fchmod(device.get(), 0), 0);
     EXPECT_FALSE(port.is_available()); // the descriptor counts while the port is open
     EXPECT_TRUE(port.stop().unwrap());

@@ -181,8 +181,9 @@ void Dialogue::act(const std::string& verb_and_words)
 /// Those that wait for the port or for the backend do so by now.
 void Dialogue::await_threads()
 {
-    for (int still = 0; still < 2;) {
-        still = other_threads_sleep() ? still + 1 : 0;
+    std::optional<long> last;
+    for (auto now = switches_of_sleepers(); !now || now != last; now = switches_of_sleepers()) {
+        last = now;
         std::this_thread::sleep_for(20us);
     }
 }

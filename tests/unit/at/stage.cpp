@@ -1,10 +1,11 @@
 #include "stage.hpp"
 
+#include "support/sleeping_threads.hpp"
+
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
 #include <optional>
 #include <poll.h>
 #include <sstream>
@@ -34,25 +35,6 @@ std::optional<int> failure_of(std::atomic<int>& call)
 {
     errno = call.exchange(0);
     return errno == 0 ? std::nullopt : std::optional<int>(errno == next_call::NOTHING ? 0 : -1);
-}
-
-/// How often the other threads have been switched away so far; nothing while one of them is at work
-/// (proc(5)). Twice the same number proves that all slept at once in between.
-std::optional<long> switches_of_sleepers()
-{
-    long switches = 0;
-    const auto self = std::to_string(::gettid());
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream status(task.path() / "status");
-        for (std::string line; task.path().filename() != self && std::getline(status, line);) {
-            if (line.starts_with("State:") && !line.ends_with("S (sleeping)")) {
-                return std::nullopt;
-            }
-            const auto number = line.find("ctxt_switches:");
-            switches += number == std::string::npos ? 0 : std::stol(line.substr(line.find(':') + 1));
-        }
-    }
-    return switches;
 }
 
 } // namespace

@@ -79,23 +79,6 @@ protected:
 
 } // namespace
 
-TEST_F(Sim, EntersThePinAndReadsTheCard)
-{
-    select(SimType::EXTERNAL);
-    EXPECT_TRUE(handler.sim_ready());
-    EXPECT_EQ(port->count("+CPIN=\"1234\""), 1U);
-    EXPECT_EQ(data.sim.external.iccid, "8949010010000000017");
-    EXPECT_EQ(data.sim.external.imsi, "001010000000001");
-    EXPECT_FALSE(locked_on_bus());
-    port->forget();
-    EXPECT_TRUE(handler.sim_ready());
-    EXPECT_TRUE(port->sent().empty()); // ready is ready
-    for (const auto& record : log.records()) {
-        EXPECT_TRUE(record.level == LogCapture::Level::DEBUG ||
-                    record.text.find("1234") == std::string::npos);
-    }
-}
-
 TEST_F(Sim, NeverEntersAPinThatCouldLockTheCard)
 {
     select(SimType::EXTERNAL);
@@ -313,16 +296,4 @@ TEST_F(Sim, ReadsAnIdentityThatIsOneAndNothingElse)
         EXPECT_EQ(data.sim.internal.iccid, card.iccid);
         EXPECT_EQ(data.sim.internal.imsi, card.imsi);
     }
-}
-
-TEST_F(Sim, AFailedSelectionSelectsNothingAndIsTriedAgain)
-{
-    port->fails("+UGPIOC=24,0,1", "ERROR");
-    EXPECT_FALSE(handler.handle_sim_change(gpio));
-    EXPECT_EQ(handler.current_type(), SimType::NONE);
-    EXPECT_EQ(data.sim.active, SimType::NONE);
-    EXPECT_EQ(handler.error_counter(), 1);
-    EXPECT_EQ(port->count("+CFUN=1"), 0U); // stops at the first failure
-    port->answers("+UGPIOC=24,0,1", "");
-    EXPECT_TRUE(handler.handle_sim_change(gpio));
 }

@@ -65,32 +65,6 @@ TEST_F(Status, QueriesRunOncePerPeriodUnlessForced)
     EXPECT_TRUE(port->sent().empty());
 }
 
-TEST_F(Status, EachMessageGoesOutWhenItHasNews)
-{
-    handler.update(false, false);
-    EXPECT_EQ(published("system/modem/hardware"), 0U); // no IMEI yet
-    EXPECT_EQ(published("system/modem/sim"), 0U);
-    data.module.imei = "490154203237518";
-    data.sim.internal.iccid = "8949";
-    data.sim.active = defs::SimType::INTERNAL;
-    for (int i = 0; i < 3; ++i) {
-        handler.update(false, false);
-    }
-    EXPECT_EQ(published("system/modem/hardware"), 1U);
-    EXPECT_EQ(published("rt/system/modem_imei"), 1U);
-    EXPECT_EQ(published("system/modem/sim"), 1U);
-    EXPECT_EQ(published("rt/system/sim_iccid"), 1U);
-    EXPECT_EQ(published("system/modem/status"), 1U);
-    data.pb_state(ecu::kova::pb::ModemStatus_ModemState_CONNECTED); // never older than the state it tells of
-    handler.update(false, false);
-    EXPECT_EQ(published("system/modem/status"), 2U);
-    clock.advance(11s);
-    handler.update(false, false);
-    EXPECT_EQ(published("system/modem/status"), 3U);
-    handler.update(false, true);
-    EXPECT_EQ(published("system/modem/status"), 4U);
-}
-
 TEST_F(Status, AsksForTheOperatorOfANewNetworkAtOnceAndForgetsTheOldOne)
 {
     registered(1, 7);
@@ -114,25 +88,6 @@ TEST_F(Status, AsksForTheOperatorOfANewNetworkAtOnceAndForgetsTheOldOne)
     handler.update(false, false);
     EXPECT_EQ(data.location.mcc, 262U);
     EXPECT_EQ(data.location.mnc, 1U);
-}
-
-TEST_F(Status, TellsTheRegistrationOnceAnUpdate)
-{
-    handler.update(false, false);
-    EXPECT_EQ(published("system/modem/registration"), 1U);
-    EXPECT_EQ(published("rt/system/modem_creg"), 1U);
-    handler.update(false, false);
-    handler.publish(); // the state alone
-    data.pb_state(ecu::kova::pb::ModemStatus_ModemState_ENABLED);
-    handler.update(false, false); // likewise
-    handler.update(false, true);
-    EXPECT_EQ(published("rt/system/modem_creg"), 1U);
-    registered(1, 7);
-    handler.update(false, true);
-    EXPECT_EQ(published("rt/system/modem_creg"), 2U);
-    clock.advance(11s);
-    handler.update(false, false); // with the periodic status
-    EXPECT_EQ(published("rt/system/modem_creg"), 3U);
 }
 
 TEST_F(Status, TellsTheHardwareAgainWhenALaterSetUpReadsMore)

@@ -1,15 +1,11 @@
+#include "at/line_editor.hpp"
 #include "base/event_loop.hpp"
-#include "base/file_watcher.hpp"
 #include "board/gpio_tree.hpp"
 #include "board/power.hpp"
+#include "support/temp_root.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
 #include <vector>
 
 namespace bench {
@@ -17,113 +13,102 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(PowerControlTest, BootsAgainOnlyWhenTheLinesCallForIt)
+TEST(LineEditorTest, TakesTheSameLinesHoweverTheBytesAreSplit)
+{
+    const std::string input = "rub\bbish\x11 AT+GMM\r\n\r\natx\b+CSQ\rAT\r";
+    for (std::size_t cut = 0; cut <= input.size(); ++cut) {
+        std::string echoed;
+        std::vector<std::string> lines;
+        LineEditor editor({.echo = [&](std::string_view bytes) { echoed += bytes; },
+                           .command = [&](const std::string& line) { lines.push_back(line); },
+                           .overflow = [] { FAIL(); }});
+        editor.feed(input.substr(0, cut));
+        editor.feed(input.substr(cut));
+        EXPECT_THAT(lines, testing::ElementsAre("+GMM", "+CSQ", "")) << "cut at " << cut;
+        EXPECT_EQ(echoed, "AT+GMM\ratx\b+CSQ\rAT\r") << "cut at " << cut;
+    }
+}
+
+TEST(PowerControlTest, BootsWhenTheLinesCallForItAndAsLongAsItIsTold)
 {
     struct Observer : PowerObserver {
-        void module_booting() override {}
-        void module_up() override { ++ups; }
-        void module_down() override { ++downs; }
-        int ups = 0;
-        int downs = 0;
+        void module_booting() override { said += 'b'; }
+        void module_up() override { said += 'u'; }
+        void module_down() override { said += 'd'; }
+        std::string said;
     } seen;
     TimerQueue timers{TimerQueue::TimePoint{}};
     PowerControl power(timers, 4s, seen);
-    const auto settle = [&] {
+    const auto said_within = [&](std::chrono::seconds time) {
+        seen.said.clear();
         power.evaluate();
-        timers.advance_to(timers.now() + 5s);
-        return power.state();
+        timers.advance_to(timers.now() + time);
+        return seen.said;
     };
     power.set_supply(true, false);
-    EXPECT_EQ(settle(), PowerControl::State::OFF);
+    EXPECT_EQ(said_within(5s), "");
     power.set_power_on(true, false);
-    EXPECT_EQ(settle(), PowerControl::State::ON);
-
+    EXPECT_EQ(said_within(5s), "bu");
     power.switch_off();
     power.set_power_on(true, false); // still high: no edge
-    EXPECT_EQ(settle(), PowerControl::State::OFF);
+    EXPECT_EQ(said_within(5s), "");
     power.set_power_on(true, true);
-    EXPECT_EQ(settle(), PowerControl::State::ON);
-
+    EXPECT_EQ(said_within(5s), "bu");
     power.set_reset(true, false);
-    EXPECT_EQ(settle(), PowerControl::State::OFF);
+    EXPECT_EQ(said_within(5s), "d");
     power.set_reset(false, false);
-    EXPECT_EQ(settle(), PowerControl::State::ON);
-
+    EXPECT_EQ(said_within(5s), "bu");
     power.set_supply(true, true); // off and on again before anybody looked
-    EXPECT_EQ(settle(), PowerControl::State::ON);
-    EXPECT_EQ(seen.ups, 4);
-    EXPECT_EQ(seen.downs, 3);
+    EXPECT_EQ(said_within(3s), "db");
+    EXPECT_EQ(said_within(2s), "u");
+
+    power.restart(20s);
+    EXPECT_EQ(said_within(19s), "");
+    EXPECT_EQ(said_within(2s), "u");
+    power.boot_time({});
+    power.restart(20s); // the longer failure counts
+    EXPECT_EQ(said_within(3600s), "");
+    power.boot_time(1s);
+    power.set_supply(true, true);
+    EXPECT_EQ(said_within(2s), "dbu");
 }
 
-class GpioTreeTest : public testing::Test {
-protected:
-    GpioTreeTest()
-    {
-        std::string pattern = std::filesystem::temp_directory_path() / "sim_gpio_XXXXXX";
-        root_ = ::mkdtemp(pattern.data());
-        tree_ = std::make_unique<GpioTree>(root_, BoardType::K7, watcher_);
-        tree_->on_change([this](const GpioTree::Change& change) { changes_.push_back(change); });
-        watcher_.on_batch_end([this] { tree_->process(); });
-    }
-    ~GpioTreeTest() override
-    {
-        tree_.reset();
-        std::filesystem::remove_all(root_);
-    }
-
-    void write(const std::string& file, const std::string& text)
-    {
-        std::ofstream(base() / file) << text << "\n";
-    }
-
-    std::string read(const std::string& file)
-    {
-        std::string word;
-        std::ifstream(base() / file) >> word;
-        return word;
-    }
-
-    void settle()
-    {
-        loop_.timers().after(50ms, [this] { loop_.stop(); });
-        loop_.run();
-    }
-
-    std::filesystem::path base() const { return root_ / "sys/class/gpio"; }
-
-    std::filesystem::path root_;
-    EventLoop loop_;
-    FileWatcher watcher_{loop_};
-    std::unique_ptr<GpioTree> tree_;
-    std::vector<GpioTree::Change> changes_;
-};
-
-TEST_F(GpioTreeTest, FollowsWritesAsTheKernelDoes)
+TEST(GpioTreeTest, FollowsWritesAsTheKernelDoes)
 {
-    tree_->drive(Line::VINT, true);
+    const TempRoot root;
+    EventLoop loop;
+    FileWatcher watcher{loop};
+    GpioTree tree(root.path(""), BoardType::K7, watcher);
+    std::vector<bool> pulses;
+    tree.on_change([&](const GpioTree::Change& change) { pulses.push_back(change.pulsed); });
+    watcher.on_batch_end([&] { tree.process(); });
+    const std::string base = "/sys/class/gpio/";
+    const auto settle = [&] {
+        loop.timers().after(50ms, [&] { loop.stop(); });
+        loop.run();
+    };
+    tree.drive(Line::VINT, true);
     for (const auto* number : {"156", "157", "160", "162"}) {
-        write("export", number);
+        root.write(base + "export", number);
     }
     settle();
-    EXPECT_EQ(read("gpio160/value"), "0"); // alive is low
-    write("gpio162/direction", "high");    // the inverted supply switch: off
-    write("gpio157/direction", "low");
+    EXPECT_EQ(root.read(base + "gpio160/value"), "0\n"); // alive is low
+    root.write(base + "gpio162/direction", "high\n");    // the inverted supply switch: off
+    root.write(base + "gpio157/direction", "low\n");
     settle();
-    EXPECT_EQ(read("gpio162/direction"), "out");
-    EXPECT_EQ(read("gpio162/value"), "1");
-    EXPECT_FALSE(tree_->level(Line::VCC));
-    EXPECT_TRUE(changes_.empty());
+    EXPECT_EQ(root.read(base + "gpio162/direction"), "out\n");
+    EXPECT_EQ(root.read(base + "gpio162/value"), "1\n");
+    EXPECT_TRUE(!tree.level(Line::VCC) && pulses.empty());
 
-    write("gpio162/value", "0");
-    write("gpio157/value", "0");
-    write("gpio157/value", "1");
-    write("gpio160/value", "1"); // an input: refused
+    for (const auto* pin : {"162/value", "157/value"}) {
+        root.write(base + "gpio" + pin, "0\n");
+    }
+    root.write(base + "gpio157/value", "1\n");
+    root.write(base + "gpio160/value", "1\n"); // an input: refused
     settle();
-    EXPECT_TRUE(tree_->level(Line::VCC));
-    EXPECT_TRUE(tree_->level(Line::PWRON));
-    EXPECT_EQ(read("gpio160/value"), "0");
-    ASSERT_EQ(changes_.size(), 2U);
-    EXPECT_TRUE(changes_[1].pulsed);
+    EXPECT_TRUE(tree.level(Line::VCC) && tree.level(Line::PWRON));
+    EXPECT_EQ(root.read(base + "gpio160/value"), "0\n");
+    EXPECT_THAT(pulses, testing::ElementsAre(false, true));
 }
 
 } // namespace

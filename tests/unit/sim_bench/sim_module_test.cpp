@@ -1,7 +1,7 @@
-#include "bench_module.hpp"
-#include "board/power.hpp"
 #include "control/bench.hpp"
 #include "control/control_commands.hpp"
+#include "module/module.hpp"
+#include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>
 
@@ -11,17 +11,52 @@
 namespace bench {
 namespace {
 
+using namespace std::chrono_literals;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Kind = Script::Kind;
 
-class Misbehaviour : public BenchModule {
+/// A module with its own time: what is sent is answered before the call returns.
+class Misbehaviour : public testing::Test, public ModuleHost {
 protected:
     Misbehaviour()
     {
-        transcript_.open(root_ / "transcript");
+        transcript_.open(root_.path("/transcript"));
         power_up(Family::SARA);
+    }
+
+    void power_up(Family family)
+    {
+        module_.reset();
+        setup_.family = family;
+        nvm_ = std::make_unique<Nvm>(root_.path("/nvm.conf"), family);
+        module_ = std::make_unique<Module>(setup_, timers_, *nvm_, transcript_, *this);
+        restart_module();
+        pass(2s); // the SIM answers after one
         at("E0");
+    }
+
+    void pass(std::chrono::milliseconds time) { timers_.advance_to(timers_.now() + time); }
+    void write(const std::string& command) { module_->receive("AT" + command + "\r\n"); }
+    std::string heard_within(std::chrono::milliseconds time)
+    {
+        output_.clear();
+        pass(time);
+        return output_;
+    }
+    std::string at(const std::string& command)
+    {
+        output_.clear();
+        write(command);
+        pass(1s);
+        return output_;
+    }
+
+    void restart_module() override
+    {
+        module_->power_down();
+        module_->power_up();
     }
 
     Script& script() { return module_->interpreter().script(); }
@@ -30,16 +65,40 @@ protected:
     std::vector<std::string> recorded(std::size_t skipped) const
     {
         std::vector<std::string> lines;
-        std::string text = read_file(root_ / "transcript").value();
-        for (auto end = text.find('\n'); end != std::string::npos; end = text.find('\n')) {
-            lines.push_back(text.substr(text.find('\t') + 1, end - text.find('\t') - 1));
-            text.erase(0, end + 1);
+        std::istringstream text(root_.read("/transcript"));
+        for (std::string line; std::getline(text, line);) {
+            std::replace(line.begin(), line.end(), '\t', ' ');
+            lines.push_back(line.substr(line.find(' ') + 1));
         }
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(skipped));
-        std::for_each(lines.begin(), lines.end(),
-                      [](std::string& line) { std::replace(line.begin(), line.end(), '\t', ' '); });
         return lines;
     }
+
+    const TempRoot root_;
+    ModuleSetup setup_;
+    TimerQueue timers_{TimerQueue::TimePoint{}};
+    Transcript transcript_{timers_};
+    std::unique_ptr<Nvm> nvm_;
+    std::unique_ptr<Module> module_;
+    int pieces_ = 0;  ///< the module's output came in
+    int crashes_ = 0; ///< of its firmware
+
+private:
+    void transmit(std::string_view bytes) override
+    {
+        output_ += bytes;
+        ++pieces_;
+    }
+    void switch_module_off() override {}
+    void crash_module(const Crash&) override
+    {
+        ++crashes_;
+        restart_module();
+    }
+    std::string port_state() const override { return "open"; }
+    void log(char, const std::string&) override {}
+
+    std::string output_;
 };
 
 TEST_F(Misbehaviour, AnswersLateAndThenAllThatWaitedInOrder)
@@ -55,10 +114,10 @@ TEST_F(Misbehaviour, AnswersLateAndThenAllThatWaitedInOrder)
     EXPECT_EQ(heard_within(2s), "");
     EXPECT_EQ(heard_within(1s), "\r\n+UREG: 0,3\r\n\r\nOK\r\n\r\n+CSQ: 20,99\r\n\r\nOK\r\n\r\nOK\r\n");
     EXPECT_THAT(recorded(before),
-                testing::ElementsAre("command 2 AT+UREG?", "command 3 AT+CSQ", "command 4 AT", "command 5 AT",
-                                     "info 2 +UREG: 0,3", "answer 2 3000 open AT+UREG? OK",
-                                     "info 3 +CSQ: 20,99", "answer 3 13000 open AT+CSQ OK",
-                                     "answer 4 13000 open AT OK", "unanswered 5 13000 lost AT"));
+                ElementsAre("command 2 AT+UREG?", "command 3 AT+CSQ", "command 4 AT", "command 5 AT",
+                            "info 2 +UREG: 0,3", "answer 2 3000 open AT+UREG? OK", "info 3 +CSQ: 20,99",
+                            "answer 3 13000 open AT+CSQ OK", "answer 4 13000 open AT OK",
+                            "unanswered 5 13000 lost AT"));
     EXPECT_THAT(at("+UREG?"), HasSubstr("OK")) << "once is over";
 }
 
@@ -67,31 +126,38 @@ TEST_F(Misbehaviour, DiffersInWhatIsSaidAndInWhatIsDone)
     struct Case {
         Script::Entry entry;
         std::string heard;
-        std::string stored;
+        std::string stored; // of the command it is for, and of the next one in the line
         int crashes;
         int pieces;
     };
-    const std::vector<Case> cases{
-        {{.kind = Kind::LOST}, "", "2", 0, 0},
-        {{.kind = Kind::SILENCE}, "", "0", 0, 0},
-        {{.kind = Kind::FAIL}, "\r\nERROR\r\n", "0", 0, 1},
-        {{.kind = Kind::CRASH, .crash = {.before = true, .boot = {}}}, "", "0", 1, 0},
-        {{.kind = Kind::CRASH, .crash = {.before = false, .boot = {}}}, "", "2", 1, 0},
-        {{.kind = Kind::REPORT, .text = "+CREG: 0"}, "\r\n+CREG: 0\r\n\r\nOK\r\n", "2", 0, 2},
-        {{.kind = Kind::CUT, .pause = 5ms}, "\r\nOK\r\n", "2", 0, 6},
-    };
-    for (auto [entry, heard, stored, crashes, pieces] : cases) {
-        SCOPED_TRACE(static_cast<int>(entry.kind));
+    const std::string ok = "\r\nOK\r\n";
+    for (auto [entry, heard, stored, crashes, pieces] : std::vector<Case>{
+             {{.kind = Kind::LOST}, "", "2,1", 0, 0},
+             {{.kind = Kind::SILENCE}, "", "0,0", 0, 0},
+             {{.kind = Kind::FAIL, .text = "no bench"}, "\r\n+CME ERROR: no bench\r\n", "0,0", 0, 1},
+             {{.kind = Kind::CRASH, .crash = {.before = true, .boot = {}}}, "", "0,0", 1, 0},
+             {{.kind = Kind::CRASH, .crash = {.before = false, .boot = {}}}, "", "2,1", 1, 0},
+             {{.kind = Kind::REPORT, .text = "+CREG: 0"}, "\r\n+CREG: 0\r\n" + ok, "2,1", 0, 2},
+             {{.kind = Kind::CUT, .pause = 5ms}, ok, "2,1", 0, 6},
+             {{.kind = Kind::ANSWER, .text = "+X: 7\\n+X: 8\\nOK"},
+              "\r\n+X: 7\r\n+X: 8\r\n" + ok,
+              "0,1",
+              0,
+              2},
+             {{.kind = Kind::ANSWER, .text = "+X: 7"}, "\r\n+X: 7\r\n" + ok, "0,1", 0, 2},
+             {{.kind = Kind::ANSWER, .text = "ABORTED"}, "\r\nABORTED\r\n", "0,0", 0, 1},
+         }) {
+        SCOPED_TRACE(heard + std::to_string(static_cast<int>(entry.kind)));
+        at("E0;+CMEE=2"); // after a crash they are back
         nvm_->set("uusbconf", "0");
+        nvm_->set("udconf.50", "0");
         entry.prefix = "+uusbconf=";
         script().put(entry);
         crashes_ = pieces_ = 0;
-        EXPECT_EQ(at("+UUSBCONF=2"), heard);
-        EXPECT_EQ(nvm_->get("uusbconf"), stored);
-        EXPECT_EQ(crashes_, crashes);
-        EXPECT_EQ(pieces_, pieces);
+        EXPECT_EQ(at("+UUSBCONF=2;+UDCONF=50,1"), heard);
+        EXPECT_EQ(nvm_->get("uusbconf") + "," + nvm_->get("udconf.50"), stored);
+        EXPECT_TRUE(crashes_ == crashes && pieces_ == pieces) << crashes_ << " crashes, in " << pieces_;
         script().remove("+uusbconf=");
-        at("E0"); // after a crash it is back
     }
 }
 
@@ -104,25 +170,6 @@ TEST_F(Misbehaviour, KeepsTheOrderOfACutAnswerAndWhatComesBehindIt)
     module_->urc("+CIEV: 2,3");
     EXPECT_THAT(heard_within(10s),
                 testing::EndsWith("\r\nOK\r\n\r\n+CIEV: 2,3\r\n\r\n+CSQ: 20,99\r\n\r\nOK\r\n"));
-}
-
-TEST_F(Misbehaviour, AnswersAsItIsToldAndGoesOnWithTheLineOnlyAfterAnOk)
-{
-    const std::string next = ";+UDCONF=50,1"; // seen in the settings when the line went on
-    const std::vector<std::tuple<Kind, std::string, std::string, std::string>> cases{
-        {Kind::ANSWER, "+CSQ: 7,7", "\r\n+CSQ: 7,7\r\n\r\nOK\r\n", "1"},
-        {Kind::ANSWER, "+CSQ: 7,7\\n+CSQ: 8,8\\nOK", "\r\n+CSQ: 7,7\r\n+CSQ: 8,8\r\n\r\nOK\r\n", "1"},
-        {Kind::ANSWER, "ABORTED", "\r\nABORTED\r\n", "0"},
-        {Kind::FAIL, "no bench", "\r\n+CME ERROR: no bench\r\n", "0"},
-        {Kind::SILENCE, "", "", "0"},
-    };
-    at("+CMEE=2");
-    for (const auto& [kind, text, heard, stored] : cases) {
-        nvm_->set("udconf.50", "0");
-        script().put({.kind = kind, .prefix = "+CSQ", .text = text});
-        EXPECT_EQ(at("+CSQ" + next), heard);
-        EXPECT_EQ(nvm_->get("udconf.50"), stored) << text;
-    }
 }
 
 TEST_F(Misbehaviour, OwesNothingAfterARestartAndSaysSoInTheTranscript)
@@ -143,32 +190,42 @@ TEST_F(Misbehaviour, OwesNothingAfterARestartAndSaysSoInTheTranscript)
     restart_module();
     EXPECT_EQ(at(""), "AT\r\r\nOK\r\n");
     EXPECT_THAT(recorded(before),
-                testing::ElementsAre("command 2 AT+GMM", "command 3 AT+CGSN", "unanswered 2 3000 down AT+GMM",
-                                     "unanswered 3 3500 down AT+CGSN", "report +CREG: 0", "command 4 AT+CSQ",
-                                     "unanswered 4 13500 crashed AT+CSQ", "command 5 AT",
-                                     "unanswered 5 14500 mute AT", "command 6 AT",
-                                     "answer 6 15500 open AT OK"));
+                ElementsAre("command 2 AT+GMM", "command 3 AT+CGSN", "unanswered 2 3000 down AT+GMM",
+                            "unanswered 3 3500 down AT+CGSN", "report +CREG: 0", "command 4 AT+CSQ",
+                            "unanswered 4 13500 crashed AT+CSQ", "command 5 AT", "unanswered 5 14500 mute AT",
+                            "command 6 AT", "answer 6 15500 open AT OK"));
 }
 
-TEST_F(Misbehaviour, RestartsThoughTheAnswerIsLostAndTellsThePinAttemptsLeft)
+TEST_F(Misbehaviour, OutlivesAnEndlessLineAndRestartsThoughTheAnswerIsLost)
 {
+    EXPECT_EQ(at(std::string(1'000'000, 'x')), "\r\nERROR\r\n");
     script().put({.kind = Kind::LOST, .prefix = "+CFUN=15"});
     EXPECT_EQ(at("+CFUN=15"), "");
     EXPECT_THAT(at(""), StartsWith("AT\r")) << "the echo of a module that has started anew";
-    at("E0;+UGPIOC=23,0,1");
-    pass(2s);
+}
+
+TEST_F(Misbehaviour, LosesPinAttemptsUntilOnlyThePukHelps)
+{
+    at("+CMEE=2;+UGPIOC=23,0,1");
+    pass(2s); // the other card wakes up
     const auto before = recorded(0).size();
-    at("+CPIN?");
-    at("+CPIN=\"1\"");
-    at("+cpin=\"5193\"");
-    at("+CPIN=\"5193\""); // open already: costs none
-    std::vector<std::string> attempts;
-    for (const auto& line : recorded(before)) {
-        if (line.starts_with("pin")) {
-            attempts.push_back(line);
-        }
+    EXPECT_THAT(at("+CPIN?"), HasSubstr("SIM PIN"));
+    EXPECT_THAT(at("+CPIN=\"1\""), HasSubstr("incorrect password"));
+    restart_module();
+    pass(2s);
+    at("E0;+CMEE=2");
+    EXPECT_THAT(at("+UPINCNT"), HasSubstr("+UPINCNT: 2,3,10,10")) << "the card remembers";
+    at("+cpin=\"2\"");
+    for (const auto* late : {"3", "5193"}) {
+        EXPECT_THAT(at("+CPIN=\"" + std::string(late) + "\""), HasSubstr("SIM PUK required"));
     }
-    EXPECT_THAT(attempts, testing::ElementsAre("pin 3", "pin 2"));
+    EXPECT_THAT(at("+CPIN=\"11111111\",\"0000\""), HasSubstr("incorrect password"));
+    EXPECT_THAT(at("+UPINCNT"), HasSubstr("+UPINCNT: 0,3,9,10"));
+    EXPECT_THAT(at("+CPIN=\"12345678\",\"0000\";+CPIN?"), HasSubstr("+CPIN: READY\r\n\r\nOK"));
+    at("+CPIN=\"0000\""); // open already: costs none
+    std::vector<std::string> attempts = recorded(before);
+    std::erase_if(attempts, [](const std::string& line) { return !line.starts_with("pin"); });
+    EXPECT_THAT(attempts, ElementsAre("pin 3", "pin 2", "pin 1"));
 }
 
 TEST_F(Misbehaviour, StrikesTheCommandsThatItIsFor)
@@ -219,45 +276,18 @@ TEST_F(Misbehaviour, FlapsUntilItIsStopped)
     module_->flapping().stop();
     EXPECT_THAT(at("+CEREG?"), HasSubstr("+CEREG: 2,1,")) << "as it was";
     EXPECT_EQ(heard_within(60s), "");
+    at("+CREG=2;+COPS=2");
+    EXPECT_EQ(heard_within(10s), "") << "no search that nobody asked for";
+    module_->network().answer(Surroundings::Answer::DENIED);
+    at("+COPS=0");
+    EXPECT_THAT(heard_within(3s), HasSubstr("\r\n+CREG: 3\r\n"));
 }
 
-TEST(PowerControlTest, BootsAsLongAsItIsTold)
+TEST(Controls, AreReadOrRefusedInWords)
 {
-    struct Observer : PowerObserver {
-        void module_booting() override { ++boots; }
-        void module_up() override { ++ups; }
-        void module_down() override {}
-        int boots = 0;
-        int ups = 0;
-    } seen;
-    TimerQueue timers{TimerQueue::TimePoint{}};
-    PowerControl power(timers, 4s, seen);
-    const auto ups_after = [&](std::chrono::seconds time) {
-        power.evaluate();
-        timers.advance_to(timers.now() + time);
-        return seen.ups;
-    };
-    power.set_supply(true, false);
-    power.set_power_on(true, false);
-    EXPECT_EQ(ups_after(5s), 1);
-    power.restart(20s);
-    EXPECT_EQ(ups_after(19s), 1);
-    EXPECT_EQ(ups_after(2s), 2);
-    power.boot_time({});
-    power.restart(20s); // the longer failure counts
-    EXPECT_EQ(ups_after(3600s), 2);
-    power.boot_time(1s);
-    power.set_supply(true, true);
-    EXPECT_EQ(ups_after(2s), 3);
-    EXPECT_EQ(seen.boots, 4);
-}
-
-class Controls : public Misbehaviour {};
-
-TEST_F(Controls, AreReadOrRefusedInWords)
-{
+    const TempRoot root;
     Options options;
-    options.root = root_ / "bench";
+    options.root = root.path("/bench");
     options.module.family = Family::TOBY;
     options.commands = {"mute on", "boot never"};
     Bench bench(options);
@@ -288,7 +318,7 @@ TEST_F(Controls, AreReadOrRefusedInWords)
     }
     EXPECT_THAT(run_control_command(bench, "state"), HasSubstr("silent=1")) << "from the start";
 
-    options.root = root_ / "other";
+    options.root = root.path("/other");
     options.commands = {"boot soon"};
     EXPECT_THROW(Bench{options}, BenchError);
     options.commands.clear();

@@ -121,6 +121,12 @@ bool MqttSession::has_reached_the_broker(short events)
     if (getsockopt(socket(), SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
         error = errno;
     }
+    // The library begins its handshake at once, which takes the socket's error where the refusal was quick.
+    sockaddr_storage peer{};
+    socklen_t peer_length = sizeof peer;
+    if (error == 0 && getpeername(socket(), reinterpret_cast<sockaddr*>(&peer), &peer_length) != 0) {
+        error = errno;
+    }
     reached_ = error == 0;
     errno = error;
     return check("connecting", reached_ ? MOSQ_ERR_SUCCESS : MOSQ_ERR_ERRNO);

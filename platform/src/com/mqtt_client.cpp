@@ -4,7 +4,6 @@
 
 #include <ecu/kova/logging.hpp>
 
-#include <algorithm>
 #include <cerrno>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -18,14 +17,9 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds FIRST_DELAY = 1s; // between two tries, doubled up to the longest
-constexpr std::chrono::seconds LONGEST_DELAY = 30s;
 constexpr auto CONNECT_TIMEOUT = 10s; // for TCP, TLS and the broker's answer together
-constexpr auto STABLE_AFTER = 10s;    // a connection that held this long makes the next delay short again
 constexpr auto END_TIMEOUT = 2s;      // for a name service that does not answer
-constexpr auto SHORT_LIFE = 60s; // twice the longest delay: two clients of one id throw each other off sooner
-constexpr int SUSPICIOUS_LIVES = 2; // so many in a row are no broker that was restarted
-constexpr int TIMERS_MS = 1000;     // how often the library's keep-alive is looked after
+constexpr int TIMERS_MS = 1000;       // how often the library's keep-alive is looked after
 
 logging::Module& logger()
 {
@@ -54,8 +48,7 @@ MqttLibrary::~MqttLibrary()
 }
 
 MqttWorker::MqttWorker(MqttSettings settings)
-    : settings_(std::move(settings)), wake_descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      delay_(FIRST_DELAY)
+    : settings_(std::move(settings)), wake_descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (wake_descriptor_ < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -163,11 +156,8 @@ MqttWorker::End MqttWorker::run_session()
         session.close();
         return end;
     }
-    const auto lived = std::chrono::floor<Delay>(steady_clock::now() - begin);
-    if (session.was_connected() && lived >= STABLE_AFTER) {
-        delay_ = FIRST_DELAY;
-    }
-    count_short_lives(session, lived);
+    const auto lived = std::chrono::floor<Retries::Delay>(steady_clock::now() - begin);
+    retries_.failed({lived, session.was_connected(), session.was_hung_up_on()});
     report_failure(reason(session));
     return end;
 }
@@ -248,15 +238,10 @@ bool MqttWorker::hand_over(MqttSession& session)
     return true;
 }
 
-void MqttWorker::count_short_lives(const MqttSession& session, Delay lived)
-{
-    short_lives_ = session.was_hung_up_on() && lived < SHORT_LIFE ? short_lives_ + 1 : 0;
-}
-
 /// MQTT 3.1.1 has no word for it: the broker hangs up on the one client when another of its id comes (3.1.4).
 std::string MqttWorker::reason(const MqttSession& session) const
 {
-    if (short_lives_ >= SUSPICIOUS_LIVES) {
+    if (retries_.id_seems_taken()) {
         return "the broker keeps hanging up: the client id '" + settings_.client_id + "' is in use elsewhere";
     }
     return session.failure().empty() ? "the broker does not answer" : session.failure();
@@ -267,14 +252,14 @@ void MqttWorker::report_failure(const std::string& why)
 {
     const auto level = failure_reported_ ? logging::Level::DEBUG : logging::Level::WARNING;
     logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ", why,
-                   "; trying again for ever, next in ", delay_.count(), " s");
+                   "; trying again for ever, next in ", retries_.delay().count(), " s");
     failure_reported_ = true;
 }
 
 void MqttWorker::rest()
 {
-    const auto end = steady_clock::now() + delay_;
-    delay_ = std::min(2 * delay_, LONGEST_DELAY);
+    const auto end = steady_clock::now() + retries_.delay();
+    retries_.lengthen_delay();
     while (!stopping_) {
         const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
         if (remaining <= 0ms) {

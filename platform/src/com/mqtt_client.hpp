@@ -2,6 +2,7 @@
 
 #include "mqtt_session.hpp"
 #include "outbox.hpp"
+#include "retries.hpp"
 #include "subscriptions.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>
@@ -50,8 +51,6 @@ public:
     Outbox& outbox() { return outbox_; }
 
 private:
-    using Delay = std::chrono::seconds;
-
     void received(const std::string& topic, const Message& message) override;
     void left(std::uint64_t item_id) override;
 
@@ -63,7 +62,6 @@ private:
     void session_connected();
     bool is_to_be_replaced(const MqttSession& session);
     std::optional<Will> will_for_a_session();
-    void count_short_lives(const MqttSession& session, Delay lived);
     std::string reason(const MqttSession& session) const;
     bool hand_over(MqttSession& session);
     void report_failure(const std::string& why);
@@ -86,9 +84,8 @@ private:
     std::condition_variable ended_changed_;
 
     // The thread's own.
-    Delay delay_;
+    Retries retries_;
     bool failure_reported_ = false;
-    int short_lives_ = 0; // connections in a row that the broker ended soon
 };
 
 class MqttClient final : public ITransportClient {

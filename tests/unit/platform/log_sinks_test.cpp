@@ -1,3 +1,4 @@
+#include "datagrams.hpp"
 #include "logging/format.hpp"
 #include "logging/stream_sink.hpp"
 #include "logging/syslog_sink.hpp"
@@ -8,12 +9,10 @@
 
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <fcntl.h>
 #include <sstream>
 #include <string>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -23,6 +22,7 @@ namespace {
 
 using namespace ecu::kova::logging;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::MatchesRegex;
 
 constexpr timespec NOON{1'600'000'000, 7'000'000}; // 2020-09-13 12:26:40.007 UTC
@@ -75,10 +75,17 @@ TEST_P(UnreadStream, HoldsNobodyUpAndIsToldWhatItMissed)
     // without care, this never ends.
     constexpr std::size_t WRITTEN = 200;
     const std::string record(9000, 'x');
+    const auto lowest_free_descriptor = [] {
+        const int descriptor = dup(STDIN_FILENO);
+        close(descriptor);
+        return descriptor;
+    };
+    const int free_before = lowest_free_descriptor();
     StreamSink sink(ends[1]);
     for (std::size_t i = 0; i < WRITTEN; ++i) {
         sink.write(NOON, record + "\n");
     }
+    EXPECT_EQ(lowest_free_descriptor(), free_before);
     std::string text = everything_so_far();
     sink.write(NOON, "after\n");
     sink.write(NOON, "at last\n");
@@ -144,41 +151,11 @@ TEST(Log, NamesEveryLevelAndEscapesWhatIsNoText)
     EXPECT_EQ(escaped(std::string("\0\x1f ~\x7f\x80\xff\n", 8)), "\\x00\\x1F ~\\x7F\\x80\\xFF\n");
 }
 
-/// The system's logger, which reads when the test says so.
 class SystemLogger : public testing::Test {
 protected:
-    SystemLogger() { listen(); }
-    ~SystemLogger() override { close(socket_); }
-
-    void listen()
-    {
-        socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    void restart()
-    {
-        close(socket_);
-        root.remove("/log");
-        listen();
-    }
-
-    std::vector<std::string> received() const
-    {
-        std::vector<std::string> packets;
-        std::array<char, 4096> buffer{};
-        for (ssize_t count = 0; (count = recv(socket_, buffer.data(), buffer.size(), 0)) >= 0;) {
-            packets.emplace_back(buffer.data(), static_cast<std::size_t>(count));
-        }
-        return packets;
-    }
-
     const TempRoot root;
-    const std::string path = root.path("/log").string();
-    int socket_ = -1;
-    SyslogSink sink{path};
+    Datagrams logger{root.path("/log").string()};
+    SyslogSink sink{root.path("/log").string()};
 };
 
 TEST_F(SystemLogger, GetsLevelFacilityAndIdentity)
@@ -186,7 +163,7 @@ TEST_F(SystemLogger, GetsLevelFacilityAndIdentity)
     for (int level = 0; level < 8; ++level) {
         sink.write(NOON, static_cast<Level>(level), "test.module", "text");
         // Facility daemon is 3; the levels are syslog's own (RFC 3164, 4.1.1).
-        EXPECT_THAT(received(),
+        EXPECT_THAT(logger.received(),
                     ElementsAre(MatchesRegex(
                         "<" + std::to_string(3 * 8 + level) +
                         ">Sep 13 [ 0-9][0-9]:[0-9][0-9]:[0-9][0-9] celld.[0-9]+.: test.module: text")));
@@ -195,32 +172,35 @@ TEST_F(SystemLogger, GetsLevelFacilityAndIdentity)
 
 TEST_F(SystemLogger, MayBeRestartedOrAwayOrStuck)
 {
-    sink.write(NOON, Level::ERROR, "m", "one");
-    restart();
-    sink.write(NOON, Level::ERROR, "m", "two");
-    EXPECT_EQ(received().size(), 1U) << "the new logger is found at once";
-    close(socket_);
-    root.remove("/log");
-    for (int i = 0; i < 3; ++i) {
-        sink.write(NOON, Level::ERROR, "m", "nobody there");
-    }
-    listen();
-    sink.write(NOON, Level::ERROR, "m", "three");
-    auto packets = received();
-    ASSERT_EQ(packets.size(), 2U);
-    EXPECT_TRUE(packets[0].ends_with("kova.logging: 3 records were dropped: nobody read them")) << packets[0];
-
-    for (int i = 0; i < 2000; ++i) { // more than any queue takes
-        sink.write(NOON, Level::ERROR, "m", "unread");
-    }
-    packets = received();
-    sink.write(NOON, Level::ERROR, "m", "four");
-    const auto told = received();
-    ASSERT_EQ(told.size(), 2U);
-    EXPECT_TRUE(told[0].ends_with(": " + std::to_string(2000 - packets.size()) +
-                                  " records were dropped: nobody read them"))
-        << told[0];
-    EXPECT_TRUE(told[1].ends_with("m: four"));
+    const auto say = [this](const std::string& text, int times = 1) {
+        for (int i = 0; i < times; ++i) {
+            sink.write(NOON, Level::ERROR, "m", text);
+        }
+    };
+    const auto dropped = [](std::size_t count) {
+        return EndsWith(": kova.logging: " + std::to_string(count) +
+                        " records were dropped: nobody read them");
+    };
+    say("one");
+    logger.close();
+    logger.open();
+    say("two");
+    EXPECT_THAT(logger.received(), ElementsAre(EndsWith("m: two"))) << "the new logger is found at once";
+    say(std::string(1'000'000, 'x')); // more than a datagram takes
+    say("three");
+    EXPECT_THAT(logger.received(), ElementsAre(dropped(1), EndsWith("m: three")));
+    logger.close();
+    say("nobody there", 3);
+    logger.open();
+    say("four");
+    say("five");
+    EXPECT_THAT(logger.received(), ElementsAre(dropped(3), EndsWith("m: four"), EndsWith("m: five")));
+    say("unread", 2000); // more than any queue takes
+    const auto read = logger.received().size();
+    say("six");
+    EXPECT_THAT(logger.received(), ElementsAre(dropped(2000 - read), EndsWith("m: six")));
+    SyslogSink nowhere{std::string(sizeof(sockaddr_un::sun_path), '/')};
+    nowhere.write(NOON, Level::ERROR, "m", "a name too long for a socket is no place to write to");
 }
 
 } // namespace

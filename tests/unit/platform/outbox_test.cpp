@@ -1,7 +1,11 @@
+#include "com/mqtt_session.hpp"
 #include "com/outbox.hpp"
+#include "com/retries.hpp"
 #include "com/subscriptions.hpp"
+#include "com/thread_without_signals.hpp"
 #include "observer.hpp"
 #include "support/log_capture.hpp"
+#include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +17,7 @@
 
 namespace {
 
+using namespace ecu::kova;
 using namespace ecu::kova::com;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -20,13 +25,13 @@ using testing::IsEmpty;
 
 class OutboxTest : public testing::Test {
 protected:
-    bool put(const std::string& text, const std::string& topic = "rt/a")
+    bool put(const std::string& text, const std::string& topic = "rt/a", bool retained = false)
     {
-        return outbox.put(topic, text_message(text), publication_qos(topic));
+        return outbox.put(topic, text_message(text, retained), publication_qos(topic));
     }
     bool retain(const std::string& text, const std::string& topic = "system/state")
     {
-        return outbox.put(topic, text_message(text, true), publication_qos(topic));
+        return put(text, topic, true);
     }
 
     /// What is offered now; it stays under way.
@@ -146,12 +151,79 @@ TEST_F(OutboxTest, WhoWaitsForItIsWokenByTheLastToLeaveOrToBeDropped)
         put("x");
         offered();
         bool empty = false;
-        std::thread waiting([&] { empty = outbox.wait_until_empty(20s); });
+        std::thread waiting([&] { empty = outbox.wait_until_empty(1h); });
         lost ? outbox.connection_lost() : all_left();
         waiting.join();
         EXPECT_TRUE(empty);
         outbox.connected();
     }
+}
+
+TEST(Retries, WaitLongerUntilAConnectionHeldAndKnowATakenIdByItsShortLives)
+{
+    Retries retries;
+    std::vector<std::int64_t> delays;
+    for (int i = 0; i < 7; ++i, retries.lengthen_delay()) {
+        delays.push_back(retries.delay().count());
+    }
+    EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 30, 30));
+    struct Case {
+        Retries::Life life;
+        int delay;
+        bool taken;
+    };
+    for (const auto& [life, delay, taken] : std::vector<Case>{{{9s, true, false}, 30, false},
+                                                              {{10s, false, false}, 30, false},
+                                                              {{10s, true, false}, 1, false},
+                                                              {{0s, true, true}, 1, false},
+                                                              {{59s, true, true}, 1, true},
+                                                              {{60s, true, true}, 1, false},
+                                                              {{0s, true, true}, 1, false},
+                                                              {{0s, true, false}, 1, false},
+                                                              {{0s, true, true}, 1, false}}) {
+        retries.failed(life);
+        EXPECT_EQ(retries.delay().count(), delay) << life.lived.count();
+        EXPECT_EQ(retries.id_seems_taken(), taken) << life.lived.count();
+    }
+}
+
+TEST(MqttSettings, AreWhatTheConfigurationSaysOrTheirDefaults)
+{
+    const TempRoot root;
+    config::Configuration configuration;
+    const auto all = [&] {
+        const auto read = MqttSettings::from(configuration);
+        return std::vector<std::string>{
+            read.host,    std::to_string(read.port), read.client_id, read.username, read.password,
+            read.ca_file, read.certificate_file,     read.key_file};
+    };
+    EXPECT_THAT(all(), ElementsAre("localhost", "1883", "", "", "", "", "", ""));
+    for (const auto& [key, value] :
+         std::vector<std::pair<const char*, const char*>>{{"host", "broker"},
+                                                          {"port", "8883"},
+                                                          {"client_name", "celld"},
+                                                          {"bus.username", "truck"},
+                                                          {"bus.password", "secret"},
+                                                          {"bus.cafile", "/ca"},
+                                                          {"bus.certfile", "/cert"},
+                                                          {"bus.keyfile", "key"}}) {
+        configuration.set(key, value);
+    }
+    EXPECT_THAT(all(), ElementsAre("broker", "8883", "celld", "truck", "secret", root.path("/ca").string(),
+                                   root.path("/cert").string(), "key"));
+}
+
+TEST(ThreadWithoutSignals, TakesNoneAndLeavesThemToWhoStartsIt)
+{
+    const auto blocked = [] {
+        sigset_t now{};
+        pthread_sigmask(SIG_BLOCK, nullptr, &now);
+        return sigismember(&now, SIGTERM) + sigismember(&now, SIGPIPE);
+    };
+    int on_thread = 0;
+    thread_without_signals([&] { on_thread = blocked(); }).join();
+    EXPECT_EQ(on_thread, 2);
+    EXPECT_EQ(blocked(), 0);
 }
 
 TEST(SubscriptionList, NamesEachFilterOnceAndForgetsThoseThatNobodyWantsAnyMore)
@@ -174,6 +246,8 @@ TEST(SubscriptionList, NamesEachFilterOnceAndForgetsThoseThatNobodyWantsAnyMore)
     EXPECT_TRUE(is_topic("a/b") && is_filter("a/#"));
     EXPECT_FALSE(is_topic("") || is_topic("a/+") || is_topic(std::string("a\0b", 3)));
     EXPECT_FALSE(is_filter("a#") || is_filter(std::string("a\0", 2)));
+    EXPECT_TRUE(is_client_id(std::string(65535, 'x')));
+    EXPECT_FALSE(is_client_id(std::string(65536, 'x')) || is_client_id(""));
     EXPECT_TRUE(is_will("a", text_message(std::string(65535, 'x'))));
     EXPECT_FALSE(is_will("a", text_message(std::string(65536, 'x'))) || is_will("#", text_message("x")));
 }

@@ -44,10 +44,12 @@ TEST(SignalGroups, GrowNoLargerThanAMessage)
 {
     auto group = rt::SignalAdapter::instance().create_sg("rt/a");
     EXPECT_FALSE(group.set_signal_data("", {1}));
-    EXPECT_TRUE(group.set_signal_data("a", rt::SignalData(60'000)));
-    EXPECT_TRUE(group.set_signal_data("a", rt::SignalData(60'001))); // in place of the first
-    EXPECT_FALSE(group.set_signal_data("b", rt::SignalData(6'000)));
+    EXPECT_FALSE(group.set_signal_data("a", rt::SignalData(65'520)));
+    EXPECT_TRUE(group.set_signal_data("a", rt::SignalData(65'519))); // and its name, topic, tags and lengths
     EXPECT_TRUE(rt::SignalAdapter::instance().pack(group));
+    EXPECT_TRUE(group.set_signal_data("a", rt::SignalData(60'000))); // in place of the first
+    EXPECT_TRUE(group.set_signal_data("b", rt::SignalData(5'000)));
+    EXPECT_FALSE(group.set_signal_data("c", rt::SignalData(1'000)));
     EXPECT_FALSE(rt::SignalAdapter::instance().pack(rt::SignalGroup("")));
     EXPECT_EQ(rt::SignalGroup("creg").default_signal_name(), "creg");
 

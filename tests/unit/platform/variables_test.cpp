@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <sys/stat.h>
 #include <thread>
 
 namespace {
@@ -19,19 +20,16 @@ TEST(EcuVariables, AReadWaitsForTheVariableToAppearButNoLongerThanAllowed)
 {
     const TempRoot root;
     const auto variables = create_var_client();
-    auto begin = std::chrono::steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(variables->get("hasintsim", "absent", 0ms), "absent");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 100ms);
-    EXPECT_EQ(variables->get("hasintsim", "absent", 300ms), "absent");
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
+    EXPECT_EQ(variables->get("hasintsim", "absent", 50ms), "absent");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
 
     std::thread platform([&] {
         std::this_thread::sleep_for(50ms);
         root.write(VARIABLES, "hwvariant = QBX2\nhasintsim = 1\n");
     });
-    begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(variables->get("hasintsim", "absent", 10s), "1");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    EXPECT_EQ(variables->get("hasintsim", "absent", 1h), "1");
     platform.join();
 }
 
@@ -48,9 +46,13 @@ TEST(EcuVariables, AChangeIsSeenWithoutQuotesAndABrokenLineIsToldOfOnce)
     EXPECT_EQ(variables->get("hwvariant", "", 0ms), "RMX");
     EXPECT_EQ(variables->get("hasintsim", "", 0ms), "false");
     EXPECT_EQ(variables->get("modemtype", "", 0ms), "\"");
-    std::filesystem::remove(root.path(VARIABLES));
-    std::filesystem::create_directory(root.path(VARIABLES));
+    std::string broken;
+    for (int line = 0; line < 70; ++line) {
+        broken += "nonsense\n";
+    }
+    root.write(VARIABLES, broken);
     EXPECT_EQ(variables->get("hwvariant", "gone", 0ms), "gone");
+    EXPECT_EQ(log.count("skipped"), 64U) << "a file that is broken all over does not fill the log";
 }
 
 TEST(EcuVariables, AnAbsentOneSaysWhatIsWrongWithTheFile)
@@ -64,6 +66,10 @@ TEST(EcuVariables, AnAbsentOneSaysWhatIsWrongWithTheFile)
     root.remove(VARIABLES);
     std::filesystem::create_directory(path);
     EXPECT_EQ(variables->absence("hwvariant"), path + " is a directory");
+    EXPECT_EQ(variables->get("hwvariant", "gone", 0ms), "gone");
+    root.remove(VARIABLES);
+    ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR), 0);
+    EXPECT_EQ(variables->absence("hwvariant"), path + " is no file");
     root.remove(VARIABLES);
     std::filesystem::create_symlink("ecu_variables.conf", path); // to itself
     EXPECT_EQ(variables->absence("hwvariant"), path + " cannot be read: Too many levels of symbolic links");

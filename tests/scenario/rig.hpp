@@ -2,7 +2,7 @@
 
 #include "record/transcript_check.hpp"
 #include "scenario/bus_probe.hpp"
-#include "scenario/child.hpp"
+#include "support/child.hpp"
 #include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>

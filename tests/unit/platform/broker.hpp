@@ -1,19 +1,15 @@
 #pragma once
 
+#include "support/child.hpp"
 #include "support/free_port.hpp"
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <poll.h>
-#include <spawn.h>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -21,41 +17,16 @@
 class Broker {
 public:
     Broker() : port_(free_port()) {}
-    Broker(const Broker&) = delete;
-    Broker& operator=(const Broker&) = delete;
-    ~Broker() { stop(); }
 
     int port() const { return port_; }
 
     void start()
     {
-        std::string program = "mosquitto";
-        std::string option = "-p";
-        std::string port = std::to_string(port_);
-        char* const arguments[] = {program.data(), option.data(), port.data(), nullptr};
         // Debian keeps the broker in /usr/sbin, which an ordinary user's PATH lacks.
-        char* const environment[] = {nullptr};
-        posix_spawn_file_actions_t quiet{};
-        posix_spawn_file_actions_init(&quiet);
-        posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        const int failed =
-            posix_spawn(&process_, "/usr/sbin/mosquitto", &quiet, nullptr, arguments, environment);
-        posix_spawn_file_actions_destroy(&quiet);
-        if (failed != 0) {
-            process_ = 0;
-            throw std::runtime_error("cannot start /usr/sbin/mosquitto");
-        }
+        process_.start({"/usr/sbin/mosquitto", "-p", std::to_string(port_)}, "/dev/null");
         wait_until_listening();
     }
-
-    void stop()
-    {
-        if (process_ != 0) {
-            kill(process_, SIGKILL);
-            waitpid(process_, nullptr, 0);
-            process_ = 0;
-        }
-    }
+    void stop() { process_.kill(); }
 
     static sockaddr_in loopback(int port)
     {
@@ -107,5 +78,5 @@ private:
     }
 
     int port_;
-    pid_t process_ = 0;
+    Child process_;
 };

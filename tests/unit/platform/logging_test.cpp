@@ -5,11 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
-#include <sstream>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -64,29 +61,6 @@ TEST(Logging, ARecordOnAStreamIsOneLineThatNoForeignByteCanForge)
                                                       "NOTICE test.stream: answer 42: \\\\x1B.2J\\\\x09"
                                                       "\\\\x0D\\\\x7Fcaf\\\\xC3\\\\xA9\nsecond line\n"));
     }
-}
-
-TEST(Logging, ThreadsDoNotMixTheirLines)
-{
-    const StreamFile log;
-    const std::string record(200, 'x');
-    std::array<std::thread, 4> threads;
-    for (auto& thread : threads) {
-        thread = std::thread([&] {
-            for (int i = 0; i < 250; ++i) {
-                logging::module("test.threads").error(record);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    std::istringstream lines(log.text());
-    int count = 0;
-    for (std::string line; std::getline(lines, line); ++count) {
-        ASSERT_EQ(line.substr(24), " ERROR test.threads: " + record);
-    }
-    EXPECT_EQ(count, 1000);
 }
 
 TEST(Logging, AReaderThatHasGoneRaisesNoSignalAndHidesNone)

@@ -35,12 +35,6 @@ inline bool eventually(const std::function<bool()>& condition, std::chrono::mill
 /// Keeps what it is told, and does on top what the test asks for.
 class RecordingObserver : public ecu::kova::com::ISubscriptionObserver {
 public:
-    struct Seen {
-        std::string topic;
-        std::string text;
-        bool retained;
-    };
-
     void on_message(std::function<void(const std::string&)> action) { action_ = std::move(action); }
 
     void message(const std::string& topic, const ecu::kova::com::Message& message) override
@@ -48,7 +42,8 @@ public:
         {
             const std::lock_guard lock(mutex_);
             const auto& payload = message.payload();
-            seen_.push_back({topic, std::string(payload.begin(), payload.end()), message.retained()});
+            seen_.push_back(topic + (message.retained() ? " kept: " : ": ") +
+                            std::string(payload.begin(), payload.end()));
             changed_.notify_all();
         }
         if (action_) {
@@ -56,8 +51,9 @@ public:
         }
     }
 
-    /// All that was seen, once there are `count` or `timeout` is over.
-    std::vector<Seen> wait_for(std::size_t count, std::chrono::milliseconds timeout)
+    /// All that was seen ("topic: text", "topic kept: text" where it was retained), once there are `count` or
+    /// `timeout` is over.
+    std::vector<std::string> wait_for(std::size_t count, std::chrono::milliseconds timeout)
     {
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, timeout, [&] { return seen_.size() >= count; });
@@ -67,6 +63,6 @@ public:
 private:
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::vector<Seen> seen_;
+    std::vector<std::string> seen_;
     std::function<void(const std::string&)> action_;
 };

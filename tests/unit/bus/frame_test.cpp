@@ -5,6 +5,8 @@
 #include <ecu/kova/com/in_process_bus.hpp>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace com = ecu::kova::com;
 namespace pb = ecu::kova::pb;
 
@@ -57,24 +59,16 @@ TEST_F(Frame, EveryFaultHasItsCode)
     EXPECT_TRUE(log.records().empty());
     EXPECT_EQ(code_of(com::Message::Payload(17)), 1);
     EXPECT_EQ(code_of(com::Message::Payload(18, 0xff)), 2);
-    // The length word is little-endian behind the first tag byte.
-    auto frame = framed();
-    frame[1] = 0;
-    EXPECT_EQ(code_of(frame), 3);
-    frame = framed();
-    frame[3] = 17;
-    EXPECT_EQ(code_of(frame), 4);
-    frame = framed();
-    frame[5] = 3; // one byte beyond the payload
-    EXPECT_EQ(code_of(frame), 5);
-    frame = framed();
-    frame[8] = 0xff;
-    EXPECT_EQ(code_of(frame), 5);
-    frame = framed();
-    frame[19] |= 0x80; // a number that does not end
-    EXPECT_EQ(code_of(frame), 5);
+    // The length word is little-endian behind the first tag byte; its third number is the length of the body,
+    // one byte of which is behind the payload's end; the last byte is a number that does not end.
+    for (const auto& [place, byte, code] : std::vector<std::array<std::uint8_t, 3>>{
+             {1, 0, 3}, {3, 17, 4}, {5, 3, 5}, {8, 0xff, 5}, {19, 0x80, 5}}) {
+        auto frame = framed();
+        frame[place] = byte;
+        EXPECT_EQ(code_of(frame), code) << int{place};
+    }
     EXPECT_TRUE(log.contains(LogCapture::Level::EMERG, "Unable to deserialize protobuf"));
-    frame = framed();
+    auto frame = framed();
     frame.resize(18);
     frame[5] = 0;
     EXPECT_EQ(code_of(frame), 0); // an empty body

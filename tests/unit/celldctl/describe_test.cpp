@@ -33,14 +33,10 @@ TEST(Describe, NamesTheFieldsOfAStatusAndTellsItsState)
     EXPECT_EQ(celldctl::modem_state("nonsense"), std::nullopt);
 }
 
-TEST(Describe, ReadsSignalsByTheirKind)
+TEST(Describe, ReadsSignalsByTheirKindAndSaysOfGarbageThatItIsNoFrame)
 {
     EXPECT_THAT(signal_text("rt/system/modem_creg", {5}), HasSubstr("modem_creg=ROAMING"));
     EXPECT_THAT(signal_text("rt/system/modem_rssi", {0xff}), HasSubstr("modem_rssi=-1"));
-}
-
-TEST(Describe, SaysOfGarbageThatItIsNoFrame)
-{
     for (const char* topic : {"system/modem/status", "be/status", "rt/system/modem_creg", "unknown/topic"}) {
         const auto description = celldctl::describe(topic, com::Message({0xff, 0x00, 0x1b}));
         EXPECT_THAT(description.text, HasSubstr("ff")) << topic;

@@ -133,18 +133,6 @@ TEST_P(UnreadStream, IsWaitedForAWhileBeforeARecordIsLost)
 INSTANTIATE_TEST_SUITE_P(PipeAndSocket, UnreadStream, testing::Values(false, true),
                          [](const auto& name) { return name.param ? "Socket" : "Pipe"; });
 
-TEST(Log, NamesEveryLevelAndEscapesWhatIsNoText)
-{
-    const std::array<const char*, 9> names{"EMERG",  "ALERT", "CRITICAL", "ERROR",  "WARNING",
-                                           "NOTICE", "INFO",  "DEBUG",    "UNKNOWN"};
-    for (std::size_t level = 0; level < names.size(); ++level) {
-        EXPECT_STREQ(to_str(static_cast<Level>(level)), names[level]);
-    }
-    EXPECT_EQ(stream_line(NOON, Level::ALERT, "a.b", "text"), "2020-09-13T12:26:40.007Z ALERT a.b: text\n");
-    EXPECT_EQ(stream_line({0, 999'999'999}, Level::INFO, "a", ""), "1970-01-01T00:00:00.999Z INFO a: \n");
-    EXPECT_EQ(escaped(std::string("\0\x1f ~\x7f\x80\xff\n", 8)), "\\x00\\x1F ~\\x7F\\x80\\xFF\n");
-}
-
 class SystemLogger : public testing::Test {
 protected:
     const TempRoot root;

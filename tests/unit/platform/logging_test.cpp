@@ -55,11 +55,11 @@ TEST(Logging, ARecordOnAStreamIsOneLineThatNoForeignByteCanForge)
         auto& logger = logging::module("test.stream");
         logger.defer(Level::ALERT, "kept");
         logger.defer(Level::INFO, "not wanted");
-        logger.notice("answer ", 42, ": \x1b[2J\t\r\x7f", "caf\xc3\xa9\nsecond line");
+        logger.notice("answer ", 42, ": ", std::string("\0\x1f ~\x7f\x80\xff", 7), "\nsecond line");
         const std::string now = "20..-..-..T..:..:..\\....Z ";
         EXPECT_THAT(log.text(), testing::MatchesRegex(now + "ALERT test.stream: kept\n" + now +
-                                                      "NOTICE test.stream: answer 42: \\\\x1B.2J\\\\x09"
-                                                      "\\\\x0D\\\\x7Fcaf\\\\xC3\\\\xA9\nsecond line\n"));
+                                                      "NOTICE test.stream: answer 42: \\\\x00\\\\x1F ~"
+                                                      "\\\\x7F\\\\x80\\\\xFF\nsecond line\n"));
     }
 }
 

@@ -256,16 +256,21 @@ TEST(SubscriptionList, WhatOneObserverThrowsKeepsNothingFromTheNext)
 {
     const LogCapture log;
     Subscriptions subscriptions;
-    const auto careless = std::make_shared<RecordingObserver>();
-    const auto worse = std::make_shared<RecordingObserver>();
-    const auto last = std::make_shared<RecordingObserver>();
-    careless->on_message([](const std::string&) { throw std::runtime_error("careless"); });
-    worse->on_message([](const std::string&) { throw 42; });
-    for (const auto& observer : {careless, worse, last}) {
+    const auto observer = std::make_shared<RecordingObserver>();
+    for (int times = 0; times < 3; ++times) {
         subscriptions.add("t", observer);
     }
+    int turn = 0;
+    observer->on_message([&turn](const std::string&) {
+        if (++turn == 1) {
+            throw std::runtime_error("careless");
+        }
+        if (turn == 2) {
+            throw turn;
+        }
+    });
     subscriptions.deliver("t", text_message("x"));
-    EXPECT_EQ(last->wait_for(1, 0s).size(), 1U);
+    EXPECT_EQ(turn, 3);
     EXPECT_TRUE(log.contains(LogCapture::Level::ERROR, "A message on t was not handled: careless")) << log;
     EXPECT_EQ(log.count("was not handled"), 2U) << log;
 }

@@ -39,41 +39,37 @@ TEST(PowerControlTest, BootsWhenTheLinesCallForItAndAsLongAsItIsTold)
     } seen;
     TimerQueue timers{TimerQueue::TimePoint{}};
     PowerControl power(timers, 4s, seen);
-    const auto said_within = [&](std::chrono::seconds time) {
+    const std::tuple<std::function<void()>, std::chrono::seconds, const char*> steps[] = {
+        {[&] { power.set_supply(true, false); }, 5s, ""},
+        {[&] { power.set_power_on(true, false); }, 5s, "bu"},
+        {[&] { power.switch_off(); }, 5s, "d"},
+        {[&] { power.set_power_on(true, false); }, 5s, ""}, // still high: no edge
+        {[&] { power.set_power_on(true, true); }, 5s, "bu"},
+        {[&] { power.set_reset(true, false); }, 5s, "d"},
+        {[&] { power.set_reset(false, false); }, 5s, "bu"},
+        {[&] { power.set_supply(true, true); }, 3s, "db"}, // off and on again before anybody looked
+        {[] {}, 2s, "u"},
+        {[&] { power.restart(20s); }, 19s, "db"},
+        {[] {}, 2s, "u"},
+        {[&] { power.boot_time({}); }, 5s, ""},
+        {[&] { power.restart(20s); }, 3600s, "db"}, // the longer failure counts
+        {[&] { power.boot_time(1s); }, 5s, ""},
+        {[&] { power.set_supply(true, true); }, 2s, "dbu"},
+    };
+    std::string told;
+    std::string expected;
+    for (const auto& [act, time, said] : steps) {
         seen.said.clear();
+        act();
         power.evaluate();
         timers.advance_to(timers.now() + time);
-        return seen.said;
-    };
-    power.set_supply(true, false);
-    EXPECT_EQ(said_within(5s), "");
-    power.set_power_on(true, false);
-    EXPECT_EQ(said_within(5s), "bu");
-    power.switch_off();
-    power.set_power_on(true, false); // still high: no edge
-    EXPECT_EQ(said_within(5s), "");
-    power.set_power_on(true, true);
-    EXPECT_EQ(said_within(5s), "bu");
-    power.set_reset(true, false);
-    EXPECT_EQ(said_within(5s), "d");
-    power.set_reset(false, false);
-    EXPECT_EQ(said_within(5s), "bu");
-    power.set_supply(true, true); // off and on again before anybody looked
-    EXPECT_EQ(said_within(3s), "db");
-    EXPECT_EQ(said_within(2s), "u");
-
-    power.restart(20s);
-    EXPECT_EQ(said_within(19s), "");
-    EXPECT_EQ(said_within(2s), "u");
-    power.boot_time({});
-    power.restart(20s); // the longer failure counts
-    EXPECT_EQ(said_within(3600s), "");
-    power.boot_time(1s);
-    power.set_supply(true, true);
-    EXPECT_EQ(said_within(2s), "dbu");
+        told += seen.said + ' ';
+        expected += said + std::string(" ");
+    }
+    EXPECT_EQ(told, expected);
 }
 
-TEST(GpioTreeTest, FollowsWritesAsTheKernelDoes)
+TEST(GpioTreeTest, CountsTwoWritesAsAPulseAndRefusesOnesToAnInput)
 {
     const TempRoot root;
     EventLoop loop;
@@ -82,32 +78,22 @@ TEST(GpioTreeTest, FollowsWritesAsTheKernelDoes)
     std::vector<bool> pulses;
     tree.on_change([&](const GpioTree::Change& change) { pulses.push_back(change.pulsed); });
     watcher.on_batch_end([&] { tree.process(); });
-    const std::string base = "/sys/class/gpio/";
-    const auto settle = [&] {
+    const auto write = [&](const std::vector<std::pair<std::string, std::string>>& texts) {
+        for (const auto& [file, text] : texts) {
+            root.write("/sys/class/gpio/" + file, text);
+        }
         loop.timers().after(50ms, [&] { loop.stop(); });
         loop.run();
     };
     tree.drive(Line::VINT, true);
-    for (const auto* number : {"156", "157", "160", "162"}) {
-        root.write(base + "export", number);
-    }
-    settle();
-    EXPECT_EQ(root.read(base + "gpio160/value"), "0\n"); // alive is low
-    root.write(base + "gpio162/direction", "high\n");    // the inverted supply switch: off
-    root.write(base + "gpio157/direction", "low\n");
-    settle();
-    EXPECT_EQ(root.read(base + "gpio162/direction"), "out\n");
-    EXPECT_EQ(root.read(base + "gpio162/value"), "1\n");
+    write({{"export", "157"}, {"export", "160"}, {"export", "162"}});
+    write(
+        {{"gpio162/direction", "high"}, {"gpio157/direction", "low"}}); // the supply switch is inverted: off
+    EXPECT_EQ(root.read("/sys/class/gpio/gpio162/direction"), "out\n");
     EXPECT_TRUE(!tree.level(Line::VCC) && pulses.empty());
-
-    for (const auto* pin : {"162/value", "157/value"}) {
-        root.write(base + "gpio" + pin, "0\n");
-    }
-    root.write(base + "gpio157/value", "1\n");
-    root.write(base + "gpio160/value", "1\n"); // an input: refused
-    settle();
+    write({{"gpio162/value", "0"}, {"gpio157/value", "0"}, {"gpio157/value", "1"}, {"gpio160/value", "1"}});
     EXPECT_TRUE(tree.level(Line::VCC) && tree.level(Line::PWRON));
-    EXPECT_EQ(root.read(base + "gpio160/value"), "0\n");
+    EXPECT_EQ(root.read("/sys/class/gpio/gpio160/value"), "0\n") << "alive is low";
     EXPECT_THAT(pulses, testing::ElementsAre(false, true));
 }
 

@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <getopt.h>
-#include <map>
 #include <regex>
 #include <sys/stat.h>
 
@@ -204,19 +203,17 @@ TEST(InstanceLock, IsHeldByOneAndNamesIt)
     const LogCapture log;
     root.write("/run/celld.lock", "4194304999\n"); // left by one that was killed
     const auto second_fault = [] { return fault_of<std::runtime_error>([] { InstanceLock second; }); };
+    const int free_descriptor = ::dup(STDIN_FILENO);
+    ::close(free_descriptor);
+    const std::string descriptor = "/proc/self/fd/" + std::to_string(free_descriptor);
     {
         const InstanceLock first;
         EXPECT_EQ(root.read("/run/celld.lock"), std::to_string(::getpid()) + '\n');
         EXPECT_EQ(second_fault(), "another celld is running, process " + std::to_string(::getpid()) + " (" +
                                       root.path("/run/celld.lock").string() + ")");
         EXPECT_EQ(second_fault().substr(0, 7), "another") << "the first one's lock outlives a refused one";
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-            std::error_code gone; // the directory's own descriptor
-            if (std::filesystem::read_symlink(entry, gone) == root.path("/run/celld.lock")) {
-                const int file = std::stoi(entry.path().filename());
-                EXPECT_NE(::fcntl(file, F_GETFD) & FD_CLOEXEC, 0) << "a child would keep the lock";
-            }
-        }
+        EXPECT_EQ(std::filesystem::read_symlink(descriptor), root.path("/run/celld.lock"));
+        EXPECT_NE(::fcntl(free_descriptor, F_GETFD) & FD_CLOEXEC, 0) << "a child would keep the lock";
     }
     EXPECT_EQ(second_fault(), "none");
     EXPECT_EQ(log.records().size(), 0U) << log;
@@ -241,17 +238,14 @@ TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)
     ecu::kova::config::Configuration configuration;
     CommandLineOptions options;
     configuration.set("logmodules", "celld.modem, celld.sim");
-    for (const auto& [word, mode] : std::map<std::string, logging::LogMode>{
-             {"stdout", logging::LogMode::STDOUT},
-             {"stderr", logging::LogMode::STDERR},
-             {"syslog", logging::LogMode::SYSLOG},
-         }) {
+    configuration.set("loglevel", "DEBUG");
+    using logging::LogMode;
+    for (const auto& [word, mode] :
+         {std::pair{"stdout", LogMode::STDOUT}, {"stderr", LogMode::STDERR}, {"syslog", LogMode::SYSLOG}}) {
         configuration.set("logmode", word);
         set_up_logging(configuration, options);
         EXPECT_EQ(logging::get_log_mode(), mode) << word;
     }
-    configuration.set("loglevel", "DEBUG");
-    set_up_logging(configuration, options);
     EXPECT_TRUE(logging::module("celld.sim").wants(logging::Level::DEBUG));
     EXPECT_FALSE(logging::module("celld.atport").wants(logging::Level::DEBUG));
     configuration.set("logmodules", "celld.modem,all,celld.sim");

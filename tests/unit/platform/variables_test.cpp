@@ -80,12 +80,8 @@ TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
     const TempRoot root;
     const auto parameters = create_sysparams_client();
     EXPECT_FALSE(parameters->get(8231));
-    struct Case {
-        const char* value;
-        const char* text;
-        std::optional<std::int64_t> number;
-    };
-    for (const auto& [value, text, number] : std::vector<Case>{
+    using Number = std::optional<std::int64_t>;
+    for (const auto& [value, text, number] : std::vector<std::tuple<const char*, const char*, Number>>{
              {"\"internet\"", "internet", std::nullopt},
              {"-12", "-12", -12},
              {"\"100\"", "100", std::nullopt},

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <sys/stat.h>
 
 namespace {
 
@@ -56,15 +57,14 @@ protected:
         return true;
     }
 
-    /// The first of this process's sockets that leads to the broker; `address` is its own.
-    int line_to_broker(sockaddr_in& address) const
+    /// The first of this process's sockets that leads to the broker.
+    int line_to_broker() const
     {
         for (int line = 3; line < 1024; ++line) {
-            socklen_t length = sizeof address;
-            if (getpeername(line, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
-                address.sin_family == AF_INET && ntohs(address.sin_port) == broker.port()) {
-                length = sizeof address;
-                getsockname(line, reinterpret_cast<sockaddr*>(&address), &length);
+            sockaddr_in peer{};
+            socklen_t length = sizeof peer;
+            if (getpeername(line, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+                peer.sin_family == AF_INET && ntohs(peer.sin_port) == broker.port()) {
                 return line;
             }
         }
@@ -74,11 +74,12 @@ protected:
     {
         return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
     }
-    /// Tells one connection of the only client from the next; 0: none.
-    int connection() const
+    /// Tells one connection of the only client from the next.
+    ino_t connection() const
     {
-        sockaddr_in address{};
-        return line_to_broker(address) < 0 ? 0 : ntohs(address.sin_port);
+        struct stat socket {};
+        EXPECT_EQ(fstat(line_to_broker(), &socket), 0);
+        return socket.st_ino;
     }
 
     Broker broker;
@@ -329,14 +330,13 @@ TEST_F(Mqtt, AWillThatCameLateTakesANewConnectionAndSpeaksForAClientThatVanished
         EXPECT_FALSE(daemon->last_will("system/#", text_message("no topic")));
         EXPECT_TRUE(daemon->last_will("system/status", text_message("overtaken", true)));
         ASSERT_TRUE(go_round(daemon));
-        const int before = connection();
+        const auto before = connection();
         EXPECT_TRUE(daemon->last_will("system/status", text_message("nobody home", true)));
         EXPECT_TRUE(daemon->publish("rt/x", text_message("meanwhile"))) << "nothing is refused over it";
         ASSERT_TRUE(go_round(daemon));
         EXPECT_NE(connection(), before);
 
-        sockaddr_in address{};
-        const int line = line_to_broker(address);
+        const int line = line_to_broker();
         const auto witness = client("witness");
         const auto seen = std::make_shared<RecordingObserver>();
         witness->subscribe("system/+", seen);
@@ -362,7 +362,7 @@ TEST_F(Mqtt, AWillOfAClientThatListensWaitsForTheNextConnection)
     ASSERT_TRUE(wait_for_connection(daemon, true));
     daemon->publish("be/status", text_message("one"));
     ASSERT_EQ(observer->wait_for(1, PATIENCE).size(), 1U);
-    const int before = connection();
+    const auto before = connection();
     EXPECT_TRUE(daemon->last_will("system/status", text_message("too late", true)));
     ASSERT_TRUE(go_round(daemon));
     EXPECT_EQ(connection(), before) << "a message might have passed by";

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -167,20 +168,16 @@ TEST(Retries, WaitLongerUntilAConnectionHeldAndKnowATakenIdByItsShortLives)
         delays.push_back(retries.delay().count());
     }
     EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 30, 30));
-    struct Case {
-        Retries::Life life;
-        int delay;
-        bool taken;
-    };
-    for (const auto& [life, delay, taken] : std::vector<Case>{{{9s, true, false}, 30, false},
-                                                              {{10s, false, false}, 30, false},
-                                                              {{10s, true, false}, 1, false},
-                                                              {{0s, true, true}, 1, false},
-                                                              {{59s, true, true}, 1, true},
-                                                              {{60s, true, true}, 1, false},
-                                                              {{0s, true, true}, 1, false},
-                                                              {{0s, true, false}, 1, false},
-                                                              {{0s, true, true}, 1, false}}) {
+    using Life = Retries::Life;
+    for (const auto& [life, delay, taken] : {std::tuple{Life{9s, true, false}, 30, false},
+                                             {Life{10s, false, false}, 30, false},
+                                             {Life{10s, true, false}, 1, false},
+                                             {Life{0s, true, true}, 1, false},
+                                             {Life{59s, true, true}, 1, true},
+                                             {Life{60s, true, true}, 1, false},
+                                             {Life{0s, true, true}, 1, false},
+                                             {Life{0s, true, false}, 1, false},
+                                             {Life{0s, true, true}, 1, false}}) {
         retries.failed(life);
         EXPECT_EQ(retries.delay().count(), delay) << life.lived.count();
         EXPECT_EQ(retries.id_seems_taken(), taken) << life.lived.count();
@@ -198,17 +195,10 @@ TEST(MqttSettings, AreWhatTheConfigurationSaysOrTheirDefaults)
             read.ca_file, read.certificate_file,     read.key_file};
     };
     EXPECT_THAT(all(), ElementsAre("localhost", "1883", "", "", "", "", "", ""));
-    for (const auto& [key, value] :
-         std::vector<std::pair<const char*, const char*>>{{"host", "broker"},
-                                                          {"port", "8883"},
-                                                          {"client_name", "celld"},
-                                                          {"bus.username", "truck"},
-                                                          {"bus.password", "secret"},
-                                                          {"bus.cafile", "/ca"},
-                                                          {"bus.certfile", "/cert"},
-                                                          {"bus.keyfile", "key"}}) {
-        configuration.set(key, value);
-    }
+    std::istringstream file(
+        "host = broker\nport = 8883\nclient_name = celld\nbus.username = truck\n"
+        "bus.password = secret\nbus.cafile = /ca\nbus.certfile = /cert\nbus.keyfile = key");
+    set_config_from_input(configuration, file, "celld.conf");
     EXPECT_THAT(all(), ElementsAre("broker", "8883", "celld", "truck", "secret", root.path("/ca").string(),
                                    root.path("/cert").string(), "key"));
 }

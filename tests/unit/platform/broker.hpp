@@ -37,7 +37,7 @@ public:
         return address;
     }
 
-    /// A socket that listens on the port; 0: on a free one.
+    /// A socket that listens on the port.
     static int listen_on(int port)
     {
         const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -52,19 +52,11 @@ public:
         return listener;
     }
 
-    static int port_of(int listener)
-    {
-        sockaddr_in address{};
-        socklen_t length = sizeof address;
-        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-        return ntohs(address.sin_port);
-    }
-
 private:
     void wait_until_listening() const
     {
         using namespace std::chrono_literals;
-        for (int tries = 0; tries < 500; ++tries, std::this_thread::sleep_for(10ms)) {
+        for (int tries = 0; tries < 3000; ++tries, std::this_thread::sleep_for(10ms)) {
             const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
             const auto address = loopback(port_);
             const bool listening =

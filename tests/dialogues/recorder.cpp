@@ -211,13 +211,10 @@ void Recorder::add_levels()
 void Recorder::add_messages()
 {
     ecu::kova::com::in_process::settle(5s);
-    const auto all = bus_->wait_for(0, 0s);
-    for (; messages_told_ < all.size(); ++messages_told_) {
-        const auto& seen = all[messages_told_];
-        ecu::kova::com::Message message(ecu::kova::com::Message::Payload(seen.text.begin(), seen.text.end()));
-        const auto text = celldctl::describe(seen.topic, message).text;
-        const bool kept = ecu::kova::com::in_process::retained(seen.topic).has_value();
-        add(seen.topic + (kept ? " (retained):" : ":") + news(last_[seen.topic], text));
-        last_[seen.topic] = text;
+    for (const auto& [topic, message] : bus_->take()) {
+        const auto text = celldctl::describe(topic, message).text;
+        const bool kept = ecu::kova::com::in_process::retained(topic).has_value();
+        add(topic + (kept ? " (retained):" : ":") + news(last_[topic], text));
+        last_[topic] = text;
     }
 }

@@ -4,11 +4,14 @@
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/temp_root.hpp"
-#include "unit/platform/observer.hpp"
+
+#include <ecu/kova/com/transport_client.hpp>
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Writes down what leaves a daemon: commands, levels of pins, messages, and records from NOTICE up, each
@@ -30,6 +33,26 @@ public:
     std::string take_counts();
 
 private:
+    /// Keeps what comes over the bus. Any thread.
+    class Inbox : public ecu::kova::com::ISubscriptionObserver {
+    public:
+        using Messages = std::vector<std::pair<std::string, ecu::kova::com::Message>>;
+
+        void message(const std::string& topic, const ecu::kova::com::Message& message) override
+        {
+            const std::lock_guard held(mutex_);
+            messages_.emplace_back(topic, message);
+        }
+        Messages take()
+        {
+            const std::lock_guard held(mutex_);
+            return std::exchange(messages_, {});
+        }
+
+    private:
+        std::mutex mutex_;
+        Messages messages_;
+    };
     struct Pass {
         Clock::time_point begin;
         std::vector<std::string> lines;
@@ -45,9 +68,8 @@ private:
     const ManualClock& clock_;
     LogCapture& log_;
     const TempRoot& root_;
-    std::shared_ptr<RecordingObserver> bus_ = std::make_shared<RecordingObserver>();
+    std::shared_ptr<Inbox> bus_ = std::make_shared<Inbox>();
     std::shared_ptr<ecu::kova::com::ITransportClient> client_;
-    std::size_t messages_told_ = 0;
     std::map<std::string, std::string> last_; ///< message of a topic
     std::map<std::string, std::string> levels_;
 

@@ -149,7 +149,11 @@ Dialogue::Dialogue(const std::string& script)
       parameters_{{"41024", "10"}, {"41025", "100"}}
 {
     module.on_command([this](const AtCommand& command) { recorder_.command(command); });
-    clock.before_each_advance([this] { recorder_.look(); });
+    const auto look = [this] { recorder_.look(); };
+    clock.watched_by(look, [look] {
+        await_threads(); // or what a timer does then stands anywhere behind it
+        look();
+    });
 }
 
 std::string Dialogue::played(const std::string& script)

@@ -117,6 +117,9 @@ void ManualClock::release_due_waiters()
     for (auto* mutex : left) {
         const std::lock_guard once_through(*mutex); // behind whatever the waiter did with it
     }
+    if (!left.empty() && after_a_wake_up_) {
+        after_a_wake_up_();
+    }
 }
 
 // Wakes a waiter whose deadline has come, until it is gone from the list; null when there is none. Its mutex

@@ -30,8 +30,13 @@ public:
                     time_point deadline) override;
 
     void advance(std::chrono::milliseconds distance);
-    /// On the thread that moves it. Set before other threads have the clock.
-    void before_each_advance(std::function<void()> look) { before_each_ = std::move(look); }
+    /// On the thread that moves it: before it does, and when a waiter has been woken. Set before other
+    /// threads have the clock.
+    void watched_by(std::function<void()> before_each, std::function<void()> after_a_wake_up)
+    {
+        before_each_ = std::move(before_each);
+        after_a_wake_up_ = std::move(after_a_wake_up);
+    }
     /// Moves to the next function or deadline and no further, by `limit` at most.
     void advance_to_next(std::chrono::milliseconds limit);
     /// Runs `action` when the clock passes `offset` from now, on the thread that moves it.
@@ -48,6 +53,7 @@ private:
     };
 
     std::function<void()> before_each_;
+    std::function<void()> after_a_wake_up_;
 
     time_point next_stop(time_point target) const;
     void run_due_actions();

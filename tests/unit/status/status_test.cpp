@@ -44,52 +44,6 @@ TEST(NetworkTime, TakesWholeHoursOffAndRefusesWhatIsNoTime)
     }
 }
 
-TEST_F(Status, QueriesRunOncePerPeriodUnlessForced)
-{
-    handler.update(false, false);
-    handler.update(false, false);
-    EXPECT_EQ(port->count("+CCLK?"), 1U);
-    clock.advance(11s);
-    handler.update(false, false);
-    EXPECT_EQ(port->count("+CCLK?"), 2U);
-    EXPECT_EQ(port->count("+UDOPN=0"), 1U);
-    handler.update(true, false);
-    EXPECT_EQ(port->count("+UDOPN=0"), 2U);
-    port->forget();
-    port->write_error = true; // nobody there to ask, and a reset on its way
-    handler.update(true, false);
-    EXPECT_TRUE(port->sent().empty());
-    port->write_error = false;
-    port->present(false);
-    handler.update(true, false);
-    EXPECT_TRUE(port->sent().empty());
-}
-
-TEST_F(Status, AsksForTheOperatorOfANewNetworkAtOnceAndForgetsTheOldOne)
-{
-    registered(1, 7);
-    handler.update(false, false);
-    EXPECT_EQ(data.operator_data.name, "Home, sweet");
-    port->forget();
-    handler.update(false, false);
-    EXPECT_EQ(port->count("+UDOPN=2"), 0U);
-    for (const auto& [status, area] : {std::pair(5, 7U), std::pair(5, 8U)}) { // roaming, then another area
-        port->answers("+UDOPN=2", status == 5 && area == 8U ? "+UDOPN: 2,\"\"" : "+UDOPN: 2,\"Away\"");
-        registered(status, area);
-        handler.update(false, false);
-        EXPECT_EQ(data.operator_data.name, area == 8U ? "" : "Away"); // no name is no old name
-    }
-    registered(2, 8);
-    handler.update(false, false);
-    EXPECT_EQ(data.operator_data.id, "");
-    EXPECT_EQ(data.location.mcc, 0U);
-    EXPECT_EQ(port->count("+UDOPN=2"), 2U);
-    registered(1, 8);
-    handler.update(false, false);
-    EXPECT_EQ(data.location.mcc, 262U);
-    EXPECT_EQ(data.location.mnc, 1U);
-}
-
 TEST_F(Status, TellsTheHardwareAgainWhenALaterSetUpReadsMore)
 {
     data.module.imei = "490154203237518";

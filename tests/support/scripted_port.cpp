@@ -151,8 +151,8 @@ Result ScriptedPort::execute(const AtCommand& command)
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
     }
-    if (const auto fault = fault_ ? fault_(command.command) : std::nullopt) {
-        return suffer(*fault, command);
+    if (auto instead = overrule_ ? overrule_(command) : std::nullopt) {
+        return *std::move(instead);
     }
     static const Answer SILENCE{"", "", true};
     const Answer* const answer = mute_ ? &SILENCE : find(command.command);
@@ -168,29 +168,6 @@ Result ScriptedPort::execute(const AtCommand& command)
     }
     timeouts_ = 0;
     return AtCommand::exec_result(AtCommandResponse(answer->lines, answer->final_line));
-}
-
-Result ScriptedPort::suffer(Fault fault, const AtCommand& command)
-{
-    using namespace std::chrono_literals;
-    switch (fault) {
-    case Fault::UNANSWERED:
-        return unanswered(command.timeout, command);
-    case Fault::CRASH:
-        present(false);
-        clock_.at(5s, [this] { present(true); });
-        break;
-    case Fault::HANG_UP:
-        running_ = false;
-        break;
-    case Fault::REFUSED:
-        return AtCommand::exec_result(AtCommandResponse("", "+CME ERROR: unknown"));
-    case Fault::EMPTY:
-        return AtCommand::exec_result(AtCommandResponse("", "OK"));
-    case Fault::GARBAGE:
-        return AtCommand::exec_result(AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999", "OK"));
-    }
-    return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
 }
 
 Result ScriptedPort::unanswered(std::chrono::milliseconds silence, const AtCommand& command)

@@ -16,8 +16,6 @@
 class ScriptedPort final : public AtTtyPort {
 public:
     enum class Family { SARA, TOBY };
-    /// What may become of one command.
-    enum class Fault { REFUSED, UNANSWERED, EMPTY, GARBAGE, HANG_UP, CRASH };
 
     ScriptedPort(ManualClock& clock, Family family);
 
@@ -47,11 +45,13 @@ public:
     }
     /// Told of every command that is sent, before its answer.
     void on_command(std::function<void(const AtCommand&)> told) { told_ = std::move(told); }
-    /// Asked with every command that is sent.
-    void faults(std::function<std::optional<Fault>(const std::string& command)> choose)
+    /// Asked with every command that is sent for what becomes of it in place of its answer.
+    void overruled_by(std::function<std::optional<Result>(const AtCommand&)> overrule)
     {
-        fault_ = std::move(choose);
+        overrule_ = std::move(overrule);
     }
+    /// Costs the command its time-out, unless it is interrupted.
+    Result unanswered(const AtCommand& command) { return unanswered(command.timeout, command); }
     void urc(const std::string& line);
 
     /// The port is there and says nothing, whatever it is asked.
@@ -77,7 +77,6 @@ private:
         bool silent = false;
     };
 
-    Result suffer(Fault fault, const AtCommand& command);
     Result unanswered(std::chrono::milliseconds silence, const AtCommand& command);
     bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
     const Answer* find(const std::string& command) const;
@@ -85,7 +84,7 @@ private:
     ManualClock& clock_;
     std::map<std::string, Answer> answers_;
     std::map<std::string, std::function<void()>> actions_;
-    std::function<std::optional<Fault>(const std::string&)> fault_;
+    std::function<std::optional<Result>(const AtCommand&)> overrule_;
     std::function<void(const AtCommand&)> told_;
     std::vector<std::string> sent_;
     IPortObserver* observer_ = nullptr;

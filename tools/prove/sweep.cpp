@@ -5,11 +5,51 @@ using namespace std::chrono_literals;
 namespace {
 
 using Family = ScriptedPort::Family;
-using Fault = ScriptedPort::Fault;
+
+/// What becomes of a command.
+using Fault = Result (*)(Unit&, const AtCommand&);
+
+Result port_closed()
+{
+    return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
+}
+
+Result refused(Unit&, const AtCommand&)
+{
+    return AtCommand::exec_result(AtCommandResponse("", "+CME ERROR: unknown"));
+}
+
+Result unanswered(Unit& unit, const AtCommand& command)
+{
+    return unit.module.unanswered(command);
+}
+
+Result empty(Unit&, const AtCommand&)
+{
+    return AtCommand::exec_result(AtCommandResponse("", "OK"));
+}
+
+Result garbage(Unit&, const AtCommand& command)
+{
+    return AtCommand::exec_result(AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999", "OK"));
+}
+
+Result hung_up(Unit& unit, const AtCommand&)
+{
+    unit.module.loop_ended();
+    return port_closed();
+}
+
+Result crash(Unit& unit, const AtCommand&)
+{
+    unit.module.present(false);
+    unit.clock.at(5s, [&unit] { unit.module.present(true); });
+    return port_closed();
+}
 
 const std::vector<std::pair<Fault, const char*>> FAULTS{
-    {Fault::REFUSED, "refused"}, {Fault::UNANSWERED, "unanswered"}, {Fault::EMPTY, "empty"},
-    {Fault::GARBAGE, "garbage"}, {Fault::HANG_UP, "hang-up"},       {Fault::CRASH, "crash"},
+    {refused, "refused"}, {unanswered, "unanswered"}, {empty, "empty"},
+    {garbage, "garbage"}, {hung_up, "hang-up"},       {crash, "crash"},
 };
 
 // Ten resets with all their waits and a search that is started anew take less.
@@ -43,12 +83,12 @@ std::vector<Run> single_faults(Family family, unsigned long)
         for (std::size_t place = 0; place < commands.size(); ++place) {
             const auto what = [place, kind = fault](Unit& unit) {
                 std::size_t sent = 0;
-                unit.module.faults([&sent, place, kind](const std::string&) {
-                    return sent++ == place ? std::optional(kind) : std::nullopt;
+                unit.module.overruled_by([&](const AtCommand& command) {
+                    return sent++ == place ? std::optional(kind(unit, command)) : std::nullopt;
                 });
                 unit.pass_until(RECOVERY, [&] { return sent > place; });
                 unit.connects_within(RECOVERY);
-                unit.module.faults({});
+                unit.module.overruled_by({});
             };
             runs.push_back({name_of(family) + ": command " + std::to_string(place) + ", AT" +
                                 commands[place] + ", " + name,
@@ -67,8 +107,8 @@ std::vector<Run> lasting_faults(Family family, unsigned long)
     for (const auto& [fault, name] : FAULTS) {
         for (const auto& command : std::set<std::string>(commands.begin(), commands.end())) {
             const auto what = [command, kind = fault](Unit& unit) {
-                unit.module.faults([&](const std::string& sent) {
-                    return sent == command ? std::optional(kind) : std::nullopt;
+                unit.module.overruled_by([&](const AtCommand& sent) {
+                    return sent.command == command ? std::optional(kind(unit, sent)) : std::nullopt;
                 });
                 auto unsettled = unit.clock.now();
                 unit.pass_until(LASTING, [&] {
@@ -78,7 +118,7 @@ std::vector<Run> lasting_faults(Family family, unsigned long)
                     return unit.state() == Unit::State::DTC_HW_ERROR ||
                            unit.clock.now() - unsettled > SETTLED;
                 });
-                unit.module.faults({});
+                unit.module.overruled_by({});
             };
             runs.push_back({name_of(family) + ": AT" + command + ", " + name + " for good",
                             family,

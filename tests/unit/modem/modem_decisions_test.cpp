@@ -49,14 +49,6 @@ TEST(Decisions, JudgeByTheBestDomain)
     EXPECT_EQ(decisions::by_registration(S::SEARCHING, searching, false), S::REGISTERING);
 }
 
-TEST(Decisions, HonourRadioSilenceButNotAnOffParameterTwice)
-{
-    EXPECT_EQ(decisions::by_radio_silence(S::OFF, false, false), S::POWER_ON);
-    EXPECT_EQ(decisions::by_radio_silence(S::CONNECTED, false, true), S::POWER_OFF);
-    EXPECT_EQ(decisions::by_radio_silence(S::OFF, false, true), S::OFF);
-    EXPECT_EQ(decisions::by_radio_silence(S::CONNECTED, true, true), S::CONNECTED);
-}
-
 TEST(Settings, TakeLeadingDigitsAndNothingElse)
 {
     EXPECT_EQ(settings::leading_unsigned("12abc"), 12U);

@@ -1,5 +1,7 @@
 #include "fields.hpp"
 
+#include "utils/strings.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -15,6 +17,23 @@ std::string hex_byte(unsigned byte)
     std::array<char, 3> digits{};
     static_cast<void>(std::snprintf(digits.data(), digits.size(), "%02x", byte & 0xffU));
     return digits.data();
+}
+
+/// The control characters U+0080 to U+009F, which some terminals obey: 0xc2 and the character's byte in
+/// UTF-8.
+std::string without_c1(const std::string& utf8)
+{
+    std::string out;
+    for (std::size_t pos = 0; pos < utf8.size(); ++pos) {
+        const auto next = pos + 1 < utf8.size() ? static_cast<unsigned char>(utf8[pos + 1]) : 0U;
+        if (utf8[pos] == '\xc2' && next < 0xa0U) {
+            out += "\\x" + hex_byte(next);
+            ++pos;
+        } else {
+            out += utf8[pos];
+        }
+    }
+    return out;
 }
 
 } // namespace
@@ -51,7 +70,7 @@ std::string printable(std::string_view text)
             out += character;
         }
     }
-    return out;
+    return without_c1(utils::to_valid_utf8(out));
 }
 
 std::string hex(const ecu::kova::com::Message::Payload& bytes)

@@ -24,7 +24,8 @@ private:
     std::string line_;
 };
 
-/// The text with quotes, backslashes and control characters escaped; UTF-8 is left alone.
+/// The text with quotes, backslashes and control characters escaped, those of Unicode too; other UTF-8 is
+/// left alone, and what is none becomes U+FFFD.
 std::string printable(std::string_view text);
 /// "01 ff 30", at most 32 bytes, with "..." for the rest.
 std::string hex(const ecu::kova::com::Message::Payload& bytes);

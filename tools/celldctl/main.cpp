@@ -19,6 +19,13 @@ struct Verb {
 };
 
 constexpr std::array VERBS{
+    Verb{"status", &status, "status [--json] [--timeout SECONDS]",
+         "Show what the modem is, from what the bus retains. Ends with 0 when it is connected,\n"
+         "      with 1 when not, and with 3 when the bus does not answer within --timeout (5 s)."},
+    Verb{"wait-for", &wait_for, "wait-for STATE [--timeout SECONDS]",
+         "End with 0 once the modem's state is STATE (connected, searching, disabled, ...),\n"
+         "      with 4 when that has not come within --timeout (300 s), with 3 when there is\n"
+         "      no connection to the bus then."},
     Verb{"monitor", &monitor, "monitor [--until STATE] [--timeout SECONDS]",
          "Show what the modem daemon and the backend say on the bus, decoded.\n"
          "      With --until, end with status 0 once the modem's state is STATE (connected,\n"
@@ -42,7 +49,8 @@ void print_usage(std::ostream& out)
            "The defaults, and the user, password and certificates of the bus, are those of\n"
            "/etc/vexa/celld.conf (below the directory that CELLD_ROOT names), else localhost\n"
            "and 1883.\n\n"
-           "Exit status: 0 done, 1 failure or time-out, 2 wrong usage.\n";
+           "Exit status: 0 done, 1 failure (status: not connected; monitor: time-out too), 2 wrong\n"
+           "usage, 3 no answer from the bus (status, wait-for), 4 time-out (wait-for).\n";
 }
 
 int run(std::vector<std::string> words)

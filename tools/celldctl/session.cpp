@@ -66,6 +66,11 @@ std::optional<std::chrono::seconds> Arguments::take_seconds(const std::string& n
     return std::chrono::seconds(seconds);
 }
 
+bool Arguments::take_flag(const std::string& name)
+{
+    return std::erase(words_, name) > 0;
+}
+
 std::optional<std::string> Arguments::take_word()
 {
     if (words_.empty() || words_.front().rfind("--", 0) == 0) {
@@ -101,6 +106,11 @@ bool StopSignals::wait(std::chrono::milliseconds timeout)
 std::string Session::broker() const
 {
     return configuration.get("host") + ":" + configuration.get("port");
+}
+
+std::string Session::no_answer_within(std::chrono::seconds timeout) const
+{
+    return "no answer from " + broker() + " within " + std::to_string(timeout.count()) + " s";
 }
 
 std::shared_ptr<kova::com::ITransportClient> Session::connect_in_background() const

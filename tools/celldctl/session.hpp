@@ -13,7 +13,14 @@
 
 namespace celldctl {
 
-enum ExitStatus : int { SUCCESS = 0, FAILURE = 1, USAGE = 2 };
+enum ExitStatus : int {
+    SUCCESS = 0,
+    FAILURE = 1,
+    NOT_CONNECTED = 1, ///< for `status` the plain "no"
+    USAGE = 2,
+    NO_ANSWER = 3, ///< the bus did not answer in time, or its answer could not be told
+    TIME_OVER = 4, ///< the bus answered, but what was waited for has not come
+};
 
 /// The command line asks for something that there is not; `what()` says what.
 class UsageError : public std::runtime_error {
@@ -21,7 +28,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The words behind the verb: positional ones, and options that each take a value.
+/// The words behind the verb: positional ones, options that each take a value, and flags.
 class Arguments {
 public:
     explicit Arguments(std::vector<std::string> words) : words_(std::move(words)) {}
@@ -31,6 +38,8 @@ public:
     std::optional<std::string> take_option(const std::string& name);
     /// The same, as seconds from 1 to 86400. Throws UsageError for anything else.
     std::optional<std::chrono::seconds> take_seconds(const std::string& name);
+    /// Whether `--name` was there; it takes no value.
+    bool take_flag(const std::string& name);
     /// The next positional word, if there is one.
     std::optional<std::string> take_word();
     /// Throws UsageError when anything is left.
@@ -61,6 +70,8 @@ struct Session {
     std::shared_ptr<ecu::kova::com::ITransportClient> connect();
     /// "host:port".
     std::string broker() const;
+    /// "no answer from host:port within 5 s".
+    std::string no_answer_within(std::chrono::seconds timeout) const;
 };
 
 /// Puts the host, port and "bus." keys of "/etc/vexa/celld.conf" into the configuration, and a client name of

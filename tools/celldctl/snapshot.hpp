@@ -1,0 +1,45 @@
+#pragma once
+
+#include <ecu/kova/com/transport_client.hpp>
+#include <ecu/pb/modem.pb.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace celldctl {
+
+enum class Presence { MISSING, UNREADABLE, PRESENT };
+
+/// One retained message of the bus. `value` is empty unless it is PRESENT.
+template <class T>
+struct Piece {
+    Presence presence = Presence::MISSING;
+    T value;
+};
+
+/// The newest of each message that tells what the modem is. A value; no thread of its own.
+struct Snapshot {
+    Piece<ecu::kova::pb::ModemStatus> status;
+    Piece<ecu::kova::pb::ModemRegistration> registration;
+    Piece<ecu::kova::pb::ModemHardware> hardware;
+    Piece<ecu::kova::pb::ModemSimInformation> sim;
+    Piece<ecu::kova::pb::BackendProxyStatus> backend;
+
+    /// Any bytes under any topic; logs nothing. What is no frame of its topic, or too long for one, takes the
+    /// place of the piece as UNREADABLE: the last good value is no longer what the bus says.
+    void take(const std::string& topic, const ecu::kova::com::Message& message);
+    bool complete() const;
+
+    struct NamedPresence {
+        std::string_view name;
+        Presence presence;
+    };
+    std::array<NamedPresence, 5> pieces() const;
+};
+
+/// The topics that make up a snapshot.
+inline constexpr std::array SNAPSHOT_TOPICS{"system/modem/status", "system/modem/registration",
+                                            "system/modem/hardware", "system/modem/sim", "be/status"};
+
+} // namespace celldctl

@@ -1,4 +1,5 @@
 #include "bus/message_adapter.hpp"
+#include "snapshot_observer.hpp"
 #include "status_views.hpp"
 
 #include <gtest/gtest.h>
@@ -200,4 +201,19 @@ TEST(Status, KnowsTheStrengthOnlyWithinItsScale)
         EXPECT_EQ(facts.rssi_dbm, dbm) << rssi;
         EXPECT_EQ(facts.bars, bars) << rssi;
     }
+}
+
+TEST(WaitFor, SeesAStateThatLastsForOneMessage)
+{
+    const auto connected = *com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(connected_status());
+    celldctl::SnapshotObserver waits_for_connected(pb::ModemStatus_ModemState_CONNECTED);
+    celldctl::SnapshotObserver waits_for_unknown(
+        pb::ModemStatus_ModemState_UNKNOWN); // what no state reads as
+    for (auto* const observer : {&waits_for_connected, &waits_for_unknown}) {
+        observer->message("system/modem/status", connected);
+        observer->message("system/modem/status", com::Message({0x1b}));
+        observer->message("system/modem/status", com::Message());
+    }
+    EXPECT_TRUE(waits_for_connected.reached());
+    EXPECT_FALSE(waits_for_unknown.reached());
 }

@@ -13,6 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char* STATUS_TOPIC = "system/modem/status";
 constexpr std::size_t LONGEST_PERIOD = 80; // passes
 constexpr std::size_t WIDTH = 110;         // of a line that several commands share
 constexpr const char* OUTPUTS[] = {"3",   "144", "145",
@@ -216,5 +217,11 @@ void Recorder::add_messages()
         const bool kept = ecu::kova::com::in_process::retained(topic).has_value();
         add(topic + (kept ? " (retained):" : ":") + news(last_[topic], text));
         last_[topic] = text;
+    }
+    if (const auto will = ecu::kova::com::in_process::last_will(STATUS_TOPIC)) {
+        const auto text = celldctl::describe(STATUS_TOPIC, *will).text;
+        if (std::exchange(will_, text) != text) {
+            add("last will " + std::string(STATUS_TOPIC) + ": " + text);
+        }
     }
 }

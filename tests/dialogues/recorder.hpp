@@ -71,6 +71,7 @@ private:
     std::shared_ptr<Inbox> bus_ = std::make_shared<Inbox>();
     std::shared_ptr<ecu::kova::com::ITransportClient> client_;
     std::map<std::string, std::string> last_; ///< message of a topic
+    std::string will_;
     std::map<std::string, std::string> levels_;
 
     Clock::time_point beginning_ = clock_.now();

@@ -1,6 +1,7 @@
 #include "modem/decisions.hpp"
 #include "modem/modem_limits.hpp"
 #include "modem/state_table.hpp"
+#include "modem/urc_queue.hpp"
 #include "status/antenna_limits.hpp"
 
 #include <gtest/gtest.h>
@@ -62,6 +63,27 @@ TEST(Settings, TakeLeadingDigitsAndNothingElse)
     const auto limits = ModemLimits::read(configuration);
     EXPECT_EQ(limits.max_sim_errors, 5U);
     EXPECT_EQ(limits.modem_restart_timeout, 0U);
+}
+
+TEST(UrcQueueOf, TheNewestDropsTheOldestByCountAndBySize)
+{
+    const auto report = [](const std::string& text) {
+        return AtCommandResponse(AtCommandResponse::Type::Unsolicited, text, "");
+    };
+    UrcQueue queue;
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i <= 1024; ++i) {
+            queue.push(report(std::to_string(i)));
+        }
+        const auto all = queue.take_all();
+        EXPECT_EQ(all.size(), 1024U);
+        EXPECT_EQ(all.front().message, "1");
+        queue.push(report(std::string(256 * 1024, 'x')));
+        EXPECT_EQ(queue.take_all().size(), 1U);
+        queue.push(report("first"));
+        queue.push(report(std::string(256 * 1024, 'x')));
+        EXPECT_EQ(queue.take_all().size(), 1U);
+    }
 }
 
 TEST(AntennaLimits, CombineTwoAntennasInParallelRoundedUp)

@@ -89,18 +89,6 @@ TEST_F(Faults, AHardwareErrorIsOwedUntilTheBusTakesIt)
     EXPECT_EQ(state(), State::DTC_HW_ERROR);
 }
 
-TEST_F(Faults, AConnectionForgivesEarlierResets)
-{
-    run_until(State::CONNECTED);
-    for (int round = 0; round < 12; ++round) { // more than the limit of ten
-        module.write_error = true;
-        run_for(3s);
-        module.write_error = false;
-        run_until(State::CONNECTED);
-    }
-    EXPECT_EQ(log.count("Reset counter: 1/10"), 12U);
-}
-
 TEST_F(Faults, ABouncingSimContactHoldsNobody)
 {
     run_until(State::WAITING_FOR_SIM);

@@ -59,6 +59,7 @@ TEST_P(Recorded, GoesAsItWent)
 {
     const auto file = file_of(GetParam());
     const auto recorded = read(file);
+    ASSERT_NE(recorded, "") << file << " says nothing";
     const auto now = played(recorded);
     if (std::getenv("RECORD_DIALOGUES") != nullptr) {
         std::ofstream(file) << now;

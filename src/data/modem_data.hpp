@@ -44,6 +44,8 @@ public:
         std::string iccid;
         std::string imsi;
 
+        bool is_identified() const { return !iccid.empty() && !imsi.empty(); }
+
         /// The same card; the holder it sits in is not compared.
         bool operator==(const Sim& other) const { return iccid == other.iccid && imsi == other.imsi; }
         bool operator!=(const Sim& other) const { return !(*this == other); }

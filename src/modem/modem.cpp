@@ -2,8 +2,12 @@
 
 #include "modem/decisions.hpp"
 #include "modem/modem_rooms.hpp"
+#include "modem/persistent_settings.hpp"
 
 #include <ecu/kova/logging.hpp>
+
+#include <cstdlib>
+#include <iostream>
 
 using namespace std::chrono_literals;
 
@@ -57,6 +61,9 @@ void Modem::run(RunAction action)
     LOG.notice("Start running modem state machine.");
     try {
         loop();
+    } catch (const SetUpImpossible& impossible) {
+        std::cerr << impossible.what() << std::endl;
+        std::_Exit(EXIT_FAILURE);
     } catch (const std::exception& error) { // no memory, no thread: nobody supervises the module from here on
         LOG.error("The state machine cannot go on: ", error.what());
         power_off();

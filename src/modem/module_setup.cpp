@@ -1,9 +1,8 @@
 #include "modem/module_setup.hpp"
 
-#include "at/at_text.hpp"
 #include "modem/command_sequence.hpp"
 #include "modem/persistent_settings.hpp"
-#include "utils/strings.hpp"
+#include "status/module_identity.hpp"
 #include "variant/sara_modem.hpp"
 #include "variant/toby_modem.hpp"
 
@@ -16,17 +15,7 @@ using S = ModemState;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-constexpr at::Digits IMEI{14, 16};              // 3GPP TS 23.003, 6.2: with check digit or software version
-constexpr std::size_t MAX_IDENTITY_LENGTH = 64; // model, manufacturer; more is garbage
-
-/// The answer's text without an echo of the command, fit for a message and a log line.
-std::string identity_text(const AtCommandResponse& response, const std::string& command)
-{
-    std::string text = response.payload(command);
-    utils::replace(text, "AT" + command, "");
-    utils::trim(text);
-    return utils::to_valid_utf8(text.substr(0, MAX_IDENTITY_LENGTH));
-}
+constexpr int MODEL_TRIES = 3; // a text that is none may be a disturbed answer
 
 } // namespace
 
@@ -65,7 +54,8 @@ void ModuleSetup::set_up()
         resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
         return;
     }
-    if (demand(port_->execute(AtCommand("+CMEE=2")), "Unable to set 'report mobile termination' (+CMEE)")) {
+    if (demand(*port_, port_->execute(AtCommand("+CMEE=2")),
+               "Unable to set 'report mobile termination' (+CMEE)")) {
         machine_.change(S::INITIALIZED);
     }
 }
@@ -86,23 +76,18 @@ bool ModuleSetup::wants_restart(const PersistentSettings::Change& change)
 
 bool ModuleSetup::identify()
 {
-    const auto answer = port_->execute(AtCommand("+GMM"));
-    if (!demand(answer, "Unable to retrieve the Model Identifier (+GMM)")) {
-        return false;
-    }
     auto& module = data_.module;
-    module.model = identity_text(answer.unwrap(), "+GMM");
+    module.model.clear();
+    for (int tries = 0; tries < MODEL_TRIES && module.model.empty(); ++tries) {
+        const auto answer = port_->execute(AtCommand("+GMM"));
+        if (!demand(*port_, answer, "Unable to retrieve the Model Identifier (+GMM)")) {
+            return false;
+        }
+        module.model = module_identity::text_of(answer.unwrap(), "+GMM");
+    }
     variant_ = module.model.find("TOBY") != std::string::npos ? toby_ : sara_;
     sim_.variant(variant_);
-
-    const auto manufacturer = port_->execute(AtCommand("+GMI"));
-    if (manufacturer.is_ok()) {
-        module.manu = identity_text(manufacturer.unwrap(), "+GMI");
-    }
-    const auto imei = port_->execute(AtCommand("+CGSN"));
-    if (imei.is_ok()) {
-        module.imei = at::last_identity(imei.unwrap().complete_message(), IMEI);
-    }
+    module_identity::ask(*port_, module);
     LOG.notice("Module: '", module.manu, "' '", module.model, "' IMEI '", module.imei, "'");
     return true;
 }

@@ -2,30 +2,19 @@
 
 #include <ecu/kova/logging.hpp>
 
-#include <cstdlib>
-#include <iostream>
-
 namespace {
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
-/// Set-up cannot go on and nothing the daemon could do would change that: at once, for the service manager to
-/// restart.
-[[noreturn]] void fatal(const char* text)
-{
-    std::cerr << text << std::endl;
-    std::_Exit(EXIT_FAILURE);
-}
-
 } // namespace
 
-bool demand(const Result& result, const char* text)
+bool demand(const AtTtyPort& port, const Result& result, const char* text)
 {
     if (result.is_ok()) {
         return true;
     }
-    if (!result.unwrapErr().is_interruption()) {
-        fatal(text);
+    if (!result.unwrapErr().is_interruption() && !port.is_interrupted()) {
+        throw SetUpImpossible(text);
     }
     return false;
 }
@@ -54,13 +43,13 @@ bool PersistentSettings::ensure_usb_profile()
 {
     int profile = -1;
     const int wanted = variant_.usb_profile();
-    if (!demand(port_->execute(AtCommand("+UUSBCONF?"), "%d", &profile),
+    if (!demand(*port_, port_->execute(AtCommand("+UUSBCONF?"), "%d", &profile),
                 "Unable to query usb conf (+UUSBCONF)") ||
         profile == wanted) {
         return false;
     }
     LOG.notice("USB profile is ", profile, ", set ", wanted);
-    return demand(port_->execute(AtCommand("+UUSBCONF=" + std::to_string(wanted))),
+    return demand(*port_, port_->execute(AtCommand("+UUSBCONF=" + std::to_string(wanted))),
                   "Unable to set usb conf for modem (+UUSBCONF)");
 }
 
@@ -72,26 +61,27 @@ bool PersistentSettings::ensure_router_mode()
     }
     int mode = -1;
     const int wanted = variant_.router_mode() ? 1 : 0;
-    if (!demand(port_->execute(AtCommand("+UBMCONF?"), "%d", &mode),
+    if (!demand(*port_, port_->execute(AtCommand("+UBMCONF?"), "%d", &mode),
                 "Unable to query ubm conf for TOBY modem (+UBMCONF)") ||
         mode == wanted) {
         return false;
     }
     LOG.notice("Toby modem requires reconfiguration to 'router mode'");
-    return demand(port_->execute(AtCommand("+UBMCONF=" + std::to_string(wanted))), "Unable to set +UBMCONF");
+    return demand(*port_, port_->execute(AtCommand("+UBMCONF=" + std::to_string(wanted))),
+                  "Unable to set +UBMCONF");
 }
 
 // +UDCONF: 50,<hot swap>
 bool PersistentSettings::ensure_sim_hot_swap()
 {
     int hot_swap = -1;
-    if (!demand(port_->execute(AtCommand("+UDCONF=50"), "%*d,%d", &hot_swap),
+    if (!demand(*port_, port_->execute(AtCommand("+UDCONF=50"), "%*d,%d", &hot_swap),
                 "Unable to query sim hotswap status (+UDCONF=50)") ||
         hot_swap != 0) {
         return false;
     }
     LOG.notice("Switch SIM hot-swap detection on");
-    return demand(port_->execute(AtCommand("+UDCONF=50,1")),
+    return demand(*port_, port_->execute(AtCommand("+UDCONF=50,1")),
                   "Unable to query config from modem (+UDCONF=50,1)");
 }
 
@@ -100,12 +90,12 @@ bool PersistentSettings::ensure_sim_detection_gpio()
 {
     const std::string wanted = std::to_string(variant_.sim_detection_gpio()) + ",1";
     const auto answer = port_->execute(AtCommand("+UGPIOC?"));
-    if (!demand(answer, "Unable to get modem GPIO configuration.") ||
+    if (!demand(*port_, answer, "Unable to get modem GPIO configuration.") ||
         answer.unwrap().complete_message().find(wanted) != std::string::npos) {
         return false;
     }
     LOG.notice("Modem GPIO is not configured for SIM detection, will do it now!");
-    return demand(port_->execute(AtCommand("+UGPIOC=" + wanted)),
+    return demand(*port_, port_->execute(AtCommand("+UGPIOC=" + wanted)),
                   "Unable to configure SIM detection GPIO (+UGPIOC)");
 }
 

@@ -5,11 +5,19 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
+/// Set-up cannot go on, and nothing the daemon could do would change that: the message says at what. The run
+/// loop ends the process with it at once, for the service manager to start it anew.
+class SetUpImpossible : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// Compares the module's persistent settings with what the daemon needs, and corrects what differs. A new
-/// value takes effect with the module's next start. A query on which set-up cannot go on ends the process:
-/// its message goes to standard error, and the service manager starts it anew. Main thread only. Logs on
+/// value takes effect with the module's next start. A query on which set-up cannot go on is SetUpImpossible.
+/// Main thread only. Logs on
 /// "celld.modem".
 class PersistentSettings {
 public:
@@ -37,6 +45,7 @@ private:
     const ModemVariant& variant_;
 };
 
-/// True when the command succeeded, false when it was interrupted. Anything else ends the process with this
-/// message: set-up cannot go on, and nothing the daemon could do would change that.
-bool demand(const Result& result, const char* text);
+/// True when the command succeeded; false when it was interrupted, or failed while an order waits: radio
+/// silence and a stop need somebody to switch the supply off. @throws SetUpImpossible with this message
+/// otherwise
+bool demand(const AtTtyPort& port, const Result& result, const char* text);

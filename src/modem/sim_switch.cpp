@@ -39,6 +39,7 @@ void SimSwitch::check()
     if (!machine_.traits().sim_watched) {
         return;
     }
+    sim_.catch_up();
     const bool changed = sim_.handle_sim_change(gpio_);
     if (static_cast<std::uint32_t>(sim_.error_counter()) >= limits_.max_sim_errors) {
         errors_exhausted(); // before anything else: a card that is selected over and over never gets well

@@ -50,6 +50,9 @@ public:
     /// The same.
     bool sim_ready() { return unlock_pin(); }
     void sim_detection(defs::SimDetection detection);
+    /// What is still owed: to the bus whether the card is locked, when it did not take it; and who a ready
+    /// card is, asked every 20 seconds until it has answered.
+    void catch_up();
 
     /// The holder is empty: the next card wants its PIN, and what was known of this one is gone (logged).
     void card_removed();
@@ -85,6 +88,7 @@ private:
     void log_once(const std::string& text);
     void set_ready();
     void read_identity();
+    void query_identity();
     void publish_lock(bool locked);
 
     static PinState pin_state(const std::string& answer);
@@ -104,4 +108,6 @@ private:
     Clock& clock_;
     std::string last_disabled_text_; // a lasting condition is logged once
     std::string last_lock_text_;     // likewise
+    Clock::time_point identity_asked_;
+    std::optional<bool> lock_owed_; // to the bus
 };

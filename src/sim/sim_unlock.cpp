@@ -17,8 +17,9 @@ constexpr int LAST_PIN_ATTEMPT = 1;                     // left to a person: the
 constexpr const char* WRONG_PIN = "incorrect password"; // 3GPP TS 27.007, 9.2.1, code 16
 constexpr int IDENTITY_TRIES = 3;                       // a card is busy for a moment after its PIN
 constexpr auto IDENTITY_PAUSE = 1s;
-constexpr at::Digits ICCID{18, 20}; // ITU-T E.118: 19 or 20, fewer on old cards
-constexpr at::Digits IMSI{10, 15};  // ITU-T E.212
+constexpr auto IDENTITY_PERIOD = 20s; // of what those tries, or an order amid them, left unknown
+constexpr at::Digits ICCID{18, 20};   // ITU-T E.118: 19 or 20, fewer on old cards
+constexpr at::Digits IMSI{10, 15};    // ITU-T E.212
 
 } // namespace
 
@@ -218,11 +219,8 @@ void SimHandler::read_identity()
     record.iccid.clear();
     record.imsi.clear();
     for (int attempt = 1; attempt <= IDENTITY_TRIES; ++attempt) {
-        const auto ccid = port_->execute(AtCommand("+CCID"));
-        const auto cimi = port_->execute(AtCommand("+CIMI"));
-        record.iccid = ccid.is_ok() ? at::last_identity(ccid.unwrap().complete_message(), ICCID) : "";
-        record.imsi = cimi.is_ok() ? at::last_identity(cimi.unwrap().complete_message(), IMSI) : "";
-        if (!record.iccid.empty() && !record.imsi.empty()) {
+        query_identity();
+        if (record.is_identified()) {
             break;
         }
         if (attempt < IDENTITY_TRIES) {
@@ -233,7 +231,30 @@ void SimHandler::read_identity()
                record.iccid, "'");
 }
 
+void SimHandler::query_identity()
+{
+    auto& record = data_->sim.of(current_type_);
+    const auto ccid = port_->execute(AtCommand("+CCID"));
+    const auto cimi = port_->execute(AtCommand("+CIMI"));
+    record.iccid = ccid.is_ok() ? at::last_identity(ccid.unwrap().complete_message(), ICCID) : "";
+    record.imsi = cimi.is_ok() ? at::last_identity(cimi.unwrap().complete_message(), IMSI) : "";
+    identity_asked_ = clock_.now();
+}
+
+void SimHandler::catch_up()
+{
+    if (lock_owed_) {
+        publish_lock(*lock_owed_);
+    }
+    if (sim_ready_ && !data_->sim.of(current_type_).is_identified() &&
+        clock_.now() - identity_asked_ >= IDENTITY_PERIOD) {
+        query_identity();
+    }
+}
+
 void SimHandler::publish_lock(bool locked)
 {
-    utils::publish_rt_data_raw(bus_, PIN_LOCKED_TOPIC, {static_cast<unsigned char>(locked ? 1 : 0)});
+    const bool taken =
+        utils::publish_rt_data_raw(bus_, PIN_LOCKED_TOPIC, {static_cast<unsigned char>(locked ? 1 : 0)});
+    lock_owed_ = taken ? std::nullopt : std::optional(locked);
 }

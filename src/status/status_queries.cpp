@@ -1,6 +1,7 @@
 #include "status/status_queries.hpp"
 
 #include "at/fields.hpp"
+#include "status/module_identity.hpp"
 #include "status/network_time.hpp"
 #include "utils/strings.hpp"
 
@@ -20,6 +21,7 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.status
 
 constexpr auto OPERATOR_PERIOD = 20s;
 constexpr auto TIME_PERIOD = 10s;
+constexpr auto IDENTITY_PERIOD = 20s; // of what the set-up did not learn
 constexpr const char* OPERATOR_QUERY = "OperatorData";
 
 constexpr std::size_t MCC_LENGTH = 3; // ITU-T E.212
@@ -86,6 +88,9 @@ StatusQueries::StatusQueries(std::shared_ptr<AtTtyPort> port, ModemData& data, C
         OPERATOR_QUERY, OPERATOR_PERIOD, [this](AtTtyPort& at) { ask_operator(at); }, clock);
     queries_.emplace_back(
         "TimeData", TIME_PERIOD, [this](AtTtyPort& at) { ask_time(at); }, clock);
+    queries_.emplace_back(
+        "Identity", IDENTITY_PERIOD,
+        [this](AtTtyPort& at) { module_identity::ask_missing(at, data_.module); }, clock);
 }
 
 void StatusQueries::take_network_change()

@@ -119,6 +119,6 @@ TEST_F(Faults, FatalSetUpEndsTheProcessWithItsMessage)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     module.fails("+GMM", "ERROR");
-    EXPECT_EXIT(run_for(30s), ::testing::ExitedWithCode(1),
+    EXPECT_EXIT(modem().run(Action::RUN), ::testing::ExitedWithCode(1),
                 "Unable to retrieve the Model Identifier \\(\\+GMM\\)");
 }

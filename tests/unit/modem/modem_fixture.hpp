@@ -54,8 +54,7 @@ protected:
     void begin(const std::function<bool()>& stop_seen = {})
     {
         register_defaults(*settings);
-        modem_ = std::make_unique<Modem>(std::move(settings), module_ptr, clock,
-                                         ecu::kova::com::TransportType::IN_PROCESS);
+        modem_ = std::make_unique<Modem>(std::move(settings), module_ptr, clock, transport);
         modem_->init(stop_seen);
     }
 
@@ -156,6 +155,7 @@ protected:
     ScriptedPort& module;
     std::unique_ptr<ecu::kova::config::Configuration> settings =
         std::make_unique<ecu::kova::config::Configuration>();
+    ecu::kova::com::TransportType transport = ecu::kova::com::TransportType::IN_PROCESS;
     bool left = false;
 
 private:

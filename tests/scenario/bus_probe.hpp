@@ -36,8 +36,8 @@ public:
     {
         ecu::kova::pb::BackendProxyStatus status;
         status.set_status(ecu::kova::pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
-        publish("be/status",
-                ecu::kova::com::PbInternalMessageAdapter<decltype(status)>().serialize(status).value());
+        keep("be/status",
+             ecu::kova::com::PbInternalMessageAdapter<decltype(status)>().serialize(status).value());
     }
 
     void blackout(bool on)
@@ -47,7 +47,13 @@ public:
         if (!group.set_signal_data("blackout_mode", {static_cast<std::uint8_t>(on ? 1 : 0)})) {
             throw std::runtime_error("no signal for " + topic);
         }
-        publish(topic, ecu::kova::rt::SignalAdapter::instance().pack(group).value());
+        keep(topic, ecu::kova::rt::SignalAdapter::instance().pack(group).value());
+    }
+
+    /// False when the client does not take it: it has too much to send as yet.
+    bool publish(const std::string& topic, const Message& message)
+    {
+        return client_->publish(topic, message);
     }
 
     std::size_t count(const std::string& topic) const { return recorder_->of(topic).size(); }
@@ -106,7 +112,7 @@ private:
         std::map<std::string, std::vector<Message>> heard_; // guarded by mutex_
     };
 
-    void publish(const std::string& topic, Message message)
+    void keep(const std::string& topic, Message message)
     {
         message.retained(true);
         client_->publish(topic, message);

@@ -1,4 +1,5 @@
 #include "proof.hpp"
+#include "recovery.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -18,17 +19,22 @@ struct Part {
 constexpr Part PARTS[] = {
     {"single", "one fault at one place", single_faults},
     {"lasting", "one fault for good", lasting_faults},
+    {"silence", "radio silence at each command", radio_silence},
+    {"bus", "brokers, and floods", bus_side},
     {"pairs", "two events in each state", pairs_of_events},
     {"endurance", "a day in which all happens", days},
 };
 
 constexpr const char* USAGE =
-    "Usage: prove [--every N] [--seed N] [single] [lasting] [pairs] [endurance]\n"
+    "Usage: prove [--every N] [--seed N] [single] [lasting] [silence] [bus] [pairs] [endurance]\n"
+    "       prove recovery\n"
     "\n"
     "Lets things go wrong with a whole daemon in virtual time, and says what came of it.\n"
     "\n"
     "  --every N   one run in N only, another one with each seed (default: 1)\n"
     "  --seed N    which of them, and what happens in a day of endurance (default: the date)\n"
+    "\n"
+    "With recovery alone: prints how long the way back takes, as docs/recovery.md.\n"
     "\n"
     "Status 0 when every run ended connected, or as it may.\n";
 
@@ -68,6 +74,9 @@ int main(int count, char** words)
         } else {
             chosen.insert(word);
         }
+    }
+    if (chosen == std::set<std::string>{"recovery"}) {
+        return print_recovery() ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     std::cout << "Seed " << seed << ", one run in " << every << ".\n\n"
               << std::left << std::setw(28) << "" << std::setw(8) << "family" << std::right << std::setw(8)

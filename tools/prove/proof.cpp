@@ -1,10 +1,13 @@
 #include "proof.hpp"
 
+#include "modem/persistent_settings.hpp"
+
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
 #include <iostream>
 #include <map>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -12,107 +15,174 @@
 namespace {
 
 constexpr unsigned int LONGEST_RUN_S = 120; // of the machine's time; they take less than a second
-constexpr std::size_t LOG_END = 12'000;     // characters of a log that a failure shows
+constexpr int OUTPUT_BYTES = 256 * 1024;    // a child never waits for its reader
 
-/// A child at work, and the end of its pipe.
-struct Child {
-    const Run* run;
-    int output;
+/// Made before the first run, so that each has them.
+const Facts& good(Unit::Family family)
+{
+    static const std::map<Unit::Family, Facts> FACTS{{Unit::Family::SARA, good_facts(Unit::Family::SARA)},
+                                                     {Unit::Family::TOBY, good_facts(Unit::Family::TOBY)}};
+    return FACTS.at(family);
+}
+
+/// What did not hold on the way, and what is not so in the end though all is good.
+std::string what_is_wrong(const Run& run, Unit& unit, End end)
+{
+    std::vector<std::string> all;
+    if (end == End::CONNECTED && run.all_good) {
+        all = differences(good(run.family), unit.facts());
+    }
+    all.insert(all.end(), unit.watch.broken().begin(), unit.watch.broken().end());
+    std::string text;
+    for (const auto& one : all) {
+        text += one + '\n';
+    }
+    return text;
+}
+
+End be(const Run& run, Recovery& recovery)
+{
+    Unit unit(run.family, run.kind);
+    run.what(unit);
+    recovery = unit.recovery;
+    const End end = unit.end();
+    if (end != End::CONNECTED && run.ends.count(end) == 0) {
+        std::cerr << "in " << Modem::state_to_str(unit.state()) << (unit.left ? ", given up" : "")
+                  << ", resets " << unit.watch.resets() << '\n'
+                  << unit.watch.story();
+        return end;
+    }
+    const auto broken = what_is_wrong(run, unit, end);
+    if (broken.empty()) {
+        return end;
+    }
+    std::cerr << broken << unit.watch.story();
+    return End::BROKEN;
+}
+
+/// A run in a process of its own.
+class Child {
+public:
+    explicit Child(const Run& run)
+        : run_(&run), recovery_(static_cast<Recovery*>(mmap(nullptr, sizeof(Recovery), PROT_READ | PROT_WRITE,
+                                                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
+    {
+        std::array<int, 2> ends{};
+        if (recovery_ == MAP_FAILED || pipe2(ends.data(), O_CLOEXEC) != 0) {
+            throw std::runtime_error("no memory or no pipe");
+        }
+        *recovery_ = {};
+        fcntl(ends[1], F_SETPIPE_SZ, OUTPUT_BYTES);
+        std::cout << std::flush;
+        process_ = fork();
+        if (process_ == 0) {
+            begin(ends[1]);
+        }
+        close(ends[1]);
+        output_ = ends[0];
+        if (process_ < 0) {
+            throw std::runtime_error("no process");
+        }
+    }
+
+    pid_t process() const { return process_; }
+    const Run& run() const { return *run_; }
+
+    /// Once it has ended, with this status.
+    Outcome outcome(int status)
+    {
+        Outcome outcome{WIFEXITED(status) ? static_cast<End>(WEXITSTATUS(status)) : End::ELSEWHERE,
+                        *recovery_, ""};
+        std::array<char, 4096> buffer{};
+        for (ssize_t count = 0; (count = read(output_, buffer.data(), buffer.size())) > 0;) {
+            outcome.text.append(buffer.data(), static_cast<std::size_t>(count));
+        }
+        close(output_);
+        munmap(recovery_, sizeof(Recovery));
+        return outcome;
+    }
+
+private:
+    [[noreturn]] void begin(int output)
+    {
+        static_cast<void>(dup2(output, STDERR_FILENO)); // where a fatal set-up and a sanitizer speak
+        alarm(LONGEST_RUN_S);                           // ends what never does
+        End end = End::ELSEWHERE;
+        try {
+            end = be(*run_, *recovery_);
+        } catch (const SetUpImpossible& impossible) {
+            std::cerr << impossible.what() << '\n';
+            end = End::FATAL;
+        } catch (const std::exception& error) {
+            std::cerr << error.what() << '\n';
+        }
+        std::cerr << std::flush;
+        _exit(static_cast<int>(end));
+    }
+
+    const Run* run_;
+    Recovery* recovery_; // shared with the child
+    pid_t process_ = -1;
+    int output_ = -1;
 };
 
-std::string log_end(Unit& unit)
+bool is_right(const Run& run, End end)
 {
-    std::ostringstream text;
-    for (const auto& record : unit.log.records()) {
-        if (record.level <= LogCapture::Level::NOTICE) {
-            text << record.text << '\n';
-        }
-    }
-    const auto all = text.str();
-    return all.substr(all.size() - std::min(all.size(), LOG_END));
-}
-
-[[noreturn]] void be(const Run& run, int output)
-{
-    static_cast<void>(dup2(output, STDERR_FILENO)); // where a fatal set-up and a sanitizer speak
-    alarm(LONGEST_RUN_S);                           // ends what never does
-    End end = End::ELSEWHERE;
-    try {
-        Unit unit(run.family);
-        run.what(unit);
-        end = unit.end();
-        if (end != End::CONNECTED && run.ends.count(end) == 0) {
-            std::cerr << "in " << Modem::state_to_str(unit.state()) << (unit.left ? ", given up" : "")
-                      << ", resets " << unit.log.count("Reset counter: ") << '\n'
-                      << log_end(unit);
-        }
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
-    }
-    std::cerr << std::flush;
-    _exit(static_cast<int>(end));
-}
-
-std::string everything(int file)
-{
-    std::string text;
-    std::array<char, 4096> buffer{};
-    for (ssize_t count = 0; (count = read(file, buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    close(file);
-    return text;
+    return end == End::CONNECTED || run.ends.count(end) != 0;
 }
 
 } // namespace
 
-Tally prove(const std::vector<Run>& runs)
+void make(const std::vector<Run>& runs, const std::function<void(const Run&, const Outcome&)>& done)
 {
-    Tally tally;
+    static_cast<void>(good(Unit::Family::SARA));
     std::map<pid_t, Child> children;
     const std::size_t most = std::max(1U, std::thread::hardware_concurrency());
     const auto finish = [&](std::size_t still) {
         while (children.size() > still) {
             int status = 0;
-            const pid_t process = wait(&status);
-            const auto found = children.find(process);
+            const auto found = children.find(wait(&status));
             if (found == children.end()) {
                 return;
             }
-            const Run& run = *found->second.run;
-            const auto text = everything(found->second.output);
+            auto child = found->second;
             children.erase(found);
-            const End end = WIFEXITED(status) ? static_cast<End>(WEXITSTATUS(status)) : End::ELSEWHERE;
-            ++tally.tried;
-            if (end == End::CONNECTED) {
-                ++tally.recovered;
-            } else if (run.ends.count(end) != 0) {
-                ++tally.ended;
-            } else {
-                ++tally.short_of;
-                std::cout << "fell short: " << run.name << "\n" << text << std::endl;
-            }
+            done(child.run(), child.outcome(status));
         }
     };
     for (const auto& run : runs) {
         finish(most - 1);
-        std::array<int, 2> ends{};
-        if (pipe(ends.data()) != 0) {
-            throw std::runtime_error("no pipe");
-        }
-        fcntl(ends[1], F_SETPIPE_SZ, 256 * 1024); // a child never waits for its reader
-        std::cout << std::flush;
-        const pid_t process = fork();
-        if (process == 0) {
-            close(ends[0]);
-            be(run, ends[1]);
-        }
-        close(ends[1]);
-        if (process < 0) {
-            throw std::runtime_error("no process");
-        }
-        children[process] = {&run, ends[0]};
+        const Child child(run);
+        children.emplace(child.process(), child);
     }
     finish(0);
+}
+
+Tally prove(const std::vector<Run>& runs)
+{
+    Tally tally;
+    std::vector<const Run*> to_explain;
+    make(runs, [&](const Run& run, const Outcome& outcome) {
+        ++tally.tried;
+        if (!is_right(run, outcome.end)) {
+            ++tally.short_of;
+            std::cout << "fell short: " << run.name << '\n' << outcome.text << std::endl;
+            to_explain.push_back(&run);
+        } else {
+            ++(outcome.end == End::CONNECTED ? tally.recovered : tally.ended);
+        }
+    });
+    for (const auto* run : to_explain) {
+        if (run->explain) {
+            std::cout << run->name << ": " << run->explain() << std::endl;
+        }
+    }
     return tally;
+}
+
+bool falls_short(const Run& run)
+{
+    bool right = false;
+    make({run}, [&right](const Run& made, const Outcome& outcome) { right = is_right(made, outcome.end); });
+    return !right;
 }

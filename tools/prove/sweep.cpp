@@ -6,6 +6,8 @@ namespace {
 
 using Family = ScriptedPort::Family;
 
+constexpr auto CRASH = 5s; // until the module is there again
+
 /// What becomes of a command.
 using Fault = Result (*)(Unit&, const AtCommand&);
 
@@ -31,7 +33,8 @@ Result empty(Unit&, const AtCommand&)
 
 Result garbage(Unit&, const AtCommand& command)
 {
-    return AtCommand::exec_result(AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999", "OK"));
+    return AtCommand::exec_result(
+        AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999999999999999999", "OK"));
 }
 
 Result hung_up(Unit& unit, const AtCommand&)
@@ -43,7 +46,7 @@ Result hung_up(Unit& unit, const AtCommand&)
 Result crash(Unit& unit, const AtCommand&)
 {
     unit.module.present(false);
-    unit.clock.at(5s, [&unit] { unit.module.present(true); });
+    unit.clock.at(CRASH, [&unit] { unit.module.present(true); });
     return port_closed();
 }
 
@@ -54,6 +57,8 @@ const std::vector<std::pair<Fault, const char*>> FAULTS{
 
 // Ten resets with all their waits and a search that is started anew take less.
 constexpr auto RECOVERY = 15min;
+constexpr auto NOTICED = 10s;   // a lost port, a lost context
+constexpr auto SILENCE = 2min;  // more than its bound
 constexpr auto LASTING = 24h;   // ten resets, each after two search limits
 constexpr auto SETTLED = 30min; // a connection that holds so long
 
@@ -62,15 +67,148 @@ std::string name_of(Family family)
     return family == Family::SARA ? "SARA" : "TOBY";
 }
 
-/// What is sent from supply off to a minute of connection.
-std::vector<std::string> dialogue(Family family)
+/// The way of a good module, by which one with a fault is measured.
+struct Road {
+    std::vector<std::string> commands;            ///< from supply off to a minute of connection
+    std::vector<std::chrono::milliseconds> to_go; ///< from each of them to the connection
+    std::chrono::milliseconds after_reset{};      ///< from a reset to the connection
+    std::chrono::milliseconds after_port_lost{};  ///< from the loss of the port
+};
+
+using Time = Clock::time_point;
+
+std::chrono::milliseconds between(Time begin, Time end)
 {
-    Unit unit(family);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::max(end - begin, 0ns));
+}
+
+void must_connect(Unit& unit)
+{
     if (!unit.connects_within(RECOVERY)) {
         throw std::runtime_error("a good module does not connect");
     }
-    unit.pass_until(1min, [] { return false; });
-    return unit.module.sent();
+}
+
+std::chrono::milliseconds after(Family family, void (*what)(Unit&))
+{
+    Unit unit(family);
+    must_connect(unit);
+    what(unit);
+    const auto begin = unit.clock.now();
+    unit.pass_until(1min, [&unit] { return unit.state() != Unit::State::CONNECTED; });
+    must_connect(unit);
+    return between(begin, unit.clock.now());
+}
+
+Road drive(Family family)
+{
+    Road road;
+    Unit unit(family);
+    std::vector<Time> times;
+    unit.module.overruled_by([&](const AtCommand&) {
+        times.push_back(unit.clock.now());
+        return std::nullopt;
+    });
+    must_connect(unit);
+    const auto there = unit.clock.now();
+    unit.pass_for(1min);
+    road.commands = unit.module.sent();
+    for (const auto time : times) {
+        road.to_go.push_back(between(time, there));
+    }
+    road.after_reset = after(family, [](Unit& connected) {
+        connected.modem().prepare_reset(pb::ModemStatus_ModemResetReason_SIM_ERROR);
+    });
+    road.after_port_lost = after(family, [](Unit& connected) { connected.module.loop_ended(); });
+    return road;
+}
+
+const Road& road_of(Family family)
+{
+    static const Road SARA = drive(Family::SARA);
+    static const Road TOBY = drive(Family::TOBY);
+    return family == Family::SARA ? SARA : TOBY;
+}
+
+/// What the fixed waits came to: the time-out, the module's own absence, and the way from where it had to
+/// begin anew.
+std::chrono::milliseconds waits(const Road& road, std::size_t place, const Fault& fault, const Unit& unit,
+                                std::chrono::milliseconds fault_took)
+{
+    const auto own = fault_took + (fault == crash ? CRASH : 0s);
+    if (const auto resets = unit.watch.resets(); resets > 0) {
+        return own + static_cast<int>(resets) * road.after_reset;
+    }
+    const bool port_lost = fault == hung_up || fault == crash;
+    return own + std::max(road.to_go[place], port_lost ? road.after_port_lost : 0ms);
+}
+
+void fail_once(const Road& road, std::size_t place, Fault fault, Unit& unit)
+{
+    std::size_t sent = 0;
+    Time failed;
+    std::chrono::milliseconds fault_took{};
+    unit.module.overruled_by([&](const AtCommand& command) -> std::optional<Result> {
+        if (sent++ != place) {
+            return std::nullopt;
+        }
+        failed = unit.clock.now();
+        auto result = fault(unit, command);
+        fault_took = between(failed, unit.clock.now());
+        return result;
+    });
+    unit.pass_until(RECOVERY, [&] { return sent > place; });
+    const bool was_connected = unit.state() == Unit::State::CONNECTED;
+    const bool held =
+        was_connected && !unit.pass_until(NOTICED, [&] { return unit.state() != Unit::State::CONNECTED; });
+    unit.connects_within(RECOVERY);
+    unit.module.overruled_by({});
+    unit.recovery = {true, held, held ? 0ms : between(failed, unit.clock.now()),
+                     waits(road, place, fault, unit, fault_took)};
+}
+
+/// In which the order of radio silence comes, and what becomes of the command and the broker then.
+struct Moment {
+    const char* name;
+    std::optional<Result> (*what)(Unit&, const AtCommand&);
+};
+
+const std::vector<Moment> MOMENTS{
+    {"answered", [](Unit&, const AtCommand&) { return std::optional<Result>(); }},
+    {"unanswered",
+     [](Unit& unit, const AtCommand& command) { return std::optional(unit.module.unanswered(command)); }},
+    {"unanswered, broker lost",
+     [](Unit& unit, const AtCommand& command) {
+         bus::set_outage(true);
+         return std::optional(unit.module.unanswered(command));
+     }},
+    {"crash", [](Unit& unit, const AtCommand& command) { return std::optional(crash(unit, command)); }},
+    {"over at once",
+     [](Unit& unit, const AtCommand&) {
+         unit.blackout(false);
+         return std::optional<Result>();
+     }},
+};
+
+void be_silent(std::size_t place, const Moment& moment, Unit& unit)
+{
+    std::size_t sent = 0;
+    unit.module.overruled_by([&](const AtCommand& command) -> std::optional<Result> {
+        if (sent++ != place) {
+            return std::nullopt;
+        }
+        unit.blackout(true);
+        return moment.what(unit, command);
+    });
+    unit.pass_until(RECOVERY, [&] { return sent > place; });
+    unit.pass_for(SILENCE);
+    if (unit.watch.silence_ordered() && unit.state() != Unit::State::OFF) {
+        throw std::runtime_error("radio silence was ordered, and it is " + Modem::state_to_str(unit.state()));
+    }
+    bus::set_outage(false);
+    unit.blackout(false);
+    unit.connects_within(RECOVERY);
+    unit.module.overruled_by({});
 }
 
 } // namespace
@@ -78,23 +216,34 @@ std::vector<std::string> dialogue(Family family)
 std::vector<Run> single_faults(Family family, unsigned long)
 {
     std::vector<Run> runs;
-    const auto commands = dialogue(family);
+    const auto& road = road_of(family);
     for (const auto& [fault, name] : FAULTS) {
-        for (std::size_t place = 0; place < commands.size(); ++place) {
-            const auto what = [place, kind = fault](Unit& unit) {
-                std::size_t sent = 0;
-                unit.module.overruled_by([&](const AtCommand& command) {
-                    return sent++ == place ? std::optional(kind(unit, command)) : std::nullopt;
-                });
-                unit.pass_until(RECOVERY, [&] { return sent > place; });
-                unit.connects_within(RECOVERY);
-                unit.module.overruled_by({});
+        for (std::size_t place = 0; place < road.commands.size(); ++place) {
+            const auto what = [&road, place, kind = fault](Unit& unit) {
+                fail_once(road, place, kind, unit);
             };
             runs.push_back({name_of(family) + ": command " + std::to_string(place) + ", AT" +
-                                commands[place] + ", " + name,
+                                road.commands[place] + ", " + name,
                             family,
                             what,
                             {End::FATAL}});
+            runs.back().fault = name;
+        }
+    }
+    return runs;
+}
+
+std::vector<Run> radio_silence(Family family, unsigned long)
+{
+    std::vector<Run> runs;
+    const auto& commands = road_of(family).commands;
+    for (const auto& moment : MOMENTS) {
+        for (std::size_t place = 0; place < commands.size(); ++place) {
+            runs.push_back({name_of(family) + ": radio silence at command " + std::to_string(place) + ", AT" +
+                                commands[place] + ", " + moment.name,
+                            family,
+                            [place, &moment](Unit& unit) { be_silent(place, moment, unit); },
+                            {}});
         }
     }
     return runs;
@@ -103,7 +252,7 @@ std::vector<Run> single_faults(Family family, unsigned long)
 std::vector<Run> lasting_faults(Family family, unsigned long)
 {
     std::vector<Run> runs;
-    const auto commands = dialogue(family);
+    const auto& commands = road_of(family).commands;
     for (const auto& [fault, name] : FAULTS) {
         for (const auto& command : std::set<std::string>(commands.begin(), commands.end())) {
             const auto what = [command, kind = fault](Unit& unit) {
@@ -123,7 +272,8 @@ std::vector<Run> lasting_faults(Family family, unsigned long)
             runs.push_back({name_of(family) + ": AT" + command + ", " + name + " for good",
                             family,
                             what,
-                            {End::FATAL, End::HARDWARE_ERROR, End::GIVEN_UP}});
+                            {End::FATAL, End::HARDWARE_ERROR, End::GIVEN_UP},
+                            false});
         }
     }
     return runs;

@@ -1,6 +1,12 @@
 #pragma once
 
+#include "support/free_port.hpp"
 #include "unit/modem/modem_fixture.hpp"
+#include "watch.hpp"
+
+#include <map>
+#include <string>
+#include <vector>
 
 /// How a run may end.
 enum class End {
@@ -9,36 +15,76 @@ enum class End {
     HARDWARE_ERROR,       ///< reported, and nothing more is tried
     GIVEN_UP,             ///< the limit of resets ended the daemon
     OFF,                  ///< by order
+    NO_HARDWARE,          ///< a board without a modem
     ELSEWHERE,            ///< where no run may end
+    BROKEN,               ///< something did not hold on the way, or what is told is not what is
 };
 
-/// A whole unit in virtual time, made for one run.
+/// What a unit has and says when it is connected and the world is good: the same whatever was before.
+struct Facts {
+    std::map<std::string, std::string> told; ///< by topic, but for what tells of the past
+    std::set<std::string> settings;          ///< that the module has been given since it started
+    std::size_t descriptors = 0;             ///< of the process, more than before the unit was there
+    std::size_t threads = 0;                 ///< likewise
+};
+
+/// What a fault has cost, in the daemon's time.
+struct Recovery {
+    bool measured = false;
+    bool held = false;                 ///< the connection was not lost
+    std::chrono::milliseconds took{};  ///< from the fault to the connection
+    std::chrono::milliseconds waits{}; ///< the fixed waits on the road that was taken
+};
+
+/// A whole unit in virtual time, made for one run, and watched.
 class Unit : public ModemFixture {
 public:
     using State = ModemFixture::State;
+    using Family = ScriptedPort::Family;
 
-    explicit Unit(ScriptedPort::Family family) : ModemFixture(family)
-    {
-        module.refuses_unknown = true;
-        ecu::kova::logging::configure_logging("NOTICE"); // a day's DEBUG fills the memory
-        begin();
-        backend(true);
-    }
+    struct Kind {
+        bool modem = true; ///< or a board without one
+        bool mqtt = false; ///< a bus of MQTT, whose broker the run brings; or one within the process
+    };
+
+    Unit(Family of, Kind kind);
+    explicit Unit(Family of) : Unit(of, Kind()) {}
     void TestBody() override {}
 
     using ModemFixture::backend;
-    using ModemFixture::blackout;
     using ModemFixture::clock;
     using ModemFixture::left;
-    using ModemFixture::log;
     using ModemFixture::modem;
     using ModemFixture::module;
     using ModemFixture::pin;
     using ModemFixture::published;
     using ModemFixture::SIM_LOCK;
     using ModemFixture::state;
-    using ModemFixture::step;
 
+    int broker_port() const { return broker_port_; }
+    std::string path(const std::string& file) const { return root.path(file).string(); }
+    void write(const std::string& file, const std::string& text) const { root.write(file, text); }
+
+    void blackout(bool on)
+    {
+        watch.radio_silence(on);
+        ModemFixture::blackout({static_cast<std::uint8_t>(on)});
+    }
+    void stop()
+    {
+        modem().stop();
+        stopped_ = true;
+    }
+    void step()
+    {
+        ModemFixture::step();
+        watch.pass_ended();
+        if (stopped_ && !left) { // what is left is that of `run`
+            modem().run(Modem::RunAction::RUN);
+            left = true;
+            watch.pass_ended();
+        }
+    }
     /// Passes until the condition holds, the daemon ends, or the limit has passed. True when it holds.
     template <class Condition>
     bool pass_until(Clock::time_point::duration limit, Condition condition)
@@ -53,19 +99,29 @@ public:
     {
         return pass_until(limit, [this] { return state() == State::CONNECTED; });
     }
-
-    End end()
+    void pass_for(Clock::time_point::duration time)
     {
-        switch (state()) {
-        case State::CONNECTED:
-            return End::CONNECTED;
-        case State::DTC_HW_ERROR:
-            return End::HARDWARE_ERROR;
-        case State::OFF:
-        case State::POWER_OFF:
-            return left ? End::GIVEN_UP : End::OFF;
-        default:
-            return left ? End::GIVEN_UP : End::ELSEWHERE;
-        }
+        pass_until(time, [] { return false; });
     }
+
+    /// Until all that is told when connected has been told; then what it is.
+    Facts facts();
+    End end();
+
+    const Family family;
+    Recovery recovery;
+    bool card_out = false; ///< of its holder, and the module has said so
+    Watch watch;
+
+private:
+    const int broker_port_ = free_port();
+    bool stopped_ = false;
+    const std::size_t descriptors_before_;
+    const std::size_t threads_before_;
 };
+
+/// The facts of a unit that never had any trouble. @throws std::runtime_error when they are not the module's
+Facts good_facts(Unit::Family family);
+
+/// What of them is otherwise, in words.
+std::vector<std::string> differences(const Facts& good, const Facts& present);

@@ -1,0 +1,116 @@
+#include "recovery.hpp"
+
+#include "proof.hpp"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Family = Unit::Family;
+using Seconds = std::chrono::duration<double>;
+
+constexpr double MUCH = 1.2;      // times the fixed waits
+constexpr auto A_FEW_PASSES = 5s; // until the loop, which rests between its passes, has seen something
+
+constexpr const char* HEAD = R"(# How long a recovery takes
+
+<!-- Printed by `prove recovery > docs/recovery.md`. Change the program, not this text. -->
+
+One fault at each command of a cold boot and of a minute of connection, in virtual time with a module that answers at
+once otherwise. Where the connection held, nothing had to be recovered. Else: seconds from the fault to `CONNECTED`;
+beside the median and the worst the fixed waits on the road that was taken then, which are the time-out of the command,
+the module's own absence, and the way of a good module from where it had to begin anew (the command, the port, or the
+supply).
+
+| fault | family | runs | held | median | waits | worst | waits |
+|---|---|---:|---:|---:|---:|---:|---:|
+)";
+
+constexpr const char* WHY_LONG = R"(
+In each of them a sequence was gone through again, as it must be: the selection of the SIM with its nine seconds of
+pauses, or the set-up of the context behind the five that a search needs to end.
+)";
+
+struct Measured {
+    std::string name;
+    Recovery recovery;
+
+    bool took_long() const
+    {
+        return Seconds(recovery.took) > MUCH * Seconds(recovery.waits) + Seconds(A_FEW_PASSES);
+    }
+};
+
+std::string seconds(std::chrono::milliseconds time)
+{
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << Seconds(time).count();
+    return text.str();
+}
+
+/// A row of one kind of fault, and what took long.
+void print_row(const std::string& fault, Family family, std::vector<Measured> all,
+               std::vector<Measured>& long_ones)
+{
+    const auto held = static_cast<std::size_t>(
+        std::count_if(all.begin(), all.end(), [](const Measured& one) { return one.recovery.held; }));
+    const auto runs = all.size();
+    std::erase_if(all, [](const Measured& one) { return one.recovery.held; });
+    std::sort(all.begin(), all.end(), [](const Measured& one, const Measured& other) {
+        return std::pair(one.recovery.took, one.recovery.waits) <
+               std::pair(other.recovery.took, other.recovery.waits);
+    });
+    if (all.empty()) {
+        return;
+    }
+    const auto& median = all[all.size() / 2].recovery;
+    const auto& worst = all.back().recovery;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(long_ones),
+                 [](const Measured& one) { return one.took_long(); });
+    std::cout << "| " << fault << " | " << (family == Family::SARA ? "SARA" : "TOBY") << " | " << runs
+              << " | " << held << " | " << seconds(median.took) << " | " << seconds(median.waits) << " | "
+              << seconds(worst.took) << " | " << seconds(worst.waits) << " |\n";
+}
+
+} // namespace
+
+bool print_recovery()
+{
+    std::cout << HEAD;
+    std::vector<Measured> long_ones;
+    bool all_right = true;
+    for (const auto family : {Family::SARA, Family::TOBY}) {
+        std::map<std::string, std::vector<Measured>> kinds;
+        std::size_t ended = 0;
+        make(single_faults(family, 0), [&](const Run& run, const Outcome& outcome) {
+            if (outcome.end == End::CONNECTED && outcome.recovery.measured) {
+                kinds[run.fault].push_back({run.name, outcome.recovery});
+            } else if (run.ends.count(outcome.end) != 0) {
+                ++ended;
+            } else {
+                all_right = false;
+                std::cerr << "fell short: " << run.name << '\n' << outcome.text << '\n';
+            }
+        });
+        for (const auto& [fault, all] : kinds) {
+            print_row(fault, family, all, long_ones);
+        }
+        std::cerr << ended << " ended as they may\n";
+    }
+    std::sort(long_ones.begin(), long_ones.end(),
+              [](const Measured& one, const Measured& other) { return one.name < other.name; });
+    std::cout << "\nThose that took more than " << MUCH << " times the waits and "
+              << std::chrono::seconds(A_FEW_PASSES).count() << " s:\n\n";
+    for (const auto& one : long_ones) {
+        std::cout << "- " << one.name << ": " << seconds(one.recovery.took) << " s in place of "
+                  << seconds(one.recovery.waits) << " s\n";
+    }
+    std::cout << (long_ones.empty() ? "None.\n" : WHY_LONG) << std::flush;
+    return all_right;
+}

@@ -1,0 +1,158 @@
+#include "unit.hpp"
+
+#include "describe.hpp"
+
+#include <filesystem>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto ON_THE_WAY = 10min;
+constexpr auto ALL_TOLD = 45s; // the operator is asked for every 20 seconds, the status told every ten
+
+constexpr const char* DESCRIPTORS = "/proc/self/fd";
+constexpr const char* THREADS = "/proc/self/task";
+
+constexpr const char* TOLD[] = {
+    "system/modem/status",       "system/modem/hardware", "system/modem/sim",
+    "system/modem/registration", "rt/system/modem_creg",  "rt/system/status_ext_sim_card_pin_locked",
+};
+
+/// What a module keeps over a restart (its AT manual).
+constexpr const char* KEPT[] = {"+UGPIOC=", "+CFUN=", "+UUSBCONF=", "+UDCONF="};
+
+/// Of what was, not of what is.
+constexpr const char* HISTORY[] = {"reset_reason=", "network_time=", "signal_quality="};
+
+/// What the module of the runs is, in the words of the bus.
+constexpr const char* TRUTH[][2] = {
+    {"system/modem/status", "state=CONNECTED"},
+    {"system/modem/status", R"(operator_id="26201")"},
+    {"system/modem/status", "registration=HOME"},
+    {"system/modem/hardware", R"(imei="490154203237518")"},
+    {"system/modem/sim", R"(iccid="8949010010000000017")"},
+    {"system/modem/sim", R"(imsi="001010000000001")"},
+    {"system/modem/registration", "registration=HOME"},
+    {"rt/system/modem_creg", "modem_creg=HOME"},
+};
+
+std::string without_history(const std::string& text)
+{
+    // The other card's record is what was read of it when it was last in use.
+    std::istringstream words(text.substr(0, text.find(" sim=SIM_EXTERNAL")));
+    std::string kept;
+    for (std::string word; words >> word;) {
+        const bool past = std::any_of(std::begin(HISTORY), std::end(HISTORY),
+                                      [&word](const char* key) { return word.rfind(key, 0) == 0; });
+        kept += past ? "" : (kept.empty() ? "" : " ") + word;
+    }
+    return kept;
+}
+
+std::size_t entries(const char* directory)
+{
+    const std::filesystem::directory_iterator all(directory);
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+} // namespace
+
+Unit::Unit(Family of, Kind kind)
+    : ModemFixture(of), family(of), watch(clock, module, log, root),
+      descriptors_before_(entries(DESCRIPTORS)), threads_before_(entries(THREADS))
+{
+    module.refuses_unknown = true;
+    if (!kind.modem) {
+        root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = NONE\nhwversion = qbx\n");
+    }
+    if (kind.mqtt) {
+        transport = ecu::kova::com::TransportType::MQTT;
+        settings->set("host", "127.0.0.1");
+        settings->set("port", std::to_string(broker_port_));
+        settings->set("client_name", "celld");
+    }
+    ecu::kova::logging::configure_logging("NOTICE"); // a day's DEBUG fills the memory
+    begin();
+    backend(true);
+}
+
+Facts Unit::facts()
+{
+    pass_for(ALL_TOLD);
+    bus::settle(5s);
+    Facts facts;
+    for (const std::string topic : TOLD) {
+        const auto retained = bus::retained(topic);
+        const auto message = retained ? retained : bus::last(topic);
+        facts.told[topic] = message ? without_history(celldctl::describe(topic, *message).text) : "(nothing)";
+    }
+    for (const auto& setting : watch.settings()) {
+        if (std::none_of(std::begin(KEPT), std::end(KEPT),
+                         [&setting](const char* kept) { return setting.rfind(kept, 0) == 0; })) {
+            facts.settings.insert(setting);
+        }
+    }
+    facts.descriptors = entries(DESCRIPTORS) - descriptors_before_;
+    facts.threads = entries(THREADS) - threads_before_;
+    return facts;
+}
+
+End Unit::end()
+{
+    switch (state()) {
+    case State::CONNECTED:
+        return End::CONNECTED;
+    case State::DTC_HW_ERROR:
+        return End::HARDWARE_ERROR;
+    case State::NO_MODEM_HARDWARE:
+        return End::NO_HARDWARE;
+    case State::OFF:
+    case State::POWER_OFF:
+        return left ? End::GIVEN_UP : End::OFF;
+    default:
+        return left ? End::GIVEN_UP : End::ELSEWHERE;
+    }
+}
+
+Facts good_facts(Unit::Family family)
+{
+    Unit unit(family);
+    if (!unit.connects_within(ON_THE_WAY)) {
+        throw std::runtime_error("a good module does not connect");
+    }
+    auto facts = unit.facts();
+    for (const auto& [topic, words] : TRUTH) {
+        if (facts.told.at(topic).find(words) == std::string::npos) {
+            throw std::runtime_error("of a good module " + std::string(topic) + " says " +
+                                     facts.told.at(topic) + ", not " + words);
+        }
+    }
+    return facts;
+}
+
+std::vector<std::string> differences(const Facts& good, const Facts& present)
+{
+    std::vector<std::string> texts;
+    for (const auto& [topic, text] : good.told) {
+        if (const auto& now = present.told.at(topic); now != text) {
+            texts.push_back(topic + " says " + now + ", not " + text);
+        }
+    }
+    for (const auto& setting : good.settings) {
+        if (present.settings.count(setting) == 0) {
+            texts.push_back("the module has started, and was not given AT" + setting);
+        }
+    }
+    const auto grown = [&texts](const char* what, std::size_t before, std::size_t now) {
+        if (now > before) {
+            texts.push_back(std::to_string(now) + " " + what + " in place of " + std::to_string(before));
+        }
+    };
+    grown("descriptors", good.descriptors, present.descriptors);
+    grown("threads", good.threads, present.threads);
+    return texts;
+}

@@ -35,20 +35,20 @@ void PacedOutput::reset()
     pause_ = {};
 }
 
+/// With the last byte all is out: whoever has read it may write the next command at once.
 void PacedOutput::step()
 {
-    send_({waiting_.data(), 1});
-    timer_ = timers_.after(pause_, [this] {
-        waiting_.erase(0, 1);
-        if (!waiting_.empty()) {
-            step();
-            return;
-        }
-        pause_ = {};
-        if (const auto callback = std::exchange(when_empty_, nullptr)) {
-            callback();
-        }
-    });
+    const char next = waiting_.front();
+    waiting_.erase(0, 1);
+    send_({&next, 1});
+    if (!waiting_.empty()) {
+        timer_ = timers_.after(pause_, [this] { step(); });
+        return;
+    }
+    pause_ = {};
+    if (const auto callback = std::exchange(when_empty_, nullptr)) {
+        callback();
+    }
 }
 
 } // namespace bench

@@ -25,6 +25,26 @@ std::vector<Rule> broken_by(const std::vector<std::string>& lines)
     return rules;
 }
 
+/// So many, each answered, so many milliseconds apart.
+std::vector<std::string> commands(int count, int apart_ms, int from_ms = 0,
+                                  const std::string& text = "AT+CSQ")
+{
+    std::vector<std::string> lines;
+    for (int i = 0; i < count; ++i) {
+        const auto at = std::to_string(from_ms + i * apart_ms);
+        const auto id = std::to_string(i + 1);
+        lines.push_back(at + " command " + id + " " + text);
+        lines.push_back(at + " answer " + id + " " + at + " open " + text + " OK");
+    }
+    return lines;
+}
+
+std::vector<std::string> after(const std::string& first, std::vector<std::string> lines)
+{
+    lines.insert(lines.begin(), first);
+    return lines;
+}
+
 TEST(TranscriptCheckTest, SeesWhatBreaksARule)
 {
     const std::string asked = "1000 command 1 AT+UREG?";
@@ -37,6 +57,10 @@ TEST(TranscriptCheckTest, SeesWhatBreaksARule)
     const std::string known = "2 answer 1 2 open AT+GMM OK";
     const std::string up = "1 module up";
     const std::string off = "9 line VCC off written";
+    const std::string on = "0 line VCC on written";
+    const std::string silence = "1 note blackout_on";
+    const std::string wrong = "9 answer 1 1 open AT+CPIN=1111 +CME_ERROR:_incorrect_password";
+    const std::string wrong_again = "20 command 2 AT+CPIN=1111";
     struct Case {
         std::string name;
         std::vector<std::string> lines;
@@ -55,10 +79,25 @@ TEST(TranscriptCheckTest, SeesWhatBreaksARule)
         {"lost, unknown", {asked, "1010 unanswered 1 1000 lost AT+UREG?", next}, {Rule::IN_STEP}},
         {"crashed", {asked, "1010 unanswered 1 1000 crashed AT+UREG?", next}, {}},
         {"the port closed and opened", {asked, "2000 port closed", "3000 port open", next}, {Rule::IN_STEP}},
-        {"the port gone, the module not", {up, asked, "2000 port gone", next}, {Rule::IN_STEP}},
-        {"the port gone too", {up, asked, "2000 module down", "2000 port gone", next}, {}},
+        {"the port gone, the module not",
+         {up, asked, "2000 port gone", "3000 port open", next},
+         {Rule::IN_STEP}},
+        {"the port gone too", {up, asked, "2000 module down", "2000 port gone", "3000 port open", next}, {}},
         {"power-off at any time", {asked, "2000 command 2 AT+CPWROFF"}, {}},
         {"said once", {asked, next, next_answered, "12020 command 10 AT"}, {Rule::IN_STEP}},
+
+        {"behind a close", {asked, answered, "11000 port closed", next}, {}},
+        {"into a closed port", {asked, answered, "10999 port closed", next}, {Rule::PORT}},
+        {"closed, then gone", {"1 port closed", "11500 port gone", "11600 port there", next}, {Rule::PORT}},
+
+        {"a busy boot", commands(250, 230), {}},
+        {"too busy a boot", commands(251, 230), {Rule::PACE}},
+        {"quiet", after("70000 module up", commands(300, 462, 130'001)), {}},
+        {"too busy for nothing", after("70000 module up", commands(131, 458, 130'001)), {Rule::PACE}},
+        {"busy with failures",
+         after("70000 answer 1 1 open AT+CSQ +CME_ERROR:_1", commands(131, 458, 129'999)),
+         {}},
+        {"antenna", after("70000 module up", commands(400, 200, 130'001, "AT+UANTR=0")), {}},
 
         {"supply", {up, known, off}, {Rule::SUPPLY}},
         {"supply, pulsed", {up, known, "9 line VCC on pulsed"}, {Rule::SUPPLY}},
@@ -73,6 +112,29 @@ TEST(TranscriptCheckTest, SeesWhatBreaksARule)
         {"booting", {"1 module booting", off}, {}},
 
         {"the last attempt", {"1 pin 3", "2 pin 2", "3 pin 1"}, {Rule::LAST_ATTEMPT}},
+        {"a wrong PIN again", {wrong, wrong_again}, {Rule::WRONG_PIN}},
+        {"another PIN", {wrong, "20 command 2 AT+CPIN=2222"}, {}},
+        {"not for being wrong", {"9 answer 1 1 open AT+CPIN=1111 +CME_ERROR:_SIM_busy", wrong_again}, {}},
+        {"right", {"9 answer 1 1 open AT+CPIN=1111 OK", wrong_again}, {}},
+        {"of a new daemon", {wrong, "15 line VCC off set-up", wrong_again}, {}},
+        {"into another card", {wrong, "15 report +CIEV:_12,1", wrong_again}, {}},
+        {"no card between",
+         {wrong, "15 answer 2 15 open AT+CPIN? +CME_ERROR:_SIM_not_inserted", wrong_again},
+         {}},
+        {"other news", {wrong, "15 report +CIEV:_2,1", wrong_again}, {Rule::WRONG_PIN}},
+
+        {"radio silence", {on, silence, "60001 line VCC off written", "99999 command 1 AT"}, {}},
+        {"no silence", {on, silence, "60002 command 1 AT"}, {Rule::RADIO_SILENCE}},
+        {"said once for a silence",
+         {on, silence, "60002 module up", "60003 module down"},
+         {Rule::RADIO_SILENCE}},
+        {"silence ended", {on, silence, "60000 note blackout_off", "99999 module up"}, {}},
+        {"another note", {on, silence, "60000 note blackout_of", "99999 module up"}, {Rule::RADIO_SILENCE}},
+        {"supply in the silence", {silence, "99999 line VCC on written"}, {Rule::RADIO_SILENCE}},
+        {"another line in the silence", {silence, "99999 line PWRON on written"}, {}},
+        {"a TOBY's silence", {"0 bench toby k7", on, silence, "85001 module up"}, {}},
+        {"no silence of a TOBY", {"0 bench toby k7", on, silence, "85002 module up"}, {Rule::RADIO_SILENCE}},
+
         {"no count of attempts", {"4 pin"}, {Rule::LAST_ATTEMPT}},
         {"no lines",
          {"", "x command 1 AT", "1", "1 command x AT", "1 command 1", "1 answer 1 1 open AT"},

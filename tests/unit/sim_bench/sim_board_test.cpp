@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <vector>
 
 namespace bench {
@@ -95,6 +96,63 @@ TEST(GpioTreeTest, CountsTwoWritesAsAPulseAndRefusesOnesToAnInput)
     EXPECT_TRUE(tree.level(Line::VCC) && tree.level(Line::PWRON));
     EXPECT_EQ(root.read("/sys/class/gpio/gpio160/value"), "0\n") << "alive is low";
     EXPECT_THAT(pulses, testing::ElementsAre(false, true));
+}
+
+/// Whatever the permissions say, as for a daemon that is root.
+TEST(GpioTreeTest, FailsAsADriverDoesAndIsMendedAgain)
+{
+    const TempRoot root;
+    EventLoop loop;
+    FileWatcher watcher{loop};
+    GpioTree tree(root.path(""), BoardType::K7, watcher);
+    int changes = 0;
+    tree.on_change([&](const GpioTree::Change&) { ++changes; });
+    watcher.on_batch_end([&] { tree.process(); });
+    const auto file = [](const std::string& name) { return "/sys/class/gpio/" + name; };
+    const auto takes = [&](const std::string& name, const std::string& text) {
+        std::ofstream out(root.path(file(name)), std::ios::trunc);
+        const bool taken = static_cast<bool>(out << text << std::flush);
+        out.close();
+        loop.timers().after(50ms, [&] { loop.stop(); });
+        loop.run();
+        return taken;
+    };
+    const auto word = [&](const std::string& name) {
+        std::ifstream in(root.path(file(name)));
+        std::string text;
+        in >> text;
+        return text;
+    };
+    tree.fault("157", GpioFault::UNEXPORTABLE);
+    EXPECT_FALSE(takes("export", "157"));
+    EXPECT_FALSE(root.exists(file("gpio157")));
+    EXPECT_EQ(word("gpio162/direction"), "in") << "the others are there";
+    tree.fault("PWRON", GpioFault::NONE);
+    EXPECT_TRUE(takes("export", "157"));
+    EXPECT_EQ(word("gpio157/value"), "0");
+
+    EXPECT_TRUE(takes("gpio162/direction", "high"));
+    tree.fault("VCC", GpioFault::UNWRITABLE);
+    EXPECT_FALSE(takes("gpio162/value", "0"));
+    EXPECT_FALSE(takes("gpio162/direction", "low"));
+    EXPECT_TRUE(changes == 0 && !tree.level(Line::VCC));
+    tree.fault("VCC", GpioFault::NONE);
+    EXPECT_EQ(word("gpio162/direction") + word("gpio162/value"), "out1");
+    EXPECT_TRUE(takes("gpio162/value", "0"));
+    EXPECT_TRUE(changes == 1 && tree.level(Line::VCC));
+
+    tree.fault("VINT", GpioFault::UNREADABLE);
+    tree.drive(Line::VINT, true);
+    EXPECT_EQ(word("gpio160/value"), "");
+    tree.fault("VINT", GpioFault::NONE);
+    EXPECT_EQ(word("gpio160/value"), "0") << "alive";
+    tree.fault("VINT", GpioFault::UNEXPORTABLE);
+    EXPECT_FALSE(root.exists(file("gpio160")));
+    tree.fault("VINT", GpioFault::UNREADABLE);
+    EXPECT_TRUE(takes("export", "160"));
+    EXPECT_TRUE(root.exists(file("gpio160/direction")));
+    EXPECT_EQ(word("gpio160/value"), "");
+    EXPECT_THROW(tree.fault("SIMLOCK", GpioFault::NONE), BenchError) << "which this board has not";
 }
 
 } // namespace

@@ -224,6 +224,46 @@ TEST_F(Misbehaviour, LosesPinAttemptsUntilOnlyThePukHelps)
     EXPECT_THAT(attempts, ElementsAre("pin 3", "pin 2", "pin 1"));
 }
 
+TEST_F(Misbehaviour, HasASimThatIsBusyForAWhileAndOneThatWantsItsPuk)
+{
+    at("+CMEE=2;+CREG=2");
+    pass(5s);
+    EXPECT_THAT(at("+CREG?"), HasSubstr("+CREG: 2,1,"));
+    module_->sims().keep_busy(Slot::INTERNAL, 20s);
+    module_->sims().keep_busy(Slot::EXTERNAL, 90s);
+    EXPECT_THAT(at("+CPIN?"), HasSubstr("+CME ERROR: SIM busy"));
+    EXPECT_THAT(at("+CREG?"), HasSubstr("+CREG: 2,0\r\n"));
+    restart_module();
+    pass(17s); // and two questions of a second each
+    EXPECT_THAT(at("E0;+CMEE=2;+CPIN?"), HasSubstr("SIM busy")) << "a restart does not end it";
+    EXPECT_EQ(at("+CPIN?"), "\r\n+CPIN: READY\r\n\r\nOK\r\n");
+    pass(4s);
+    EXPECT_THAT(at("+CREG?"), HasSubstr("+CREG: 0,1\r\n")) << "by itself";
+
+    module_->sims().pin_attempts(Slot::INTERNAL, 0);
+    EXPECT_THAT(at("+CPIN?;+CREG?"), HasSubstr("+CPIN: SIM PUK\r\n+CREG: 0,0\r\n"));
+    module_->sims().pin_attempts(Slot::INTERNAL, 1);
+    pass(4s);
+    EXPECT_THAT(at("+CPIN?;+CREG?"), HasSubstr("+CPIN: READY\r\n+CREG: 0,1\r\n"));
+}
+
+TEST_F(Misbehaviour, IsServedForEmergenciesOnly)
+{
+    const std::string packet[] = {"+CGREG: 0,8\r\n", "+CGREG: 0,0\r\n+CEREG: 0,8\r\n"};
+    for (const auto family : {Family::SARA, Family::TOBY}) {
+        power_up(family);
+        pass(5s);
+        module_->network().answer(Surroundings::Answer::EMERGENCY);
+        const bool lte = family == Family::TOBY;
+        EXPECT_THAT(at(lte ? "+CREG?;+CGREG?;+CEREG?" : "+CREG?;+CGREG?"),
+                    HasSubstr("\r\n+CREG: 0,8\r\n" + packet[lte ? 1 : 0]));
+        EXPECT_FALSE(module_->network().registered() || module_->network().attached());
+        module_->network().answer(Surroundings::Answer::HOME);
+        pass(4s);
+        EXPECT_TRUE(module_->network().attached());
+    }
+}
+
 TEST_F(Misbehaviour, StrikesTheCommandsThatItIsFor)
 {
     const std::vector<std::pair<Script::Entry, std::string>> cases{
@@ -305,6 +345,24 @@ TEST(Controls, AreReadOrRefusedInWords)
         {"flap rat 2 500", "ok"},
         {"flap cell 3", "error flap"},
         {"context refused Service not subscribed", "ok"},
+        {"network emergency", "ok"},
+        {"network nowhere", "error network home"},
+        {"sim external busy 30", "ok"},
+        {"sim external busy", "error '' is not a number"},
+        {"sim internal puk", "ok"},
+        {"sim internal pull", "error sim"},
+        {"port drop never", "ok"},
+        {"port drop ever", "error 'ever' is not a number"},
+        {"port back", "ok"},
+        {"port gone", "error port drop"},
+        {"gpio VINT unreadable", "ok"},
+        {"gpio 3 unwritable", "ok"},
+        {"gpio 3 normal", "ok"},
+        {"gpio VCC unreadable", "error VCC is an output"},
+        {"gpio VINT unwritable", "error VINT is an input"},
+        {"gpio VCC broken", "error gpio LINE"},
+        {"gpio 4 normal", "error '4' is no line of this board"},
+        {"note blackout on", "ok"},
         {"backoff 5", "ok"},
         {"backoff 7", "error"},
         {"", "error unknown command ''"},
@@ -320,6 +378,15 @@ TEST(Controls, AreReadOrRefusedInWords)
     options.commands.clear();
     options.transcript = "/nowhere/transcript";
     EXPECT_THROW(Bench{options}, BenchError);
+    options.root = root.path("/third");
+    options.transcript.clear();
+    root.write("/day.scn", "at 1 -> network hom\n");
+    options.scenario = root.path("/day.scn");
+    EXPECT_THROW(Bench{options}, BenchError);
+    EXPECT_FALSE(root.exists("/third")) << "read before the tree is made";
+    root.write("/day.scn", "at 1 -> network home\n");
+    EXPECT_THAT(run_control_command(*std::make_unique<Bench>(options), "state"),
+                HasSubstr("scenario_left=1"));
 }
 
 } // namespace

@@ -36,10 +36,7 @@ GpioTree::GpioTree(const std::filesystem::path& root, BoardType board, FileWatch
     };
     board == BoardType::K7 ? add_pins(K7_PINS) : add_pins(QBX_PINS);
     std::filesystem::create_directories(base_);
-    write_atomically(base_ / "export", "");
-    export_watch_ = watcher_.add(base_ / "export", WATCHED, [this](std::uint32_t mask, const std::string&) {
-        export_writes_ += (mask & (IN_CLOSE_WRITE | IN_Q_OVERFLOW)) != 0 ? 1 : 0;
-    });
+    open_export();
     for (auto& [line, state] : pins_) {
         if (std::filesystem::exists(pin_path(state, "value"))) {
             export_pin(state);
@@ -53,6 +50,15 @@ GpioTree::~GpioTree()
     for (const auto& [line, state] : pins_) {
         watcher_.remove(state.watch);
     }
+}
+
+void GpioTree::open_export()
+{
+    watcher_.remove(export_watch_);
+    write_atomically(base_ / "export", "");
+    export_watch_ = watcher_.add(base_ / "export", WATCHED, [this](std::uint32_t mask, const std::string&) {
+        export_writes_ += (mask & (IN_CLOSE_WRITE | IN_Q_OVERFLOW)) != 0 ? 1 : 0;
+    });
 }
 
 std::filesystem::path GpioTree::pin_path(const PinState& state, const char* file) const
@@ -84,7 +90,7 @@ bool GpioTree::logical(const PinState& state)
 
 void GpioTree::store_value(PinState& state, const std::string& value)
 {
-    if (std::exchange(state.value, value) != value && state.exported) {
+    if (std::exchange(state.value, value) != value && state.exported && state.fault == GpioFault::NONE) {
         write_atomically(pin_path(state, "value"), value + "\n");
     }
 }
@@ -108,7 +114,8 @@ void GpioTree::export_pending()
     int number = -1;
     std::from_chars(text.data(), text.data() + text.size(), number);
     for (auto& [line, state] : pins_) {
-        if (!state.exported && (writes > 1 || text.empty() || state.pin.number == number)) {
+        const bool exportable = !state.exported && state.fault != GpioFault::UNEXPORTABLE;
+        if (exportable && (writes > 1 || text.empty() || state.pin.number == number)) {
             export_pin(state);
         }
     }
@@ -121,7 +128,7 @@ void GpioTree::export_pin(PinState& state)
     const auto direction = first_word(read_file(directory / "direction"));
     const auto value = first_word(read_file(directory / "value"));
     state.output = direction == "out";
-    if (direction.empty()) {
+    if (direction != "in" && direction != "out") {
         write_atomically(directory / "direction", "in\n");
     }
     state.exported = true;
@@ -133,6 +140,9 @@ void GpioTree::export_pin(PinState& state)
         state.value = value; // a former run's level
     } else {
         write_atomically(directory / "value", state.value + "\n"); // last: its presence says the pin is there
+    }
+    if (state.fault != GpioFault::NONE) {
+        put_files(state);
     }
 }
 

@@ -11,6 +11,14 @@
 
 namespace bench {
 
+/// How a line's files fail, as when the kernel's driver does.
+enum class GpioFault {
+    NONE,
+    UNEXPORTABLE, ///< writing its number to `export` fails
+    UNREADABLE,   ///< an input's value
+    UNWRITABLE,   ///< an output's direction and value: the line stays as it is
+};
+
 /// The kernel's sysfs GPIO interface (Documentation/ABI/obsolete/sysfs-gpio) as plain files below a root:
 /// `export` makes gpio<N>/direction and gpio<N>/value; "low" and "high" written to a direction read back as
 /// "out".
@@ -44,12 +52,18 @@ public:
     /// Logical level of an output as last seen; false while not exported or not an output.
     bool level(Line line) const;
 
+    /// What the files of a line do from now on, given its name or number. A line that is unexportable is the
+    /// only one left to export: a plain file cannot tell what was written to it. @throws BenchError for a
+    /// line that this board has not, and a fault that it cannot have
+    void fault(const std::string& line, GpioFault fault);
+
     /// Acts on everything seen since the last call; to be called at the end of a batch of events.
     void process();
 
 private:
     struct PinState {
         Pin pin;
+        GpioFault fault = GpioFault::NONE;
         bool exported = false;
         bool output = false;
         std::string value; ///< "0" or "1", as in the file
@@ -59,6 +73,11 @@ private:
         int watch = -1;
     };
 
+    PinState& find_pin(const std::string& line);
+    void unexport(PinState& state);
+    void open_export();
+    void block_export();
+    void put_files(const PinState& state);
     std::filesystem::path pin_path(const PinState& state, const char* file) const;
     void export_pending();
     void export_pin(PinState& state);

@@ -28,10 +28,18 @@ const char* text_of(PowerControl::State state)
     return "";
 }
 
+Scenario scenario_of(const Options& options)
+{
+    return options.scenario.empty() ? Scenario{} : read_scenario(options.scenario, check_control_command);
+}
+
 } // namespace
 
 Bench::Bench(const Options& options)
-    : options_(options), transcript_(loop_.timers()), signals_(open_signals()),
+    : options_(options), transcript_(loop_.timers()),
+      scenario_(loop_.timers(), transcript_, scenario_of(options),
+                [this](const std::string& line) { return run_control_command(*this, line); }),
+      signals_(open_signals()),
       control_(loop_, options.root,
                [this](const std::string& line) { return run_control_command(*this, line); }),
       watcher_(loop_), gpio_(options.root, options.board, watcher_),
@@ -43,6 +51,7 @@ Bench::Bench(const Options& options)
     if (!options.transcript.empty()) {
         transcript_.open(options.transcript);
     }
+    transcript_.on_note([this](std::string_view kind, EventFields fields) { scenario_.saw(kind, fields); });
     transcript_.note("bench", {options.module.family == Family::SARA ? "sara" : "toby",
                                options.board == BoardType::K7 ? "k7" : "qbx"});
     port_.on_use([this](bool opened) { transcript_.note("port", {opened ? "open" : "closed"}); });
@@ -193,17 +202,23 @@ void Bench::hang()
     module_.interpreter().hang();
 }
 
-void Bench::drop_port(std::chrono::milliseconds pause)
+void Bench::drop_port(std::optional<std::chrono::milliseconds> pause)
 {
     port_dropped_ = true;
     port_there(false);
     loop_.timers().cancel(port_timer_);
-    port_timer_ = loop_.timers().after(pause, [this] {
-        port_dropped_ = false;
-        if (module_.powered()) {
-            port_there(true);
-        }
-    });
+    if (pause) {
+        port_timer_ = loop_.timers().after(*pause, [this] { return_port(); });
+    }
+}
+
+void Bench::return_port()
+{
+    loop_.timers().cancel(port_timer_);
+    port_dropped_ = false;
+    if (module_.powered()) {
+        port_there(true);
+    }
 }
 
 void Bench::send_garbage(std::size_t bytes)
@@ -224,7 +239,8 @@ std::string Bench::state() const
            " vcc=" + (gpio_.level(Line::VCC) ? "1" : "0") +
            " pwron=" + (gpio_.level(Line::PWRON) ? "1" : "0") +
            " reset=" + (gpio_.level(Line::RESET) ? "1" : "0") +
-           " vint=" + (gpio_.level(Line::VINT) ? "0" : "1");
+           " vint=" + (gpio_.level(Line::VINT) ? "0" : "1") +
+           " scenario_left=" + std::to_string(scenario_.left());
 }
 
 void Bench::log(char direction, const std::string& text)

@@ -10,6 +10,7 @@
 #include "module/module.hpp"
 #include "module/nvm.hpp"
 #include "record/transcript.hpp"
+#include "scenario/scenario_player.hpp"
 
 #include <chrono>
 #include <optional>
@@ -32,12 +33,15 @@ public:
     // For the control commands.
     Module& module() { return module_; }
     void sim_lock(bool level) { gpio_.drive(Line::SIMLOCK, level); }
-    void drop_port(std::chrono::milliseconds pause);
+    void drop_port(std::optional<std::chrono::milliseconds> pause); ///< nothing: until return_port()
+    void return_port();
+    void gpio_fault(const std::string& line, GpioFault fault) { gpio_.fault(line, fault); }
     void reboot();
     void boot_time(std::optional<std::chrono::milliseconds> time) { power_.boot_time(time); }
     std::chrono::milliseconds usual_boot_time() const { return options_.boot_delay; }
     void hang(); ///< no answers any more, not even to +CPWROFF, until the module restarts
     void send_garbage(std::size_t bytes);
+    void note(const std::string& text) { transcript_.note("note", {text}); }
     void send_raw(std::string_view bytes) { port_.send(bytes); }
     std::string state() const;
 
@@ -59,6 +63,7 @@ private:
     Options options_;
     EventLoop loop_;
     Transcript transcript_;
+    ScenarioPlayer scenario_; ///< read before the tree is touched
     FileDescriptor signals_;
     ControlServer control_; ///< first of what touches the tree: it tells whether the tree is another bench's
     FileWatcher watcher_;
@@ -68,7 +73,7 @@ private:
     Module module_;
     PowerControl power_;
     TimerQueue::Id port_timer_ = 0;
-    bool port_dropped_ = false; ///< taken away by a test, comes back by itself
+    bool port_dropped_ = false; ///< taken away by a test
     bool port_stays_ = false;   ///< while the module goes down for a restart that the port outlives
 };
 

@@ -2,6 +2,7 @@
 
 #include "base/files.hpp"
 #include "control/control_table.hpp"
+#include "control/usage.hpp"
 
 #include <algorithm>
 #include <array>
@@ -23,7 +24,7 @@ const ControlRow& find_row(const std::string& name)
             }
         }
     }
-    throw BenchError("unknown command '" + name + "'");
+    throw BenchError("unknown command '" + name + "'; celld-sim --help tells them all");
 }
 
 } // namespace
@@ -36,6 +37,21 @@ std::string run_control_command(Bench& bench, const std::string& line)
         return text.empty() ? "ok" : "ok " + text;
     } catch (const BenchError& error) {
         return std::string("error ") + error.what();
+    }
+}
+
+std::optional<std::string> check_control_command(std::string_view line)
+{
+    Words words(line);
+    try {
+        const auto& row = find_row(words.next());
+        if (fits_usage(row.arguments, words.rest(), check_control_command)) {
+            return std::nullopt;
+        }
+        return "no command '" + std::string(line) + "'; it is '" + std::string(row.name) + " " +
+               std::string(row.arguments) + "'";
+    } catch (const BenchError& error) {
+        return error.what();
     }
 }
 

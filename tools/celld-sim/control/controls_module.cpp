@@ -16,10 +16,16 @@ std::string control_sim(Bench& bench, Words& words)
 {
     const auto slot = words.slot();
     const auto action = words.next();
-    if (action != "insert" && action != "remove") {
-        throw BenchError("sim internal|external insert|remove");
+    auto& module = bench.module();
+    if (action == "insert" || action == "remove") {
+        module.insert_card(slot, action == "insert");
+    } else if (action == "puk") {
+        module.sims().pin_attempts(slot, 0);
+    } else if (action == "busy") {
+        module.sims().keep_busy(slot, std::chrono::seconds(words.number(0, MAX_SECONDS)));
+    } else {
+        throw BenchError("sim internal|external insert|remove|puk, or busy SECONDS");
     }
-    bench.module().insert_card(slot, action == "insert");
     return "";
 }
 
@@ -32,18 +38,39 @@ std::string control_simlock(Bench& bench, Words& words)
 std::string control_pin_attempts(Bench& bench, Words& words)
 {
     const auto slot = words.slot();
-    bench.module().sims().card(slot).pin_attempts(words.number(0, SimCard::PIN_ATTEMPTS));
+    bench.module().sims().pin_attempts(slot, words.number(0, SimCard::PIN_ATTEMPTS));
     return "";
 }
 
 std::string control_port(Bench& bench, Words& words)
 {
-    if (words.next() != "drop") {
-        throw BenchError("port drop [SECONDS]");
+    const auto action = words.next();
+    if (action == "back") {
+        bench.return_port();
+    } else if (action != "drop") {
+        throw BenchError("port drop [SECONDS|never] or port back");
+    } else if (words.rest_is("never")) {
+        bench.drop_port({});
+    } else {
+        const int seconds = words.empty() ? DEFAULT_PORT_DROP_S : words.number(0, MAX_SECONDS);
+        bench.drop_port(std::chrono::seconds(seconds));
     }
-    const int seconds = words.empty() ? DEFAULT_PORT_DROP_S : words.number(0, MAX_SECONDS);
-    bench.drop_port(std::chrono::seconds(seconds));
     return "";
+}
+
+std::string control_gpio(Bench& bench, Words& words)
+{
+    constexpr std::array NAMES{
+        std::pair{"normal", GpioFault::NONE}, std::pair{"unexportable", GpioFault::UNEXPORTABLE},
+        std::pair{"unreadable", GpioFault::UNREADABLE}, std::pair{"unwritable", GpioFault::UNWRITABLE}};
+    const auto line = words.next();
+    for (const auto& [name, fault] : NAMES) {
+        if (words.rest_is(name)) {
+            bench.gpio_fault(line, fault);
+            return "";
+        }
+    }
+    throw BenchError("gpio LINE unexportable|unreadable|unwritable|normal");
 }
 
 std::string control_reboot(Bench& bench, Words&)
@@ -118,12 +145,16 @@ std::string control_garbage(Bench& bench, Words& words)
 }
 
 constexpr std::array ROWS{
-    ControlRow{"sim", control_sim, "internal|external insert|remove", "put a card in or take it out"},
+    ControlRow{"sim", control_sim, "internal|external insert|remove|puk / internal|external busy SECONDS",
+               "put a card in or take it out; its PIN is blocked; it is busy so long"},
     ControlRow{"simlock", control_simlock, "0|1", "level of the SIM-lock line"},
     ControlRow{"pin-attempts", control_pin_attempts, "internal|external N",
                "PIN attempts left on the card, 0 to 3"},
-    ControlRow{"port", control_port, "drop [SECONDS]",
-               "take the port away and bring it back (default after 3 s)"},
+    ControlRow{
+        "port", control_port, "drop [SECONDS|never] / back",
+        "take the port away and bring it back (default after 3 s); never: once it is told to come back"},
+    ControlRow{"gpio", control_gpio, "LINE unexportable|unreadable|unwritable|normal",
+               "what the files of a line, by name or number, do from now on"},
     ControlRow{"reboot", control_reboot, "", "the module restarts by itself"},
     ControlRow{"mute", control_mute, "on|off", "take commands without answering; no unsolicited lines"},
     ControlRow{"hang", control_hang, "", "as mute, until the module restarts"},

@@ -14,9 +14,9 @@ constexpr int MAX_OHM = 1'000'000;
 std::string control_network(Bench& bench, Words& words)
 {
     using Answer = Surroundings::Answer;
-    constexpr std::array NAMES{std::pair{"home", Answer::HOME}, std::pair{"roaming", Answer::ROAMING},
-                               std::pair{"denied", Answer::DENIED}, std::pair{"search", Answer::SEARCH},
-                               std::pair{"lost", Answer::LOST}};
+    constexpr std::array NAMES{std::pair{"home", Answer::HOME},     std::pair{"roaming", Answer::ROAMING},
+                               std::pair{"denied", Answer::DENIED}, std::pair{"emergency", Answer::EMERGENCY},
+                               std::pair{"search", Answer::SEARCH}, std::pair{"lost", Answer::LOST}};
     const auto word = words.next();
     for (const auto& [name, answer] : NAMES) {
         if (word == name) {
@@ -24,7 +24,7 @@ std::string control_network(Bench& bench, Words& words)
             return "";
         }
     }
-    throw BenchError("network home|roaming|denied|search|lost");
+    throw BenchError("network home|roaming|denied|emergency|search|lost");
 }
 
 std::string control_eps_only(Bench& bench, Words& words)
@@ -124,13 +124,13 @@ std::string control_operator_id(Bench& bench, Words& words)
 }
 
 constexpr std::array ROWS{
-    ControlRow{"network", control_network, "home|roaming|denied|search|lost",
+    ControlRow{"network", control_network, "home|roaming|denied|emergency|search|lost",
                "what the network answers from now on"},
     ControlRow{"eps-only", control_eps_only, "on|off", "subscription without the circuit-switched domain"},
     ControlRow{"rat", control_rat, "N", "access technology as in +CREG: 2 UTRAN, 7 E-UTRAN"},
-    ControlRow{"context", control_context, "lost|refused [TEXT]|silent|granted",
+    ControlRow{"context", control_context, "lost / refused [TEXT] / silent / granted",
                "the network takes the data contexts away; refuses new ones; leaves them unanswered; no more"},
-    ControlRow{"flap", control_flap, "registration MS|rat N MS|off",
+    ControlRow{"flap", control_flap, "registration MS / rat N MS / off",
                "registration or access technology changes to and fro each MS"},
     ControlRow{"backoff", control_backoff, "MODE [SECONDS]",
                "send +UUNFM; modes 0 to 3 count down in +UNFM?"},

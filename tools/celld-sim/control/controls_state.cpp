@@ -41,9 +41,16 @@ std::string control_journal(Bench& bench, Words& words)
     return text;
 }
 
+std::string control_note(Bench& bench, Words& words)
+{
+    bench.note(words.rest());
+    return "";
+}
+
 constexpr std::array ROWS{
     ControlRow{"state", control_state, "", "one line of key=value"},
     ControlRow{"journal", control_journal, "[clear]", "\"ok COUNT\" and the commands received, newest last"},
+    ControlRow{"note", control_note, "TEXT", "write it into the transcript"},
 };
 
 } // namespace

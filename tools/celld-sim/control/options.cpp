@@ -96,6 +96,8 @@ constexpr std::array ARGUMENTS{
              "keep the port while the module restarts by +CFUN=15 or 16"},
     Argument{"--do", "COMMAND", [](Options& o, const std::string& v) { o.commands.push_back(v); },
              "run a control command before the module starts; may be given again"},
+    Argument{"--scenario", "FILE", [](Options& o, const std::string& v) { o.scenario = v; },
+             "let control commands happen at times and upon events, one a line"},
     Argument{"--transcript", "FILE", [](Options& o, const std::string& v) { o.transcript = v; },
              "write what happens, each answer with its command"},
     Argument{"--check", "FILE", set_check, "name what a transcript shows to be wrong"},

@@ -24,6 +24,7 @@ struct Options {
     bool sim_lock = true;           ///< level of the SIM-lock line
     bool log = false;
     std::vector<std::string> commands{}; ///< of --do: control commands in force from the start
+    std::filesystem::path scenario{};    ///< empty: nothing happens by itself
     std::filesystem::path transcript{};  ///< empty: none is written
     std::string command;                 ///< of --send; a file of --check
 };

@@ -47,13 +47,17 @@ void Network::arrive()
 {
     switch (surroundings_.answer) {
     case Surroundings::Answer::HOME:
-        set_registered(Stat::HOME);
+        set_served(Stat::HOME);
         break;
     case Surroundings::Answer::ROAMING:
-        set_registered(Stat::ROAMING);
+        set_served(Stat::ROAMING);
         break;
     case Surroundings::Answer::DENIED:
         set(Stat::DENIED, Stat::DENIED, Stat::DENIED);
+        break;
+    case Surroundings::Answer::EMERGENCY:
+        set_served(
+            Stat::EMERGENCY); // of +CREG, too, though the clause knows no such value there: modules say it
         break;
     case Surroundings::Answer::SEARCH:
     case Surroundings::Answer::LOST:
@@ -62,7 +66,7 @@ void Network::arrive()
 }
 
 /// On E-UTRAN the packet service is EPS alone and "+CGREG" says not registered (3GPP TS 27.007, 10.1.20).
-void Network::set_registered(Stat stat)
+void Network::set_served(Stat stat)
 {
     const bool lte = surroundings_.act == ACT_EUTRAN;
     set(surroundings_.eps_only ? Stat::NOT_REGISTERED : stat, lte ? Stat::NOT_REGISTERED : stat,

@@ -9,7 +9,7 @@
 namespace bench {
 
 /// Numbers of 3GPP TS 27.007 clause 7.2 (+CREG <stat>).
-enum class Stat { NOT_REGISTERED = 0, HOME = 1, SEARCHING = 2, DENIED = 3, ROAMING = 5 };
+enum class Stat { NOT_REGISTERED = 0, HOME = 1, SEARCHING = 2, DENIED = 3, ROAMING = 5, EMERGENCY = 8 };
 
 /// Access technologies of 3GPP TS 27.007 clause 7.2 (<AcT>) that the bench tells apart.
 constexpr int ACT_UTRAN = 2;
@@ -17,7 +17,7 @@ constexpr int ACT_EUTRAN = 7;
 
 /// What the network around the module offers.
 struct Surroundings {
-    enum class Answer { HOME, ROAMING, DENIED, SEARCH, LOST };
+    enum class Answer { HOME, ROAMING, DENIED, EMERGENCY, SEARCH, LOST };
 
     Answer answer = Answer::HOME;
     bool eps_only = false;         ///< a subscription without the circuit-switched domain
@@ -71,7 +71,7 @@ private:
     void search();
     void arrive();
     void set(Stat cs, Stat ps, Stat eps);
-    void set_registered(Stat stat);
+    void set_served(Stat stat);
     void tell(Domain domain) const;
 
     TimerQueue& timers_;

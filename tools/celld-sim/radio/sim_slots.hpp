@@ -19,7 +19,7 @@ public:
         : timers_(timers), delay_(delay), cards_{std::move(internal), std::move(external)}
     {
     }
-    ~SimSlots() { timers_.cancel(timer_); }
+    ~SimSlots();
     SimSlots(const SimSlots&) = delete;
     SimSlots& operator=(const SimSlots&) = delete;
 
@@ -31,17 +31,24 @@ public:
     void power_down();
 
     Slot selected() const { return selected_; }
-    SimCard& card(Slot slot) { return cards_[static_cast<std::size_t>(slot)]; }
+    SimCard& card(Slot slot) { return cards_[index(slot)]; }
     SimCard& current() { return card(selected_); }
-    const SimCard& current() const { return cards_[static_cast<std::size_t>(selected_)]; }
+    const SimCard& current() const { return cards_[index(selected_)]; }
 
-    bool busy() const { return !powered_; }
-    bool ready() const { return powered_ && current().present && current().lock() == SimCard::Lock::READY; }
+    bool busy() const { return !powered_ || timers_.now() < busy_until_[index(selected_)]; }
+    bool ready() const { return !busy() && current().present && current().lock() == SimCard::Lock::READY; }
 
     /// A card was put into its holder or taken out; the selected one starts anew.
     void insert(Slot slot, bool present);
 
+    /// A card answers nothing but that it is busy for so long, whatever restarts meanwhile.
+    void keep_busy(Slot slot, std::chrono::milliseconds time);
+
+    /// PIN attempts left on a card; none: it wants its PUK.
+    void pin_attempts(Slot slot, int left);
+
 private:
+    static std::size_t index(Slot slot) { return static_cast<std::size_t>(slot); }
     void changed() const;
 
     TimerQueue& timers_;
@@ -51,6 +58,8 @@ private:
     Slot selected_ = Slot::INTERNAL;
     bool powered_ = false; ///< the selected card has answered its reset
     TimerQueue::Id timer_ = 0;
+    std::array<TimerQueue::TimePoint, 2> busy_until_{};
+    std::array<TimerQueue::Id, 2> busy_timers_{};
 };
 
 } // namespace bench

@@ -18,9 +18,16 @@ void Transcript::open(const std::filesystem::path& file)
 
 void Transcript::note(std::string_view kind, std::initializer_list<std::string_view> fields)
 {
-    if (!file_) {
-        return;
+    if (file_) {
+        write(kind, fields);
     }
+    if (on_note_) {
+        on_note_(kind, {fields.begin(), fields.size()});
+    }
+}
+
+void Transcript::write(std::string_view kind, std::initializer_list<std::string_view> fields)
+{
     auto line = std::to_string(now_ms()).append("\t").append(kind);
     for (const auto field : fields) {
         const auto begin = line.append("\t").size();

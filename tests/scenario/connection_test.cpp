@@ -34,12 +34,12 @@ TEST_F(Connection, ComesBackAfterTheModulesOwnRestartAndALostPort)
 TEST_F(Connection, EndsInRadioSilenceAndComesBackAfterIt)
 {
     connect({});
-    bus().blackout(true);
+    radio_silence(true);
     await_state(DISABLED);
     EXPECT_FALSE(supply());
     await_more_statuses(2);
     EXPECT_FALSE(supply());
-    bus().blackout(false);
+    radio_silence(false);
     await_state(CONNECTED);
     EXPECT_EQ(resets(), 1);
 }

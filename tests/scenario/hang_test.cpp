@@ -21,14 +21,14 @@ TEST_F(Hang, HoldsNeitherAStopNorRadioSilence)
     sim("journal clear");
     await("questions in vain", [this] { return journal().size() >= 2; });
     sim("journal clear");
-    bus().blackout(true);
+    radio_silence(true);
     await_state(DISABLED);
     EXPECT_FALSE(supply());
     const auto asked = journal();
     EXPECT_EQ(asked.back(), "+CPWROFF");
     EXPECT_LE(asked.size(), 2U) << "nothing but what was under way";
 
-    bus().blackout(false);
+    radio_silence(false);
     await_state(CONNECTED);
     sim("hang");
     sim("journal clear");

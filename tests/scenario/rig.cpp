@@ -1,6 +1,7 @@
 #include "scenario/rig.hpp"
 
 #include "control/control_server.hpp"
+#include "scenario/log_rules.hpp"
 #include "support/free_port.hpp"
 
 #include <algorithm>
@@ -48,6 +49,7 @@ void Rig::TearDown()
         for (const char* report : {"Sanitizer", "runtime error:"}) { // though celld may have lived on
             EXPECT_EQ(occurrences(root_.read(logs.back()), report), 0) << logs.back();
         }
+        EXPECT_THAT(log_violations(root_.read(logs.back())), testing::IsEmpty()) << logs.back();
     }
     for (const auto& violation : bench::check_transcript(root_.path(TRANSCRIPT))) {
         const bool known = excused_.count(violation.rule) != 0;
@@ -115,6 +117,12 @@ void Rig::connect(const Unit& unit)
     start_broker();
     start_celld();
     await_state(CONNECTED);
+}
+
+void Rig::radio_silence(bool on)
+{
+    sim(on ? "note blackout on" : "note blackout off");
+    bus_->blackout(on);
 }
 
 void Rig::await(const std::string& what, const std::function<bool()>& condition)
@@ -196,6 +204,17 @@ int Rig::commands(const std::string& prefix) const
 int Rig::said(const std::string& text) const
 {
     return occurrences(log(), text);
+}
+
+std::pair<std::size_t, std::size_t> Rig::threads_and_descriptors() const
+{
+    const std::filesystem::path process = "/proc/" + std::to_string(celld_.id());
+    const auto entries = [](const std::filesystem::path& directory) {
+        std::error_code gone; // with the process
+        const std::filesystem::directory_iterator all(directory, gone);
+        return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+    };
+    return {entries(process / "task"), entries(process / "fd")};
 }
 
 bool Rig::supply() const

@@ -13,6 +13,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace pb = ecu::kova::pb;
@@ -34,7 +35,7 @@ protected:
     };
 
     Rig();
-    /// The module's transcript must show nothing wrong, but for what is excused.
+    /// The module's transcript must show nothing wrong, but for what is excused, nor must celld's log.
     void TearDown() override;
     void excuse(bench::Rule rule) { excused_.insert(rule); }
 
@@ -46,6 +47,9 @@ protected:
     void start_celld(const std::vector<std::string>& words = {});
     /// All of these, until the connection stands and the backend is there.
     void connect(const Unit& unit);
+
+    /// Over the bus; the transcript is told, so that its check sees to the supply.
+    void radio_silence(bool on);
 
     void await(const std::string& what, const std::function<bool()>& condition);
     void await_state(State state);
@@ -61,6 +65,7 @@ protected:
     std::string sim(const std::string& command) const;
     std::vector<std::string> journal() const; ///< what the module was told behind "AT", oldest first
     int commands(const std::string& prefix) const;
+    std::pair<std::size_t, std::size_t> threads_and_descriptors() const; ///< of celld, as they are now
     bool supply() const; ///< the VCC line, as the board takes it
 
     int said(const std::string& text) const; ///< how often the present or last celld did

@@ -42,6 +42,8 @@ public:
         process_ = process;
     }
 
+    pid_t id() const { return process_; } ///< 0 when nothing runs
+
     void signal(int number) const
     {
         if (process_ != 0) {

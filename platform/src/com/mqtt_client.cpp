@@ -9,6 +9,7 @@
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace ecu::kova::com {
 
@@ -141,7 +142,7 @@ MqttWorker::End MqttWorker::run_session()
 {
     if (!settings_.client_id.empty() && !is_client_id(settings_.client_id)) {
         // The library's object would hold nothing, and end the process at the first touch.
-        report_failure("the client id is no text that MQTT takes");
+        report_failure({false, "the client id is no text that MQTT takes"});
         return End::FAILED;
     }
     const auto begin = steady_clock::now();
@@ -158,7 +159,7 @@ MqttWorker::End MqttWorker::run_session()
     }
     const auto lived = std::chrono::floor<Retries::Delay>(steady_clock::now() - begin);
     retries_.failed({lived, session.was_connected(), session.was_hung_up_on()});
-    report_failure(reason(session));
+    report_failure(failure_of(session));
     return end;
 }
 
@@ -212,6 +213,7 @@ void MqttWorker::session_connected()
     failure_reported_ = false;
     {
         const threads::MutexLock lock(mutex_);
+        failure_.reset();
         const auto filters = subscriptions_.filters();
         unsent_filters_.insert(filters.begin(), filters.end());
     }
@@ -239,21 +241,31 @@ bool MqttWorker::hand_over(MqttSession& session)
 }
 
 /// MQTT 3.1.1 has no word for it: the broker hangs up on the one client when another of its id comes (3.1.4).
-std::string MqttWorker::reason(const MqttSession& session) const
+ConnectionFailure MqttWorker::failure_of(const MqttSession& session) const
 {
     if (retries_.id_seems_taken()) {
-        return "the broker keeps hanging up: the client id '" + settings_.client_id + "' is in use elsewhere";
+        return {true, "the broker keeps hanging up: the client id '" + settings_.client_id +
+                          "' is in use elsewhere"};
     }
-    return session.failure().empty() ? "the broker does not answer" : session.failure();
+    return {session.was_refused(),
+            session.failure().empty() ? "the broker does not answer" : session.failure()};
+}
+
+std::optional<ConnectionFailure> MqttWorker::failure() const
+{
+    const threads::MutexLock lock(mutex_);
+    return failure_;
 }
 
 /// The first of a row at WARNING: a broker that stays away for a day must not fill the log.
-void MqttWorker::report_failure(const std::string& why)
+void MqttWorker::report_failure(ConnectionFailure failure)
 {
     const auto level = failure_reported_ ? logging::Level::DEBUG : logging::Level::WARNING;
-    logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ", why,
+    logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ", failure.reason,
                    "; trying again for ever, next in ", retries_.delay().count(), " s");
     failure_reported_ = true;
+    const threads::MutexLock lock(mutex_);
+    failure_ = std::move(failure);
 }
 
 void MqttWorker::rest()
@@ -325,6 +337,11 @@ bool MqttClient::is_connected() const
 bool MqttClient::last_will(const std::string& topic, const Message& message)
 {
     return worker_->last_will(topic, message);
+}
+
+std::optional<ConnectionFailure> MqttClient::connection_failure() const
+{
+    return worker_->failure();
 }
 
 } // namespace ecu::kova::com

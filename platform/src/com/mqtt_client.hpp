@@ -49,6 +49,7 @@ public:
     bool subscribe(const std::string& topic, std::weak_ptr<ISubscriptionObserver> observer);
     bool last_will(const std::string& topic, const Message& message);
     Outbox& outbox() { return outbox_; }
+    std::optional<ConnectionFailure> failure() const;
 
 private:
     void received(const std::string& topic, const Message& message) override;
@@ -62,9 +63,9 @@ private:
     void session_connected();
     bool is_to_be_replaced(const MqttSession& session);
     std::optional<Will> will_for_a_session();
-    std::string reason(const MqttSession& session) const;
+    ConnectionFailure failure_of(const MqttSession& session) const;
     bool hand_over(MqttSession& session);
-    void report_failure(const std::string& why);
+    void report_failure(ConnectionFailure failure);
     void rest();
     void wake();
     void clear_wake();
@@ -76,10 +77,11 @@ private:
     int wake_descriptor_ = -1; // eventfd(2): something to send, or the end
     std::atomic<bool> stopping_{false};
 
-    threads::Mutex mutex_;
+    mutable threads::Mutex mutex_;
     std::set<std::string> unsent_filters_ THREADS_GUARDED_BY(mutex_);
     std::optional<Will> will_ THREADS_GUARDED_BY(mutex_);
     bool will_is_new_ THREADS_GUARDED_BY(mutex_) = false; // no session has been given it yet
+    std::optional<ConnectionFailure> failure_ THREADS_GUARDED_BY(mutex_);
     bool ended_ THREADS_GUARDED_BY(mutex_) = false;
     std::condition_variable ended_changed_;
 
@@ -100,6 +102,7 @@ public:
     bool flush(std::chrono::milliseconds timeout) override;
     bool is_connected() const override;
     bool last_will(const std::string& topic, const Message& message) override;
+    std::optional<ConnectionFailure> connection_failure() const override;
 
 private:
     std::shared_ptr<MqttWorker> worker_;

@@ -23,6 +23,7 @@ namespace {
 constexpr int DEFAULT_PORT = 1883;               // IANA, mqtt
 constexpr std::size_t LONGEST_CLIENT_ID = 65535; // bytes; MQTT 3.1.1, 1.5.3
 constexpr int IDENTIFIER_REJECTED = 2;           // MQTT 3.1.1, 3.2.2.3
+constexpr int SERVER_UNAVAILABLE = 3;            // likewise: another try may find it ready
 constexpr int KEEP_ALIVE_S = 30;                 // a broker whose host has vanished is noticed within 45 s
 constexpr int MOST_PACKETS = 100; // read in one go, so that a flood does not keep the outbox waiting
 constexpr std::size_t LARGEST_RECEIVED = 1024UL * 1024UL; // bytes; nothing on this bus comes near
@@ -190,6 +191,7 @@ void MqttSession::on_subscribe(int /*message_id*/, int count, const int* granted
 void MqttSession::on_connect(int code)
 {
     connected_ = code == 0;
+    refused_ = code != 0 && code != SERVER_UNAVAILABLE;
     if (code == IDENTIFIER_REJECTED) {
         failure_ = "the broker refused: the client id '" + settings_.client_id +
                    "' is not to its liking, or is in use elsewhere";

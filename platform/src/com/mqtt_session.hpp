@@ -63,6 +63,8 @@ public:
     bool has_subscribed() const { return subscribed_; }
     /// Whether it was the broker that ended a connection which it had accepted.
     bool was_hung_up_on() const { return connected_ && hung_up_on_; }
+    /// Whether the broker answered, and that it will not have this client: its id or its login.
+    bool was_refused() const { return refused_; }
     /// Why the session is over.
     const std::string& failure() const { return failure_; }
 
@@ -92,6 +94,7 @@ private:
     bool connected_ = false;
     bool subscribed_ = false;
     bool hung_up_on_ = false;
+    bool refused_ = false;
     std::string failure_;
     std::list<Sent> sent_; // not acknowledged yet; a list, as the library writes into an element
 };

@@ -217,9 +217,11 @@ TEST_F(Mqtt, SaysWhatItWasToldAndHearsWhatTheBrokerSays)
 TEST_F(Mqtt, AConnectionThatFailsIsToldOnceInItsOwnWords)
 {
     ScriptedBroker scripted(broker.port());
-    for (const auto& [code, words] :
-         {std::pair{"\2"s, "the broker refused: the client id 'daemon' is not to its liking, or is in use"},
-          {"\5"s, "the broker refused: Connection Refused: not authorised"}}) {
+    for (const auto& [code, is_final, words] :
+         {std::tuple{"\2"s, true,
+                     "the broker refused: the client id 'daemon' is not to its liking, or is in use"},
+          {"\3"s, false, "the broker refused: Connection Refused: broker unavailable"},
+          {"\5"s, true, "the broker refused: Connection Refused: not authorised"}}) {
         const LogCapture log;
         const auto daemon = client("daemon");
         scripted.accept_client();
@@ -228,6 +230,9 @@ TEST_F(Mqtt, AConnectionThatFailsIsToldOnceInItsOwnWords)
             eventually([&, text = words] { return log.contains(logging::Level::WARNING, text); }, PATIENCE))
             << log;
         EXPECT_FALSE(daemon->is_connected());
+        EXPECT_TRUE(eventually([&] { return daemon->connection_failure().has_value(); }, PATIENCE));
+        EXPECT_EQ(daemon->connection_failure()->refused, is_final);
+        EXPECT_THAT(daemon->connection_failure()->reason, StartsWith(words));
     }
 }
 
@@ -269,8 +274,10 @@ TEST_F(Mqtt, ABrokerThatIsAbsentHoldsUpNobodyAndGetsTheStateLater)
                                          StartsWith("setting the user name failed")))
             << delay;
     }
+    EXPECT_FALSE(daemon->connection_failure().value().refused);
     broker.start();
     EXPECT_TRUE(daemon->flush(PATIENCE));
+    EXPECT_FALSE(daemon->connection_failure().has_value());
     const auto late = client("late");
     late->subscribe("system/#", observer);
     EXPECT_THAT(observer->wait_for(1, PATIENCE), ElementsAre("system/modem/status kept: first"));

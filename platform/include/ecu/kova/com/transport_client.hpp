@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,6 +46,12 @@ public:
     virtual void message(const std::string& topic, const Message& message) = 0;
 };
 
+/// Why there is no connection to the bus.
+struct ConnectionFailure {
+    bool refused = false; ///< the broker was there and said no: to the login or to the client id
+    std::string reason;   ///< one line
+};
+
 /// A connection to the unit's bus. Every operation may be called from any thread and none waits for the
 /// broker, save `flush`.
 class ITransportClient {
@@ -72,6 +79,10 @@ public:
     /// for a topic or a payload (65535 bytes) that cannot be a will, and for a client that has none to offer.
     /// Optional in a platform library.
     virtual bool last_will(const std::string& /*topic*/, const Message& /*message*/) { return false; }
+
+    /// Why the last try for a connection failed, or the last connection ended; nothing while there is one,
+    /// and before the first try has failed. Optional in a platform library.
+    virtual std::optional<ConnectionFailure> connection_failure() const { return std::nullopt; }
 };
 
 enum class TransportType {

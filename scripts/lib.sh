@@ -4,7 +4,7 @@
 # Everything that `cmake --preset release` needs, and the broker.
 BUILD_PACKAGES=(
     g++ cmake ninja-build pkg-config protobuf-compiler libprotobuf-dev libmosquittopp-dev libsystemd-dev
-    libgtest-dev libgmock-dev nlohmann-json3-dev mosquitto ca-certificates
+    libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev mosquitto ca-certificates
 )
 
 # What the sanitizers' builds need besides: the compiler, its runtime libraries (libFuzzer's too), and what turns the

@@ -1,57 +1,75 @@
 #include "bus/publish.hpp"
+#include "bus_link.hpp"
 #include "verbs.hpp"
+
+#include <array>
+#include <memory>
 
 namespace celldctl {
 
 namespace {
 
+using namespace std::chrono_literals;
 using ecu::kova::pb::BackendProxyStatus;
 
-BackendProxyStatus status_from(const std::optional<std::string>& word)
+constexpr auto TOPIC = "be/status";
+constexpr auto CONNECT_TIMEOUT = 5s;
+constexpr auto FIRST_CONNECTION = 10s; // of what then goes on for ever
+constexpr auto SEND_TIMEOUT = 5s;
+constexpr std::array WORDS{"connected", "disconnected"};
+
+struct Settings {
+    std::string word;
+    std::optional<std::chrono::seconds> interval;
+    std::optional<std::chrono::seconds> timeout;
+};
+
+BackendProxyStatus status_from(const std::string& word)
 {
     BackendProxyStatus status;
-    if (word == "connected") {
-        status.set_status(BackendProxyStatus::BACKEND_CONNECTED);
-    } else if (word == "disconnected") {
-        status.set_status(BackendProxyStatus::BACKEND_DISCONNECTED);
-    } else {
-        throw UsageError("backend needs 'connected' or 'disconnected'");
-    }
+    status.set_status(word == "connected" ? BackendProxyStatus::BACKEND_CONNECTED
+                                          : BackendProxyStatus::BACKEND_DISCONNECTED);
     return status;
 }
 
-/// Until a signal: a broker that comes late or goes meanwhile is the client's business.
-int repeat(Session& session, const BackendProxyStatus& status, std::chrono::seconds interval)
+int publish_once(Session& session, const Settings& settings)
 {
-    auto client = session.connect_in_background();
+    BusLink link(session.broker);
+    link.wait_until_connected(session.signals, patience(settings.timeout, CONNECT_TIMEOUT));
+    utils::publish_protobuf(link.shared(), status_from(settings.word), TOPIC, true);
+    if (!link.client().flush(SEND_TIMEOUT)) {
+        throw Failure(NO_CONNECTION, "the status was not sent to " + link.broker());
+    }
+    return SUCCESS;
+}
+
+/// Until a signal. A broker that goes meanwhile is told of once, and the client tries again for ever.
+int repeat(Session& session, const Settings& settings)
+{
+    BusLink link(session.broker);
+    link.wait_until_connected(session.signals, {settings.timeout.value_or(FIRST_CONNECTION), true});
+    bool told = false;
     do {
-        utils::publish_protobuf(client, status, "be/status", true);
-    } while (!session.stop.wait(interval));
+        utils::publish_protobuf(link.shared(), status_from(settings.word), TOPIC, true);
+        if (!link.is_connected() && !told) {
+            complain(std::string(link.no_connection().what()) + "; trying again");
+        }
+        told = !link.is_connected();
+    } while (!session.signals.wait(*settings.interval));
     return SUCCESS;
 }
 
 } // namespace
 
-int backend(Session& session, Arguments& arguments)
+Run backend(Options& options)
 {
-    constexpr auto SEND_TIMEOUT = std::chrono::seconds(5);
-
-    const auto interval = arguments.take_seconds("--interval");
-    const auto status = status_from(arguments.take_word());
-    arguments.expect_none();
-    if (interval) {
-        return repeat(session, status, *interval);
-    }
-    auto client = session.connect();
-    if (!client) {
-        return FAILURE;
-    }
-    utils::publish_protobuf(client, status, "be/status", true);
-    if (!client->flush(SEND_TIMEOUT)) {
-        complain("the status was not sent");
-        return FAILURE;
-    }
-    return SUCCESS;
+    const auto settings = std::make_shared<Settings>();
+    options.one_of("STATUS", settings->word, WORDS, "connected or disconnected");
+    options.seconds("--interval", settings->interval, "publish it again and again, until interrupted");
+    options.seconds("--timeout", settings->timeout, "try that long to reach the broker");
+    return [settings](Session& session) {
+        return settings->interval ? repeat(session, *settings) : publish_once(session, *settings);
+    };
 }
 
 } // namespace celldctl

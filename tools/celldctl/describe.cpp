@@ -1,13 +1,14 @@
 #include "describe.hpp"
 
 #include "bus/message_adapter.hpp"
-#include "fields.hpp"
+#include "utils/strings.hpp"
 
 #include <ecu/kova/rt/signal_adapter.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <vector>
 
 namespace celldctl {
 
@@ -101,16 +102,21 @@ void add_fields(Fields& out, const pb::ModemSimInformation& information)
     if (information.has_active()) {
         out.add("active", pb::ModemSimType_Name(information.active()));
     }
+    std::vector<Fields> sims;
     for (const auto& sim : information.sim()) {
+        auto& fields = sims.emplace_back();
         if (sim.has_type()) {
-            out.add("sim", pb::ModemSimType_Name(sim.type()));
+            fields.add("sim", pb::ModemSimType_Name(sim.type()));
         }
         if (sim.has_iccid()) {
-            out.add_text("iccid", sim.iccid());
+            fields.add_text("iccid", sim.iccid());
         }
         if (sim.has_imsi()) {
-            out.add_text("imsi", sim.imsi());
+            fields.add_text("imsi", sim.imsi());
         }
+    }
+    if (!sims.empty()) {
+        out.add_list("sims", std::move(sims));
     }
 }
 
@@ -121,18 +127,51 @@ void add_fields(Fields& out, const pb::BackendProxyStatus& status)
     }
 }
 
+Description noted(std::string note, const com::Message& message, bool malformed)
+{
+    Description description;
+    description.payload = hex(message.payload());
+    description.text = "(" + note + ")" + (message.payload().empty() ? "" : " ") + description.payload;
+    description.note = std::move(note);
+    description.malformed = malformed;
+    return description;
+}
+
+Description described(Fields fields, const char* without)
+{
+    Description description;
+    if (fields.empty()) {
+        description.note = without;
+        description.text = std::string("(") + without + ")";
+    } else {
+        description.text = fields.line();
+    }
+    description.fields = std::move(fields);
+    return description;
+}
+
+/// The codes of DeserializeResult.
+std::string reason(int code)
+{
+    constexpr std::array REASONS{"shorter than its header", "its header cannot be read",
+                                 "its protocol type is \"not used\"", "its header length is not 18",
+                                 "its body is cut short or no message of this topic"};
+    const auto index = static_cast<std::size_t>(code) - 1;
+    return index < REASONS.size() ? REASONS[index] : "code " + std::to_string(code);
+}
+
 template <class T>
 Description framed(const com::Message& message)
 {
-    const auto result = com::PbInternalMessageAdapter<T>().deserialize(message);
+    com::PbInternalMessageAdapter<T> adapter;
+    adapter.log_refusals(false);
+    const auto result = adapter.deserialize(message);
     if (!result) {
-        return {"(no frame of this topic, code " + std::to_string(result.code) + ") " +
-                    hex(message.payload()),
-                {}};
+        return noted("no frame of this topic: " + reason(result.code), message, true);
     }
     Fields fields;
     add_fields(fields, result.value);
-    Description description{fields.line().empty() ? "(no field is set)" : fields.line(), {}};
+    auto description = described(std::move(fields), "no field is set");
     if constexpr (std::is_same_v<T, pb::ModemStatus>) {
         if (result.value.has_state()) {
             description.state = result.value.state();
@@ -163,44 +202,65 @@ Description signals(const com::Message& message)
 {
     const auto group = rt::SignalAdapter::instance().unpack(message);
     if (!group) {
-        return {"(" + group.error() + ") " + hex(message.payload()), {}};
+        return noted(printable(group.error()), message, true);
     }
     Fields fields;
     for (const auto& [name, data] : group.value().signals()) {
         add_signal(fields, name, data);
     }
-    return {fields.line().empty() ? "(no signal in the group)" : fields.line(), {}};
+    return described(std::move(fields), "no signal in the group");
 }
 
 struct Decoder {
     const char* topic;
+    Kind kind;
     Description (*decode)(const com::Message&);
 };
 
 constexpr std::array DECODERS{
-    Decoder{"system/modem/status", &framed<pb::ModemStatus>},
-    Decoder{"system/modem/hardware", &framed<pb::ModemHardware>},
-    Decoder{"system/modem/sim", &framed<pb::ModemSimInformation>},
-    Decoder{"system/modem/registration", &framed<pb::ModemRegistration>},
-    Decoder{"be/status", &framed<pb::BackendProxyStatus>},
+    Decoder{"system/modem/status", Kind::STATUS, &framed<pb::ModemStatus>},
+    Decoder{"system/modem/hardware", Kind::HARDWARE, &framed<pb::ModemHardware>},
+    Decoder{"system/modem/sim", Kind::SIM, &framed<pb::ModemSimInformation>},
+    Decoder{"system/modem/registration", Kind::REGISTRATION, &framed<pb::ModemRegistration>},
+    Decoder{"be/status", Kind::BACKEND, &framed<pb::BackendProxyStatus>},
 };
+constexpr std::string_view SIGNALS_BELOW = "rt/";
 
-} // namespace
+Kind kind_of(const std::string& topic)
+{
+    for (const auto& decoder : DECODERS) {
+        if (topic == decoder.topic) {
+            return decoder.kind;
+        }
+    }
+    return topic.rfind(SIGNALS_BELOW, 0) == 0 ? Kind::SIGNALS : Kind::OTHER;
+}
 
-Description describe(const std::string& topic, const com::Message& message)
+Description decode(const std::string& topic, const com::Message& message)
 {
     if (message.payload().empty()) {
-        return {"(empty: the topic is cleared)", {}};
+        return noted("empty: the topic is cleared", message, false);
     }
     for (const auto& decoder : DECODERS) {
         if (topic == decoder.topic) {
             return decoder.decode(message);
         }
     }
-    if (topic.rfind("rt/", 0) == 0) {
-        return signals(message);
-    }
-    return {"(unknown topic) " + hex(message.payload()), {}};
+    return topic.rfind(SIGNALS_BELOW, 0) == 0 ? signals(message) : noted("unknown topic", message, false);
+}
+
+} // namespace
+
+const char* word(Kind kind)
+{
+    return KIND_WORDS.at(static_cast<std::size_t>(kind));
+}
+
+Description describe(const std::string& topic, const com::Message& message)
+{
+    auto description = decode(topic, message);
+    description.kind = kind_of(topic);
+    return description;
 }
 
 std::optional<ModemState> modem_state(std::string name)
@@ -213,6 +273,26 @@ std::optional<ModemState> modem_state(std::string name)
         return std::nullopt;
     }
     return state;
+}
+
+utils::Words modem_state_words()
+{
+    static const auto NAMES = [] {
+        std::vector<std::string> names;
+        for (int value = pb::ModemStatus::ModemState_MIN; value <= pb::ModemStatus::ModemState_MAX; ++value) {
+            names.push_back(utils::lower_case(
+                pb::ModemStatus::ModemState_Name(static_cast<pb::ModemStatus::ModemState>(value))));
+        }
+        return names;
+    }();
+    static const auto WORDS = [] {
+        std::vector<const char*> words;
+        for (const auto& name : NAMES) {
+            words.push_back(name.c_str());
+        }
+        return words;
+    }();
+    return WORDS;
 }
 
 } // namespace celldctl

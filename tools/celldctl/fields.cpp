@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 namespace celldctl {
 
@@ -40,20 +41,66 @@ std::string without_c1(const std::string& utf8)
 
 void Fields::add(std::string_view name, std::string_view word)
 {
-    if (!line_.empty()) {
-        line_ += ' ';
-    }
-    line_.append(name).append("=").append(word);
+    fields_.push_back({std::string(name), std::string(word), std::string(word)});
 }
 
 void Fields::add_number(std::string_view name, std::int64_t number)
 {
-    add(name, std::to_string(number));
+    fields_.push_back({std::string(name), number, std::to_string(number)});
 }
 
 void Fields::add_text(std::string_view name, std::string_view text)
 {
-    add(name, '"' + printable(text) + '"');
+    fields_.push_back({std::string(name), std::string(text), '"' + printable(text) + '"'});
+}
+
+void Fields::add_list(std::string_view name, std::vector<Fields> list)
+{
+    std::string shown;
+    for (const auto& fields : list) {
+        shown += (shown.empty() ? "" : " ") + fields.line();
+    }
+    fields_.push_back({std::string(name), std::move(list), std::move(shown)});
+}
+
+void Fields::add_gone(std::string_view name)
+{
+    fields_.push_back({std::string(name), nullptr, "--"});
+}
+
+std::string Fields::line() const
+{
+    std::string line;
+    for (const auto& field : fields_) {
+        const bool is_list = std::holds_alternative<std::vector<Fields>>(field.value);
+        const auto pair = is_list ? field.shown : field.name + "=" + field.shown;
+        line += (line.empty() || pair.empty() ? "" : " ") + pair;
+    }
+    return line;
+}
+
+Fields Fields::changed_since(const Fields& before) const
+{
+    Fields changed;
+    for (const auto& field : fields_) {
+        const auto* const old = before.find(field.name);
+        if (old == nullptr || old->shown != field.shown) {
+            changed.fields_.push_back(field);
+        }
+    }
+    for (const auto& old : before.fields_) {
+        if (find(old.name) == nullptr) {
+            changed.add_gone(old.name);
+        }
+    }
+    return changed;
+}
+
+const Fields::Field* Fields::find(std::string_view name) const
+{
+    const auto found = std::find_if(fields_.begin(), fields_.end(),
+                                    [name](const auto& field) { return field.name == name; });
+    return found == fields_.end() ? nullptr : &*found;
 }
 
 std::string printable(std::string_view text)

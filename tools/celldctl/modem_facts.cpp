@@ -1,6 +1,7 @@
 #include "modem_facts.hpp"
 
 #include "fields.hpp"
+#include "freshness.hpp"
 
 #include <algorithm>
 
@@ -117,12 +118,26 @@ void add_sims(ModemFacts& facts, const pb::ModemSimInformation& information)
     }
 }
 
+void add_ages(ModemFacts& facts, const Snapshot& snapshot, std::optional<std::int64_t> now_ns)
+{
+    for (const auto& piece : snapshot.pieces()) {
+        const auto known = age(piece.stamp_ns, now_ns);
+        facts.ages_s.emplace_back(piece.name, known ? std::optional(known->count()) : std::nullopt);
+    }
+    const auto& status = snapshot.status;
+    const auto status_age = age(status.stamp_ns, now_ns);
+    facts.stale = status.presence == Presence::PRESENT && status.retained && now_ns &&
+                  (!status_age || *status_age > LONGEST_SILENCE);
+    facts.connected = facts.connected && !facts.stale;
+}
+
 } // namespace
 
-ModemFacts facts_of(const Snapshot& snapshot)
+ModemFacts facts_of(const Snapshot& snapshot, std::optional<std::int64_t> now_ns)
 {
     ModemFacts facts;
     add_status(facts, snapshot.status.value);
+    add_ages(facts, snapshot, now_ns);
     add_registration(facts, snapshot.status.value.registration());
     add_registration(facts, snapshot.registration.value);
     add_sims(facts, snapshot.sim.value);

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace celldctl {
@@ -19,8 +21,12 @@ struct SimFacts {
 /// What is known of the modem; nothing stands for what is not. Texts are as they came: any bytes. Words are
 /// the names of the bus's enumerations.
 struct ModemFacts {
-    bool connected = false;   ///< the state is CONNECTED
+    bool connected = false;   ///< the state is CONNECTED, and the status not stale
     bool daemon_gone = false; ///< the status is the daemon's last will
+    bool stale = false;       ///< the status is retained, and older than a daemon that lives would let it be
+
+    /// Of each message of the snapshot: seconds since it was sent, where that is known.
+    std::vector<std::pair<std::string_view, std::optional<std::int64_t>>> ages_s;
 
     std::optional<std::string> state;
     std::optional<std::string> reset_reason;
@@ -54,7 +60,8 @@ struct ModemFacts {
 constexpr std::int64_t MOST_BARS = 5;
 constexpr std::size_t MOST_SIMS = 8; // a unit has two; a screen has an end
 
-/// Where two messages say the same, the one of its own topic goes before the status.
-ModemFacts facts_of(const Snapshot& snapshot);
+/// Where two messages say the same, the one of its own topic goes before the status. `now_ns` is the time
+/// since boot of the host that the daemon runs on, where it is known.
+ModemFacts facts_of(const Snapshot& snapshot, std::optional<std::int64_t> now_ns);
 
 } // namespace celldctl

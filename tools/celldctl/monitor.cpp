@@ -1,115 +1,147 @@
-#include "describe.hpp"
-#include "fields.hpp"
+#include "bus_link.hpp"
+#include "events.hpp"
+#include "freshness.hpp"
+#include "link_watch.hpp"
+#include "snapshot_observer.hpp"
 #include "verbs.hpp"
 
-#include <array>
-#include <atomic>
-#include <cstdio>
-#include <ctime>
-#include <iomanip>
-#include <iostream>
+#include <algorithm>
+#include <memory>
 
 namespace celldctl {
 
 namespace {
 
 using namespace std::chrono_literals;
-namespace com = ecu::kova::com;
+using Clock = std::chrono::steady_clock;
 
-constexpr std::array TOPICS{"system/modem/#", "rt/system/#", "be/status"};
-constexpr auto LOOK_AGAIN = 50ms; // between a message that ends the monitoring and its end
-constexpr int TOPIC_WIDTH = 30;   // the usual topics in a column; the longest antenna topics stand out
+constexpr auto LOOK_AGAIN = 50ms; // between a message and its line at worst
+constexpr auto FIRST_CONNECTION = 10s;
 
-std::string time_of_day()
-{
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    std::tm utc{};
-    gmtime_r(&now.tv_sec, &utc);
-    std::array<char, 32> text{};
-    static_cast<void>(std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03ldZ", utc.tm_hour,
-                                    utc.tm_min, utc.tm_sec, now.tv_nsec / 1'000'000 % 1000));
-    return text.data();
-}
-
-/// Prints on the client's thread, the only one that uses standard output meanwhile.
-class Printer final : public com::ISubscriptionObserver {
-public:
-    explicit Printer(std::optional<ModemState> wanted) : wanted_(wanted) {}
-
-    void message(const std::string& topic, const com::Message& message) override
-    {
-        const auto description = describe(topic, message);
-        std::cout << time_of_day() << "  " << std::left << std::setw(TOPIC_WIDTH) << printable(topic) << ' '
-                  << description.text << (message.retained() ? "  (retained)" : "") << std::endl;
-        if (!std::cout) {
-            output_gone_ = true;
-        }
-        if (wanted_ && description.state == wanted_) {
-            reached_ = true;
-        }
-    }
-
-    bool reached() const { return reached_; }
-    bool output_gone() const { return output_gone_; }
-
-private:
-    const std::optional<ModemState> wanted_;
-    std::atomic<bool> reached_{false};
-    std::atomic<bool> output_gone_{false};
+struct Settings {
+    bool json = false;
+    bool changes = false;
+    bool date = false;
+    std::vector<std::string> only; ///< words of kinds; empty: all
+    std::string until;             ///< empty: no state is waited for
+    std::optional<std::chrono::seconds> timeout;
 };
 
-std::optional<ModemState> wanted_state(Arguments& arguments)
-{
-    const auto name = arguments.take_option("--until");
-    if (!name) {
-        return std::nullopt;
+class Monitor {
+public:
+    Monitor(Session& session, const Settings& settings)
+        : session_(session), settings_(settings), link_(session.broker), connection_(link_)
+    {
+        if (!settings_.until.empty()) {
+            wanted_ = modem_state(settings_.until);
+        }
     }
-    const auto state = modem_state(*name);
-    if (!state) {
-        throw UsageError("--until needs a modem state such as 'connected', not '" + *name + "'");
-    }
-    return state;
-}
 
-int watch(Session& session, const Printer& printer, bool waits_for_state,
-          std::optional<std::chrono::seconds> timeout)
-{
-    const auto begin = std::chrono::steady_clock::now();
-    while (!session.stop.wait(LOOK_AGAIN)) {
-        if (printer.reached()) {
-            return SUCCESS;
+    int run()
+    {
+        const auto begin = Clock::now();
+        for (const auto* const topic : MONITORED_TOPICS) {
+            link_.subscribe(topic, feed_);
         }
-        if (printer.output_gone()) {
-            complain("standard output cannot be written");
-            return FAILURE;
-        }
-        if (timeout && std::chrono::steady_clock::now() - begin >= *timeout) {
-            if (waits_for_state) {
-                complain("the state was not reached within " + std::to_string(timeout->count()) + " s");
+        link_.wait_until_connected(session_.signals, {settings_.timeout.value_or(FIRST_CONNECTION), true});
+        while (!session_.signals.wait(LOOK_AGAIN)) {
+            show_news();
+            if (reached_) {
+                return SUCCESS;
             }
-            break;
+            session_.output.check_reader();
+            if (settings_.timeout && Clock::now() - begin >= *settings_.timeout) {
+                return time_over();
+            }
+        }
+        if (wanted_) {
+            throw Failure(BY_SIGNAL + session_.signals.ending(), "interrupted");
+        }
+        return status_of_what_came();
+    }
+
+private:
+    void show_news()
+    {
+        if (const auto event = connection_.news()) {
+            show(*event);
+        }
+        if (const auto dropped = feed_->take_dropped(); dropped > 0) {
+            complain(std::to_string(dropped) +
+                     " messages are left out: they come faster than they can be written");
+        }
+        while (const auto heard = feed_->next()) {
+            take(*heard);
         }
     }
-    return waits_for_state ? FAILURE : SUCCESS;
-}
+
+    void take(const Heard& heard)
+    {
+        const auto now_ns = now_of(link_.is_local());
+        auto event = event_of(heard, now_ns);
+        malformed_ += event.what.malformed ? 1 : 0;
+        if (wanted_ && event.what.state == wanted_ && is_current(heard.message, now_ns)) {
+            reached_ = true;
+        }
+        if (!settings_.only.empty() && std::find(settings_.only.begin(), settings_.only.end(),
+                                                 word(event.what.kind)) == settings_.only.end()) {
+            return;
+        }
+        if (!settings_.changes) {
+            show(event);
+        } else if (const auto changed = filter_.pass(std::move(event))) {
+            show(*changed);
+        }
+    }
+
+    void show(const Event& event)
+    {
+        session_.output.write(settings_.json ? event_json(event) : event_text(event, settings_.date));
+    }
+
+    int time_over()
+    {
+        if (!link_.is_connected()) {
+            throw link_.no_connection();
+        }
+        if (wanted_) {
+            throw Failure(TIME_OVER, "the state was not reached within " +
+                                         std::to_string(settings_.timeout->count()) + " s");
+        }
+        return status_of_what_came();
+    }
+
+    int status_of_what_came() const
+    {
+        if (malformed_ > 0) {
+            throw Failure(UNREADABLE, std::to_string(malformed_) + " messages did not decode");
+        }
+        return SUCCESS;
+    }
+
+    Session& session_;
+    const Settings& settings_;
+    BusLink link_;
+    LinkWatch connection_;
+    const std::shared_ptr<Feed> feed_ = std::make_shared<Feed>();
+    ChangeFilter filter_;
+    std::optional<ModemState> wanted_;
+    bool reached_ = false;
+    std::uint64_t malformed_ = 0;
+};
 
 } // namespace
 
-int monitor(Session& session, Arguments& arguments)
+Run monitor(Options& options)
 {
-    const auto wanted = wanted_state(arguments);
-    const auto timeout = arguments.take_seconds("--timeout");
-    arguments.expect_none();
-    const auto printer = std::make_shared<Printer>(wanted);
-    const auto client = session.connect_in_background();
-    for (const auto* const topic : TOPICS) {
-        if (!client->subscribe(topic, printer)) {
-            complain(std::string("cannot subscribe to ") + topic);
-            return FAILURE;
-        }
-    }
-    return watch(session, *printer, wanted.has_value(), timeout);
+    const auto settings = std::make_shared<Settings>();
+    options.flag("--json", settings->json, "one object a line, see celldctl-monitor.md");
+    options.some_of("--only", settings->only, KIND_WORDS, "only these kinds of messages");
+    options.flag("--changes", settings->changes, "only what has changed since the last message of the topic");
+    options.flag("--date", settings->date, "each line with the date");
+    options.one_of("--until", settings->until, modem_state_words(), "end once the modem's state is this one");
+    options.seconds("--timeout", settings->timeout, "end after that time");
+    return [settings](Session& session) { return Monitor(session, *settings).run(); };
 }
 
 } // namespace celldctl

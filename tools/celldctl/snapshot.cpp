@@ -1,6 +1,7 @@
 #include "snapshot.hpp"
 
 #include "bus/message_adapter.hpp"
+#include "freshness.hpp"
 
 #include <algorithm>
 
@@ -19,12 +20,15 @@ Piece<T> read(const com::Message& message)
         return {}; // so a retained message is taken off the bus
     }
     if (message.payload().size() > LONGEST_FRAME) {
-        return {Presence::UNREADABLE, {}};
+        return {Presence::UNREADABLE, {}, {}, message.retained()};
     }
     com::PbInternalMessageAdapter<T> adapter;
     adapter.log_refusals(false);
     auto result = adapter.deserialize(message);
-    return {result ? Presence::PRESENT : Presence::UNREADABLE, std::move(result.value)};
+    if (!result) {
+        return {Presence::UNREADABLE, {}, {}, message.retained()};
+    }
+    return {Presence::PRESENT, std::move(result.value), time_stamp_of(message), message.retained()};
 }
 
 } // namespace
@@ -32,7 +36,7 @@ Piece<T> read(const com::Message& message)
 void Snapshot::take(const std::string& topic, const com::Message& message)
 {
     namespace pb = ecu::kova::pb;
-    if (topic == "system/modem/status") {
+    if (topic == STATUS_TOPIC) {
         status = read<pb::ModemStatus>(message);
     } else if (topic == "system/modem/registration") {
         registration = read<pb::ModemRegistration>(message);
@@ -54,11 +58,22 @@ bool Snapshot::complete() const
 
 std::array<Snapshot::NamedPresence, 5> Snapshot::pieces() const
 {
-    return {{{"status", status.presence},
-             {"registration", registration.presence},
-             {"hardware", hardware.presence},
-             {"sim", sim.presence},
-             {"backend", backend.presence}}};
+    return {{{"status", status.presence, status.stamp_ns},
+             {"registration", registration.presence, registration.stamp_ns},
+             {"hardware", hardware.presence, hardware.stamp_ns},
+             {"sim", sim.presence, sim.stamp_ns},
+             {"backend", backend.presence, backend.stamp_ns}}};
+}
+
+std::string Snapshot::names(Presence presence) const
+{
+    std::string list;
+    for (const auto& piece : pieces()) {
+        if (piece.presence == presence) {
+            list.append(list.empty() ? "" : ", ").append(piece.name);
+        }
+    }
+    return list;
 }
 
 } // namespace celldctl

@@ -4,6 +4,8 @@
 #include <ecu/pb/modem.pb.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,6 +18,8 @@ template <class T>
 struct Piece {
     Presence presence = Presence::MISSING;
     T value;
+    std::optional<std::int64_t> stamp_ns; ///< the sender's time since boot; unknown where it is not PRESENT
+    bool retained = false;
 };
 
 /// The newest of each message that tells what the modem is. A value; no thread of its own.
@@ -34,12 +38,16 @@ struct Snapshot {
     struct NamedPresence {
         std::string_view name;
         Presence presence;
+        std::optional<std::int64_t> stamp_ns;
     };
     std::array<NamedPresence, 5> pieces() const;
+    /// "hardware, sim": the pieces of that presence.
+    std::string names(Presence presence) const;
 };
 
+inline constexpr auto STATUS_TOPIC = "system/modem/status";
 /// The topics that make up a snapshot.
-inline constexpr std::array SNAPSHOT_TOPICS{"system/modem/status", "system/modem/registration",
+inline constexpr std::array SNAPSHOT_TOPICS{STATUS_TOPIC, "system/modem/registration",
                                             "system/modem/hardware", "system/modem/sim", "be/status"};
 
 } // namespace celldctl

@@ -1,5 +1,9 @@
 #include "snapshot_observer.hpp"
 
+#include "freshness.hpp"
+
+#include <ecu/kova/date_time.hpp>
+
 namespace celldctl {
 
 namespace com = ecu::kova::com;
@@ -10,7 +14,9 @@ void SnapshotObserver::message(const std::string& topic, const com::Message& mes
     snapshot_.take(topic, message);
     newest_ = Clock::now();
     const auto& status = snapshot_.status.value;
-    reached_ = reached_ || (wanted_ && status.has_state() && status.state() == *wanted_);
+    if (wanted_ && topic == STATUS_TOPIC && status.has_state() && status.state() == *wanted_) {
+        reached_ = reached_ || is_current(message, now_of(sender_is_local_));
+    }
 }
 
 Snapshot SnapshotObserver::snapshot() const
@@ -37,17 +43,16 @@ SnapshotObserver::Clock::time_point SnapshotObserver::newest() const
     return newest_;
 }
 
-std::shared_ptr<com::ITransportClient> observe(const Session& session,
-                                               const std::shared_ptr<SnapshotObserver>& observer)
+std::optional<std::int64_t> now_of(bool sender_is_local)
 {
-    auto client = session.connect_in_background();
+    return sender_is_local ? std::optional(ecu::kova::DateTime::time_since_boot_ns()) : std::nullopt;
+}
+
+void observe(BusLink& link, const std::shared_ptr<SnapshotObserver>& observer)
+{
     for (const auto* const topic : SNAPSHOT_TOPICS) {
-        if (!client->subscribe(topic, observer)) {
-            complain(std::string("cannot subscribe to ") + topic);
-            return nullptr;
-        }
+        link.subscribe(topic, observer);
     }
-    return client;
 }
 
 } // namespace celldctl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "session.hpp"
+#include "bus_link.hpp"
 #include "snapshot.hpp"
 #include "threads/mutex.hpp"
 
@@ -18,18 +18,24 @@ class SnapshotObserver final : public ecu::kova::com::ISubscriptionObserver {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit SnapshotObserver(std::optional<ModemState> wanted = std::nullopt) : wanted_(wanted) {}
+    /// `sender_is_local`: the time stamps of the messages are of this host's clock.
+    explicit SnapshotObserver(bool sender_is_local, std::optional<ModemState> wanted = std::nullopt)
+        : sender_is_local_(sender_is_local), wanted_(wanted)
+    {
+    }
 
     void message(const std::string& topic, const ecu::kova::com::Message& message) override;
 
     Snapshot snapshot() const;
     bool complete() const;
-    /// A status with the wanted state has come.
+    /// A status with the wanted state has come that tells of now: what a daemon has left that is long gone
+    /// does not count.
     bool reached() const;
     /// When the newest message came; the clock's epoch before the first.
     Clock::time_point newest() const;
 
 private:
+    const bool sender_is_local_;
     const std::optional<ModemState> wanted_;
     mutable threads::Mutex mutex_;
     Snapshot snapshot_ THREADS_GUARDED_BY(mutex_);
@@ -37,8 +43,10 @@ private:
     Clock::time_point newest_ THREADS_GUARDED_BY(mutex_);
 };
 
-/// Subscribes to each of the snapshot's topics; null (told on standard error) when that is refused.
-std::shared_ptr<ecu::kova::com::ITransportClient> observe(const Session& session,
-                                                          const std::shared_ptr<SnapshotObserver>& observer);
+/// This host's time since boot where the sender's time stamps are of the same clock.
+std::optional<std::int64_t> now_of(bool sender_is_local);
+
+/// Subscribes to each of the snapshot's topics. Throws Failure.
+void observe(BusLink& link, const std::shared_ptr<SnapshotObserver>& observer);
 
 } // namespace celldctl

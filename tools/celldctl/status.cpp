@@ -2,74 +2,74 @@
 #include "status_views.hpp"
 #include "verbs.hpp"
 
-#include <iostream>
+#include <memory>
 
 namespace celldctl {
 
 namespace {
 
 using namespace std::chrono_literals;
-namespace com = ecu::kova::com;
 using Clock = SnapshotObserver::Clock;
 
 constexpr auto TIMEOUT = 5s;
 constexpr auto LOOK_AGAIN = 20ms;
 constexpr auto QUIET = 500ms; // after it the broker has nothing more that it retained
 
-/// Has an end: what is on the bus has come, or nothing came for a while although there is a connection, or
-/// the time is over. False when the bus has not answered by then, or a signal came.
-bool collect(Session& session, const com::ITransportClient& client, const SnapshotObserver& observer,
+struct Settings {
+    bool json = false;
+    std::optional<std::chrono::seconds> timeout;
+};
+
+/// Has an end: what is on the bus has come, or nothing came for a while, or the time is over. Throws Failure
+/// for a signal, and when the connection is gone by then.
+void collect(Session& session, const BusLink& link, const SnapshotObserver& observer,
              std::chrono::seconds timeout)
 {
     const auto begin = Clock::now();
-    std::optional<Clock::time_point> connected;
-    while (!session.stop.wait(LOOK_AGAIN)) {
+    while (!observer.complete()) {
         const auto now = Clock::now();
-        if (!client.is_connected()) {
-            connected.reset();
-        } else if (!connected) {
-            connected = now;
+        if (now - std::max(begin, observer.newest()) >= QUIET || now - begin >= timeout) {
+            break;
         }
-        if (observer.complete() || (connected && now - std::max(*connected, observer.newest()) >= QUIET)) {
-            return true;
-        }
-        if (now - begin >= timeout) {
-            return connected.has_value();
+        if (session.signals.wait(LOOK_AGAIN)) {
+            throw Failure(BY_SIGNAL + session.signals.ending(), "");
         }
     }
-    return false;
+    if (!observer.complete() && !link.is_connected()) {
+        throw link.no_connection();
+    }
 }
 
-int show(const Snapshot& snapshot, bool json)
+int answer(const ModemFacts& facts, const Snapshot& snapshot)
 {
-    const auto facts = facts_of(snapshot);
-    std::cout << (json ? status_json(facts, snapshot) : status_text(facts, snapshot)) << std::flush;
-    if (!std::cout) {
-        complain("standard output cannot be written");
-        return NO_ANSWER;
+    const auto unreadable = snapshot.names(Presence::UNREADABLE);
+    if (!unreadable.empty()) {
+        throw Failure(UNREADABLE, "what the bus retains does not decode: " + unreadable);
     }
-    return facts.connected ? SUCCESS : NOT_CONNECTED;
+    return facts.connected ? SUCCESS : NO;
+}
+
+int show(Session& session, const Settings& settings)
+{
+    BusLink link(session.broker);
+    const auto observer = std::make_shared<SnapshotObserver>(link.is_local());
+    observe(link, observer);
+    link.wait_until_connected(session.signals, patience(settings.timeout, TIMEOUT));
+    collect(session, link, *observer, settings.timeout.value_or(TIMEOUT));
+    const auto snapshot = observer->snapshot();
+    const auto facts = facts_of(snapshot, now_of(link.is_local()));
+    session.output.write(settings.json ? status_json(facts, snapshot) : status_text(facts, snapshot));
+    return answer(facts, snapshot);
 }
 
 } // namespace
 
-int status(Session& session, Arguments& arguments)
+Run status(Options& options)
 {
-    const bool json = arguments.take_flag("--json");
-    const auto timeout = arguments.take_seconds("--timeout").value_or(TIMEOUT);
-    arguments.expect_none();
-    const auto observer = std::make_shared<SnapshotObserver>();
-    const auto client = observe(session, observer);
-    if (!client) {
-        return NO_ANSWER;
-    }
-    if (!collect(session, *client, *observer, timeout)) {
-        if (!session.stop.wait(0ms)) {
-            complain(session.no_answer_within(timeout));
-        }
-        return NO_ANSWER;
-    }
-    return show(observer->snapshot(), json);
+    const auto settings = std::make_shared<Settings>();
+    options.flag("--json", settings->json, "for a program, see celldctl-status.md");
+    options.seconds("--timeout", settings->timeout, "try that long to reach the broker");
+    return [settings](Session& session) { return show(session, *settings); };
 }
 
 } // namespace celldctl

@@ -101,6 +101,15 @@ Json bus(const Snapshot& snapshot)
     return object;
 }
 
+Json ages(const ModemFacts& facts)
+{
+    auto object = Json::object();
+    for (const auto& [name, age_s] : facts.ages_s) {
+        put(object, std::string(name).c_str(), age_s);
+    }
+    return object;
+}
+
 } // namespace
 
 std::string status_json(const ModemFacts& facts, const Snapshot& snapshot)
@@ -108,6 +117,7 @@ std::string status_json(const ModemFacts& facts, const Snapshot& snapshot)
     auto root = Json::object();
     root["connected"] = facts.connected;
     root["daemon_gone"] = facts.daemon_gone;
+    root["stale"] = facts.stale;
     put(root, "state", facts.state);
     put(root, "reset_reason", facts.reset_reason);
     put(root, "backend", facts.backend);
@@ -120,6 +130,7 @@ std::string status_json(const ModemFacts& facts, const Snapshot& snapshot)
     root["sims"] = sims(facts);
     root["hardware"] = hardware(facts);
     root["bus"] = bus(snapshot);
+    root["age_s"] = ages(facts);
     const bool ascii = true; // it may be read on a terminal, and UTF-8 has control characters too
     return root.dump(INDENT, ' ', ascii, Json::error_handler_t::replace) + '\n';
 }

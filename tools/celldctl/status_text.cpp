@@ -1,6 +1,9 @@
 #include "fields.hpp"
+#include "freshness.hpp"
 #include "status_views.hpp"
 
+#include <algorithm>
+#include <cstdlib>
 #include <iomanip>
 #include <sstream>
 
@@ -124,33 +127,41 @@ void add_hardware(Screen& screen, const ModemFacts& facts)
     screen.row("IMEI", shown(facts.imei));
 }
 
-std::string names(const Snapshot& snapshot, Presence presence)
+/// "3 s, hardware 5 min 02 s, sim 5 min 02 s": the status first, and what is older by more than a moment.
+std::string ages(const ModemFacts& facts)
 {
+    constexpr std::int64_t MOMENT_S = 1; // what is sent together need not say so
     std::string list;
-    for (const auto& piece : snapshot.pieces()) {
-        if (piece.presence == presence) {
-            list.append(list.empty() ? "" : ", ").append(piece.name);
+    std::int64_t shown_s = -1;
+    for (const auto& [name, age_s] : facts.ages_s) {
+        if (!age_s || (shown_s >= 0 && std::abs(*age_s - shown_s) <= MOMENT_S)) {
+            continue;
         }
+        shown_s = *age_s;
+        list += (list.empty() ? "" : ", ") + std::string(name) + " " +
+                duration_text(std::chrono::seconds(*age_s));
     }
     return list;
 }
 
 void add_bus(Screen& screen, const ModemFacts& facts, const Snapshot& snapshot)
 {
-    const auto missing = names(snapshot, Presence::MISSING);
-    const auto unreadable = names(snapshot, Presence::UNREADABLE);
-    if (missing.empty() && unreadable.empty() && !facts.daemon_gone) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"said ago", ages(facts)},
+        {"not there", snapshot.names(Presence::MISSING)},
+        {"unreadable", snapshot.names(Presence::UNREADABLE)},
+        {"daemon", facts.daemon_gone ? "gone; the rest is what it said last"
+                   : facts.stale     ? "silent; this is what it said last"
+                                     : ""},
+    };
+    if (std::all_of(std::begin(rows), std::end(rows), [](const auto& row) { return row.second.empty(); })) {
         return;
     }
     screen.group("Bus");
-    if (!missing.empty()) {
-        screen.row("not there", missing);
-    }
-    if (!unreadable.empty()) {
-        screen.row("unreadable", unreadable);
-    }
-    if (facts.daemon_gone) {
-        screen.row("daemon", "gone; the rest is what it said last");
+    for (const auto& [label, value] : rows) {
+        if (!value.empty()) {
+            screen.row(label, value);
+        }
     }
 }
 

@@ -1,21 +1,31 @@
 #pragma once
 
+#include "options.hpp"
 #include "session.hpp"
+
+#include <functional>
+#include <span>
 
 namespace celldctl {
 
-/// The verbs. Each takes its own words off `arguments` (throwing UsageError before anything is sent) and
-/// returns an ExitStatus. Main thread.
+/// What a verb does once the command line is understood. Main thread; returns an ExitStatus or throws
+/// Failure.
+using Run = std::function<int(Session&)>;
 
-/// Prints what celld and the backend say on the bus, decoded, until a signal, a time-out or a wanted state.
-int monitor(Session& session, Arguments& arguments);
-/// Shows once what the modem is, from what the bus retains.
-int status(Session& session, Arguments& arguments);
-/// Ends when the modem's state is the wanted one, or the time is over.
-int wait_for(Session& session, Arguments& arguments);
-/// Stands in for the backend service: publishes its status, once or again and again.
-int backend(Session& session, Arguments& arguments);
-/// Publishes the blackout (radio silence) signal.
-int blackout(Session& session, Arguments& arguments);
+/// A new verb is a row in verbs.cpp and a function that declares its options and says what then runs:
+/// the values belong to what is returned.
+struct Verb {
+    const char* name;
+    const char* purpose; ///< one sentence for `--help`
+    Run (*declare)(Options& options);
+};
+
+std::span<const Verb> verbs();
+
+Run status(Options& options);
+Run wait_for(Options& options);
+Run monitor(Options& options);
+Run backend(Options& options);
+Run blackout(Options& options);
 
 } // namespace celldctl

@@ -2,7 +2,7 @@
 #include "snapshot_observer.hpp"
 #include "verbs.hpp"
 
-#include <iostream>
+#include <memory>
 
 namespace celldctl {
 
@@ -14,18 +14,10 @@ using Clock = SnapshotObserver::Clock;
 constexpr auto TIMEOUT = 300s; // a module that is switched on is mostly connected within three minutes
 constexpr auto LOOK_AGAIN = 20ms;
 
-ModemState wanted_state(Arguments& arguments)
-{
-    const auto name = arguments.take_word();
-    if (!name) {
-        throw UsageError("wait-for needs a modem state such as 'connected'");
-    }
-    const auto state = modem_state(*name);
-    if (!state) {
-        throw UsageError("wait-for needs a modem state such as 'connected', not '" + *name + "'");
-    }
-    return *state;
-}
+struct Settings {
+    std::string state;
+    std::optional<std::chrono::seconds> timeout;
+};
 
 std::string name_of(ModemState state)
 {
@@ -36,45 +28,56 @@ std::string seen_last(const SnapshotObserver& observer)
 {
     const auto status = observer.snapshot().status;
     if (status.presence == Presence::UNREADABLE) {
-        return "the last status is unreadable";
+        return "the last status does not decode";
     }
     if (!status.value.has_state()) {
         return "no status has come";
     }
-    return "the last state is " + name_of(status.value.state());
+    return (status.retained ? "what the broker retains is " : "the last state is ") +
+           name_of(status.value.state());
+}
+
+/// The time is over.
+Failure reason(const BusLink& link, const SnapshotObserver& observer, const std::string& what)
+{
+    if (!link.is_connected()) {
+        return {link.no_connection().status(),
+                std::string(link.no_connection().what()) + "; " + seen_last(observer)};
+    }
+    const bool unreadable = observer.snapshot().status.presence == Presence::UNREADABLE;
+    return {unreadable ? UNREADABLE : TIME_OVER, what + "; " + seen_last(observer)};
+}
+
+int wait(Session& session, const Settings& settings)
+{
+    const auto wanted = *modem_state(settings.state);
+    const auto timeout = settings.timeout.value_or(TIMEOUT);
+    BusLink link(session.broker);
+    const auto observer = std::make_shared<SnapshotObserver>(link.is_local(), wanted);
+    observe(link, observer);
+    const auto begin = Clock::now();
+    while (!session.signals.wait(LOOK_AGAIN)) {
+        if (observer->reached()) {
+            session.output.write(name_of(wanted) + "\n");
+            return SUCCESS;
+        }
+        link.check_not_refused();
+        if (Clock::now() - begin >= timeout) {
+            throw reason(link, *observer,
+                         name_of(wanted) + " has not come within " + std::to_string(timeout.count()) + " s");
+        }
+    }
+    throw Failure(BY_SIGNAL + session.signals.ending(), "interrupted; " + seen_last(*observer));
 }
 
 } // namespace
 
-int wait_for(Session& session, Arguments& arguments)
+Run wait_for(Options& options)
 {
-    const auto timeout = arguments.take_seconds("--timeout").value_or(TIMEOUT);
-    const auto wanted = wanted_state(arguments);
-    arguments.expect_none();
-    const auto observer = std::make_shared<SnapshotObserver>(wanted);
-    const auto client = observe(session, observer);
-    if (!client) {
-        return NO_ANSWER;
-    }
-    const auto begin = Clock::now();
-    while (!session.stop.wait(LOOK_AGAIN)) {
-        if (observer->reached()) {
-            std::cout << name_of(wanted) << std::endl;
-            return SUCCESS;
-        }
-        if (Clock::now() - begin < timeout) {
-            continue;
-        }
-        if (!client->is_connected()) {
-            complain(session.no_answer_within(timeout) + "; " + seen_last(*observer));
-            return NO_ANSWER;
-        }
-        complain(name_of(wanted) + " has not come within " + std::to_string(timeout.count()) + " s; " +
-                 seen_last(*observer));
-        return TIME_OVER;
-    }
-    complain("interrupted; " + seen_last(*observer));
-    return FAILURE;
+    const auto settings = std::make_shared<Settings>();
+    options.one_of("STATE", settings->state, modem_state_words(), "the modem's state, such as connected");
+    options.seconds("--timeout", settings->timeout, "end unsuccessfully after that time (default 300)");
+    return [settings](Session& session) { return wait(session, *settings); };
 }
 
 } // namespace celldctl

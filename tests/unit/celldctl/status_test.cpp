@@ -143,21 +143,21 @@ constexpr auto HOSTILE_TEXT = R"(  -------------------------------
            |            daemon: gone; the rest is what it said last
 )";
 
-constexpr auto HEALTHY_JSON = R"({"connected":true,"daemon_gone":false,"state":"CONNECTED",
+constexpr auto HEALTHY_JSON = R"({"connected":true,"daemon_gone":false,"stale":false,"state":"CONNECTED",
 "reset_reason":"BACKEND_TIMEOUT","backend":"BACKEND_CONNECTED",
 "registration":{"status":"ROAMING","packet_service":"PS_LTE","technology":"EUTRAN"},
 "operator":{"name":"Telek\u00f6m","id":"26201","sim_name":"Vexa"},"network_time":"2026-01-31T12:00:00Z",
 "cell":{"mcc":262,"mnc":1,"area_code":65535,"cell_id":4294967295},"signal":{"rssi_dbm":-71,"bars":2},
 "active_sim":"SIM_EXTERNAL","sims":[{"type":"SIM_EXTERNAL","active":true,"iccid":"8949020000001234567"}],
 "hardware":{"model":"SARA-R5","imei":"004999010640000"},
-"bus":{"status":"present","registration":"present","hardware":"present","sim":"present","backend":"present"}})";
+"bus":{"status":"present","registration":"present","hardware":"present","sim":"present","backend":"present"},"age_s":{}})";
 
-const std::string HOSTILE_JSON = R"({"connected":false,"daemon_gone":true,"state":"UNKNOWN",
+const std::string HOSTILE_JSON = R"({"connected":false,"daemon_gone":true,"stale":false,"state":"UNKNOWN",
 "registration":{"status":"ROAMING","packet_service":"PS_LTE","technology":"EUTRAN"},
 "operator":{"name":"\u001b[2J\u009b)" +
                                  std::string(1000, 'x') + R"(","id":"\ufffd\n"},"cell":{},"signal":{},
 "sims":[],"hardware":{},
-"bus":{"status":"present","registration":"present","hardware":"unreadable","sim":"unreadable","backend":"missing"}})";
+"bus":{"status":"present","registration":"present","hardware":"unreadable","sim":"unreadable","backend":"missing"},"age_s":{}})";
 
 /// Without the layout between the tokens; a text of the tables has no blank within.
 std::string packed(std::string json)
@@ -173,7 +173,7 @@ TEST(Status, ShowsOneScreen)
     const std::pair<Snapshot, std::string> cases[] = {{healthy_bus(), HEALTHY_TEXT},
                                                       {hostile_bus(), HOSTILE_TEXT}};
     for (const auto& [bus, screen] : cases) {
-        EXPECT_EQ(celldctl::status_text(celldctl::facts_of(bus), bus), screen);
+        EXPECT_EQ(celldctl::status_text(celldctl::facts_of(bus, {}), bus), screen);
     }
 }
 
@@ -182,7 +182,7 @@ TEST(Status, TellsAProgramTheSame)
     const std::pair<Snapshot, std::string> cases[] = {{healthy_bus(), HEALTHY_JSON},
                                                       {hostile_bus(), HOSTILE_JSON}};
     for (const auto& [bus, json] : cases) {
-        EXPECT_EQ(packed(celldctl::status_json(celldctl::facts_of(bus), bus)), packed(json));
+        EXPECT_EQ(packed(celldctl::status_json(celldctl::facts_of(bus, {}), bus)), packed(json));
     }
 }
 
@@ -197,7 +197,7 @@ TEST(Status, KnowsTheStrengthOnlyWithinItsScale)
     for (const auto& [rssi, dbm, bars] : cases) {
         Snapshot bus;
         bus.status.value.set_rssi(rssi);
-        const auto facts = celldctl::facts_of(bus);
+        const auto facts = celldctl::facts_of(bus, {});
         EXPECT_EQ(facts.rssi_dbm, dbm) << rssi;
         EXPECT_EQ(facts.bars, bars) << rssi;
     }
@@ -206,9 +206,9 @@ TEST(Status, KnowsTheStrengthOnlyWithinItsScale)
 TEST(WaitFor, SeesAStateThatLastsForOneMessage)
 {
     const auto connected = *com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(connected_status());
-    celldctl::SnapshotObserver waits_for_connected(pb::ModemStatus_ModemState_CONNECTED);
+    celldctl::SnapshotObserver waits_for_connected(true, pb::ModemStatus_ModemState_CONNECTED);
     celldctl::SnapshotObserver waits_for_unknown(
-        pb::ModemStatus_ModemState_UNKNOWN); // what no state reads as
+        true, pb::ModemStatus_ModemState_UNKNOWN); // what no state reads as
     for (auto* const observer : {&waits_for_connected, &waits_for_unknown}) {
         observer->message("system/modem/status", connected);
         observer->message("system/modem/status", com::Message({0x1b}));

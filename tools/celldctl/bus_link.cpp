@@ -1,0 +1,90 @@
+#include "bus_link.hpp"
+
+#include "fields.hpp"
+
+namespace celldctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+namespace com = ecu::kova::com;
+
+constexpr auto LOOK_AGAIN = 20ms;
+
+/// What the platform library offers where it is the bundled one, found at compile time.
+template <class Client>
+auto failure_of(const Client& client)
+{
+    if constexpr (requires { client.connection_failure(); }) {
+        return client.connection_failure();
+    } else {
+        return std::optional<com::ConnectionFailure>();
+    }
+}
+
+} // namespace
+
+BusLink::BusLink(const BrokerOptions& broker)
+    : configuration_(bus_configuration(broker)),
+      broker_(configuration_.get("host") + ":" + configuration_.get("port")),
+      client_(com::create_client(configuration_, com::TransportType::MQTT))
+{
+}
+
+void BusLink::subscribe(const std::string& topic, const std::shared_ptr<com::ISubscriptionObserver>& observer)
+{
+    if (!client_->subscribe(topic, observer)) {
+        throw Failure(FAILURE, "cannot subscribe to " + topic);
+    }
+}
+
+void BusLink::wait_until_connected(Signals& signals, const Patience& patience)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience.limit;
+    while (!is_connected()) {
+        check_not_refused();
+        if (std::chrono::steady_clock::now() >= deadline || (failure() && !patience.tries_again)) {
+            throw no_connection();
+        }
+        if (signals.wait(LOOK_AGAIN)) {
+            throw Failure(BY_SIGNAL + signals.ending(), "");
+        }
+    }
+}
+
+void BusLink::check_not_refused() const
+{
+    if (const auto why = failure(); why && why->refused) {
+        throw no_connection();
+    }
+}
+
+Failure BusLink::no_connection() const
+{
+    const auto why = failure();
+    return {why && why->refused ? REFUSED : NO_CONNECTION, "no connection to " + broker_ + ": " + reason()};
+}
+
+bool BusLink::is_local() const
+{
+    const std::string host = configuration_.get("host");
+    return host == "localhost" || host == "::1" || host.rfind("127.", 0) == 0;
+}
+
+std::string BusLink::reason() const
+{
+    const auto why = failure();
+    return why ? printable(why->reason) : "the broker does not answer";
+}
+
+std::optional<com::ConnectionFailure> BusLink::failure() const
+{
+    return failure_of(*client_);
+}
+
+Patience patience(std::optional<std::chrono::seconds> given, std::chrono::seconds otherwise)
+{
+    return {given.value_or(otherwise), given.has_value()};
+}
+
+} // namespace celldctl

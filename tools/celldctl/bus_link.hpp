@@ -1,0 +1,58 @@
+#pragma once
+
+#include "session.hpp"
+
+#include <ecu/kova/com/transport_client.hpp>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace celldctl {
+
+/// How long a verb waits for the broker.
+struct Patience {
+    std::chrono::seconds limit;
+    bool tries_again; ///< a try that fails at once (nobody listens there) is not the end of it
+};
+
+/// A verb's connection to the bus: made in the background, and kept. Main thread only.
+class BusLink {
+public:
+    /// Throws Failure for a configuration that cannot be used.
+    explicit BusLink(const BrokerOptions& broker);
+
+    ecu::kova::com::ITransportClient& client() { return *client_; }
+    std::shared_ptr<ecu::kova::com::ITransportClient>& shared() { return client_; }
+    bool is_connected() const { return client_->is_connected(); }
+
+    /// Throws Failure when a subscription cannot be asked for.
+    void subscribe(const std::string& topic,
+                   const std::shared_ptr<ecu::kova::com::ISubscriptionObserver>& observer);
+
+    /// Throws Failure when there is no connection in that time, the broker refuses, or a signal comes.
+    void wait_until_connected(Signals& signals, const Patience& patience);
+    /// Throws Failure when the broker has refused the last try.
+    void check_not_refused() const;
+    /// What to throw when there is no connection; the reason where one is known.
+    Failure no_connection() const;
+
+    /// The broker runs on this host, so that the time stamps of its messages are of this host's clock.
+    bool is_local() const;
+    const std::string& broker() const { return broker_; }
+    /// Why there is no connection, where that is known.
+    std::string reason() const;
+
+private:
+    std::optional<ecu::kova::com::ConnectionFailure> failure() const;
+
+    ecu::kova::config::Configuration configuration_;
+    std::string broker_; // "host:port"
+    std::shared_ptr<ecu::kova::com::ITransportClient> client_;
+};
+
+/// Of a verb that asks once: `given` on the command line, or `otherwise` and no second try.
+Patience patience(std::optional<std::chrono::seconds> given, std::chrono::seconds otherwise);
+
+} // namespace celldctl

@@ -1,0 +1,24 @@
+#include "verbs.hpp"
+
+#include <array>
+
+namespace celldctl {
+
+namespace {
+
+constexpr std::array VERBS{
+    Verb{"status", "Show what the modem is, from what the bus retains.", &status},
+    Verb{"wait-for", "End once the modem's state is the one wanted.", &wait_for},
+    Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
+    Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
+    Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
+};
+
+} // namespace
+
+std::span<const Verb> verbs()
+{
+    return VERBS;
+}
+
+} // namespace celldctl

@@ -23,11 +23,6 @@ std::string remark(const Event& event)
     return event.age ? "  (retained, " + duration_text(*event.age) + " old)" : "  (retained)";
 }
 
-bool only_the_clock(const Fields& changed)
-{
-    return changed.all().size() == 1 && changed.all().front().name == CLOCK_FIELD;
-}
-
 } // namespace
 
 Event event_of(const Heard& heard, std::optional<std::int64_t> now_ns)
@@ -76,7 +71,8 @@ std::optional<Event> ChangeFilter::pass(Event event)
         return event.what.text == before.text ? std::nullopt : std::optional(std::move(event));
     }
     auto changed = event.what.fields.changed_since(before.fields);
-    if (changed.empty() || only_the_clock(changed)) {
+    changed.drop(CLOCK_FIELD);
+    if (changed.empty()) {
         return std::nullopt;
     }
     event.what.text = changed.line();

@@ -31,8 +31,7 @@ std::string event_text(const Event& event, bool date);
 /// One object, ASCII, with a line feed (docs/celldctl-monitor.md).
 std::string event_json(const Event& event);
 
-/// Leaves out what was said before under the same topic. The time of the network counts as no change: it is a
-/// clock.
+/// Leaves out what was said before under the same topic. The time of the network is no change: it is a clock.
 class ChangeFilter {
 public:
     /// The event with what is new in it; nothing when nothing is.

@@ -4,7 +4,6 @@
 
 #include <ecu/kova/com/transport_client.hpp>
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +12,6 @@
 #include <string>
 
 namespace celldctl {
-
-/// What celld and the backend say.
-inline constexpr std::array MONITORED_TOPICS{"system/modem/#", "rt/system/#", "be/status"};
 
 /// One message as it came.
 struct Heard {

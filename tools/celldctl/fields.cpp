@@ -96,6 +96,11 @@ Fields Fields::changed_since(const Fields& before) const
     return changed;
 }
 
+void Fields::drop(std::string_view name)
+{
+    std::erase_if(fields_, [name](const auto& field) { return field.name == name; });
+}
+
 const Fields::Field* Fields::find(std::string_view name) const
 {
     const auto found = std::find_if(fields_.begin(), fields_.end(),

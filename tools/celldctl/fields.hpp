@@ -38,6 +38,7 @@ public:
     bool empty() const { return fields_.empty(); }
     /// What differs from `before`: values that are new or others, and names that are no longer there.
     Fields changed_since(const Fields& before) const;
+    void drop(std::string_view name);
 
 private:
     const Field* find(std::string_view name) const;

@@ -1,7 +1,5 @@
-#include "bus_link.hpp"
-#include "events.hpp"
+#include "bus_listener.hpp"
 #include "freshness.hpp"
-#include "link_watch.hpp"
 #include "snapshot_observer.hpp"
 #include "verbs.hpp"
 
@@ -16,7 +14,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto LOOK_AGAIN = 50ms; // between a message and its line at worst
-constexpr auto FIRST_CONNECTION = 10s;
 
 struct Settings {
     bool json = false;
@@ -30,7 +27,7 @@ struct Settings {
 class Monitor {
 public:
     Monitor(Session& session, const Settings& settings)
-        : session_(session), settings_(settings), link_(session.broker), connection_(link_)
+        : session_(session), settings_(settings), bus_(session.broker)
     {
         if (!settings_.until.empty()) {
             wanted_ = modem_state(settings_.until);
@@ -40,10 +37,7 @@ public:
     int run()
     {
         const auto begin = Clock::now();
-        for (const auto* const topic : MONITORED_TOPICS) {
-            link_.subscribe(topic, feed_);
-        }
-        link_.wait_until_connected(session_.signals, {settings_.timeout.value_or(FIRST_CONNECTION), true});
+        bus_.wait_for_first_connection(session_.signals, settings_.timeout);
         while (!session_.signals.wait(LOOK_AGAIN)) {
             show_news();
             if (reached_) {
@@ -63,21 +57,18 @@ public:
 private:
     void show_news()
     {
-        if (const auto event = connection_.news()) {
+        if (const auto event = bus_.connection_news()) {
             show(*event);
         }
-        if (const auto dropped = feed_->take_dropped(); dropped > 0) {
-            complain(std::to_string(dropped) +
-                     " messages are left out: they come faster than they can be written");
-        }
-        while (const auto heard = feed_->next()) {
+        bus_.complain_of_dropped();
+        while (const auto heard = bus_.next()) {
             take(*heard);
         }
     }
 
     void take(const Heard& heard)
     {
-        const auto now_ns = now_of(link_.is_local());
+        const auto now_ns = now_of(bus_.link().is_local());
         auto event = event_of(heard, now_ns);
         malformed_ += event.what.malformed ? 1 : 0;
         if (wanted_ && event.what.state == wanted_ && is_current(heard.message, now_ns)) {
@@ -101,8 +92,8 @@ private:
 
     int time_over()
     {
-        if (!link_.is_connected()) {
-            throw link_.no_connection();
+        if (!bus_.link().is_connected()) {
+            throw bus_.link().no_connection();
         }
         if (wanted_) {
             throw Failure(TIME_OVER, "the state was not reached within " +
@@ -121,9 +112,7 @@ private:
 
     Session& session_;
     const Settings& settings_;
-    BusLink link_;
-    LinkWatch connection_;
-    const std::shared_ptr<Feed> feed_ = std::make_shared<Feed>();
+    BusListener bus_;
     ChangeFilter filter_;
     std::optional<ModemState> wanted_;
     bool reached_ = false;

@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::array VERBS{
     Verb{"status", "Show what the modem is, from what the bus retains.", &status},
+    Verb{"watch", "Show the same live: signal, states, changes; on a pipe a line each.", &watch},
     Verb{"wait-for", "End once the modem's state is the one wanted.", &wait_for},
     Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},

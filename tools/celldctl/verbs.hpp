@@ -24,6 +24,7 @@ std::span<const Verb> verbs();
 
 Run status(Options& options);
 Run wait_for(Options& options);
+Run watch(Options& options);
 Run monitor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);

@@ -94,6 +94,16 @@ std::shared_ptr<GpioCtrl> GpioCtrl::create(const std::shared_ptr<ecu::kova::var:
 {
     const std::string version = variables->get("hwversion", "qbx", HWVERSION_TIMEOUT);
     utils::warn_of_unknown(LOG, "ECU variable hwversion", version, HARDWARE_VERSIONS);
+    return of_version(version, clock);
+}
+
+utils::Words GpioCtrl::hardware_versions()
+{
+    return HARDWARE_VERSIONS;
+}
+
+std::shared_ptr<GpioCtrl> GpioCtrl::of_version(const std::string& version, Clock& clock)
+{
     if (version == "k7") {
         LOG.notice("Use K7 GpioCtrl");
         return std::make_shared<GpioCtrlUbloxK7>(clock);

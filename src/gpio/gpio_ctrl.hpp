@@ -1,6 +1,7 @@
 #pragma once
 
 #include "timer/clock.hpp"
+#include "utils/words.hpp"
 
 #include <ecu/kova/var/variables_client.hpp>
 
@@ -55,6 +56,12 @@ public:
     /// Waits up to a minute for the variable. Touches no file before `init`.
     static std::shared_ptr<GpioCtrl> create(const std::shared_ptr<ecu::kova::var::VariablesClient>& variables,
                                             Clock& clock = SystemClock::instance());
+
+    /// The same for a version that is known, without a wait.
+    static std::shared_ptr<GpioCtrl> of_version(const std::string& version,
+                                                Clock& clock = SystemClock::instance());
+    /// What "hwversion" may say.
+    static utils::Words hardware_versions();
 
     virtual ~GpioCtrl() = default;
 

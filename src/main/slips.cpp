@@ -71,54 +71,58 @@ constexpr std::array CHOICES{
     Choice{"sim.external.state", SIM_STATES, true},
 };
 
-void warn(const std::string& what, const std::string& word, utils::Words known)
-{
-    const char* const meant = utils::nearest(word, known);
-    LOG.warning("Unknown ", what, " '", word, "'",
-                meant == nullptr ? std::string() : ", did you mean '" + std::string(meant) + "'?");
-}
-
 /// What the platform library offers where it is the bundled one, found at compile time.
 template <class Settings>
-void warn_of_keys(const Settings& configuration)
+std::vector<std::string> keys_of(const Settings& configuration)
 {
     if constexpr (requires { configuration.keys(); }) {
-        for (const std::string& key : configuration.keys()) {
-            if (!utils::is_among(key, KEYS)) {
-                warn("key in the configuration", key, KEYS);
-            }
-        }
+        return configuration.keys();
+    } else {
+        return {};
     }
 }
 
-void warn_of_choices(const Configuration& configuration)
+void add_if_unknown(std::vector<Slip>& slips, const std::string& what, const std::string& word,
+                    utils::Words known)
 {
-    for (const auto& [key, words, any_case] : CHOICES) {
-        const std::string value = configuration.get(key);
-        if (!value.empty() && !utils::is_among(any_case ? utils::lower_case(value) : value, words)) {
-            warn("value of " + std::string(key), value, words);
-        }
-    }
-}
-
-void warn_of_log_modules(const Configuration& configuration)
-{
-    for (const std::string& name : utils::split_as(configuration.get("logmodules"), ',')) {
-        if (!utils::is_among(name, LOG_MODULES)) {
-            warn("log module", name, LOG_MODULES);
-        }
+    if (!utils::is_among(word, known)) {
+        slips.push_back({what, word, utils::nearest(word, known)});
     }
 }
 
 } // namespace
 
+std::string Slip::text() const
+{
+    return "Unknown " + what + " '" + word + "'" +
+           (meant == nullptr ? std::string() : ", did you mean '" + std::string(meant) + "'?");
+}
+
+std::vector<Slip> slips_in(const Configuration& configuration)
+{
+    std::vector<Slip> slips;
+    for (const std::string& key : keys_of(configuration)) {
+        add_if_unknown(slips, "key in the configuration", key, KEYS);
+    }
+    for (const auto& [key, words, any_case] : CHOICES) {
+        const std::string value = configuration.get(key);
+        if (!value.empty() && !utils::is_among(any_case ? utils::lower_case(value) : value, words)) {
+            add_if_unknown(slips, "value of " + std::string(key), value, words);
+        }
+    }
+    for (const std::string& name : utils::split_as(configuration.get("logmodules"), ',')) {
+        add_if_unknown(slips, "log module", name, LOG_MODULES);
+    }
+    return slips;
+}
+
 void warn_of_slips(const Configuration& configuration, const CommandLineOptions& options)
 {
-    warn_of_keys(configuration);
-    warn_of_choices(configuration);
-    warn_of_log_modules(configuration);
-    const auto words = action_words();
-    if (!options.action.empty() && !utils::is_among(options.action, words)) {
-        warn("word", options.action, words);
+    auto slips = slips_in(configuration);
+    if (!options.action.empty()) {
+        add_if_unknown(slips, "word", options.action, action_words());
+    }
+    for (const auto& slip : slips) {
+        LOG.warning(slip.text());
     }
 }

@@ -2,6 +2,7 @@
 
 #include <ecu/kova/logging.hpp>
 
+#include <array>
 #include <charconv>
 
 namespace {
@@ -10,6 +11,15 @@ const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem"
 
 constexpr std::uint32_t ANY = 0;
 constexpr std::uint32_t POSITIVE = 1; // a 0 would act on every pass
+
+constexpr std::array LIMIT_KEYS{
+    LimitKey{"max_modem_reset", &ModemLimits::max_modem_reset, ANY},
+    LimitKey{"nw_search_reattach_timer", &ModemLimits::nw_search_reattach_timer, POSITIVE},
+    LimitKey{"nw_search_modem_reset_timer", &ModemLimits::nw_search_modem_reset_timer, POSITIVE},
+    LimitKey{"max_sim_errors", &ModemLimits::max_sim_errors, POSITIVE},
+    LimitKey{"max_modem_resets_before_dtc", &ModemLimits::max_modem_resets_before_dtc, POSITIVE},
+    LimitKey{"modem_restart_timeout", &ModemLimits::modem_restart_timeout, ANY},
+};
 
 template <class Number>
 std::optional<Number> leading_number(const std::string& text)
@@ -35,24 +45,23 @@ std::optional<std::int32_t> leading_signed(const std::string& text)
 
 } // namespace settings
 
+std::span<const LimitKey> limit_keys()
+{
+    return LIMIT_KEYS;
+}
+
 ModemLimits ModemLimits::read(const ecu::kova::config::Configuration& configuration)
 {
-    const auto read = [&configuration](const char* key, std::uint32_t& limit, std::uint32_t minimum) {
-        const auto value = settings::leading_unsigned(configuration.get(key));
-        if (!value || *value < minimum) {
-            LOG.notice("Unable to parse '", key, "' from config assume default: ", limit);
-            return;
-        }
-        limit = *value;
-        LOG.info("Use ", key, ": ", limit);
-    };
     ModemLimits limits;
-    read("max_modem_reset", limits.max_modem_reset, ANY);
-    read("nw_search_reattach_timer", limits.nw_search_reattach_timer, POSITIVE);
-    read("nw_search_modem_reset_timer", limits.nw_search_modem_reset_timer, POSITIVE);
-    read("max_sim_errors", limits.max_sim_errors, POSITIVE);
-    read("max_modem_resets_before_dtc", limits.max_modem_resets_before_dtc, POSITIVE);
-    read("modem_restart_timeout", limits.modem_restart_timeout, ANY);
+    for (const auto& [key, limit, least] : LIMIT_KEYS) {
+        const auto value = settings::leading_unsigned(configuration.get(key));
+        if (!value || *value < least) {
+            LOG.notice("Unable to parse '", key, "' from config assume default: ", limits.*limit);
+            continue;
+        }
+        limits.*limit = *value;
+        LOG.info("Use ", key, ": ", limits.*limit);
+    }
     if (limits.modem_restart_timeout == 0) {
         LOG.notice("modem_restart_timeout is 0: the module is not reset for want of a backend connection");
     }

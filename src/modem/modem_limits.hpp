@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 /// The unsigned limits of the configuration, with their defaults.
@@ -18,6 +19,14 @@ struct ModemLimits {
     /// A key that cannot be read, or that would act on every pass, has its default (logged on "celld.modem").
     static ModemLimits read(const ecu::kova::config::Configuration& configuration);
 };
+
+/// A limit as the configuration has it.
+struct LimitKey {
+    const char* key;
+    std::uint32_t ModemLimits::*limit;
+    std::uint32_t least; ///< a value below it counts as none
+};
+std::span<const LimitKey> limit_keys();
 
 namespace settings {
 

@@ -1,11 +1,10 @@
 #include "modem/unit_settings.hpp"
 
 #include "at/at_text.hpp"
+#include "modem/unit_words.hpp"
 #include "utils/words.hpp"
 
 #include <ecu/kova/logging.hpp>
-
-#include <array>
 
 using namespace std::chrono_literals;
 
@@ -30,10 +29,6 @@ constexpr std::uint32_t MAIN_ANTENNA_MIN = 41024;
 constexpr std::uint32_t MAIN_ANTENNA_MAX = 41025;
 constexpr std::uint32_t DIVERSITY_ANTENNA_MIN = 41026;
 constexpr std::uint32_t DIVERSITY_ANTENNA_MAX = 41027;
-
-constexpr std::array MODEM_TYPES{"SARA", "TOBY", "NONE"};
-constexpr std::array TRUTHS{"true", "false"};
-constexpr std::array ANTENNA_FITTINGS{"INTERNAL_R08", "EXTERNAL_R07", "INTERNAL_R07", "NONE"};
 
 /// The text, or an empty one with an ERROR that names `source` when it could break out of an AT command's
 /// argument.
@@ -107,7 +102,7 @@ void apply_variant_property(const UnitSources& sources, const char* name, defs::
         return;
     }
     LOG.info("Hardware variant property query: '", name, "' returned '", answer, "'");
-    utils::warn_of_unknown(LOG, "ECU variable " + std::string(name), answer, TRUTHS);
+    utils::warn_of_unknown(LOG, "ECU variable " + std::string(name), answer, unit_variable_values(name));
     state = answer == "false" ? defs::SimState::DISABLE : defs::SimState::ENABLE;
 }
 
@@ -152,7 +147,7 @@ void read_presence(const UnitSources& sources, UnitSettings& unit)
         unit.off_by_parameter = orders_off(sources.parameter(MODEM_ON_OFF));
     }
     const std::string type = sources.variable("modemtype", std::nullopt);
-    utils::warn_of_unknown(LOG, "ECU variable modemtype", type, MODEM_TYPES);
+    utils::warn_of_unknown(LOG, "ECU variable modemtype", type, unit_variable_values("modemtype"));
     unit.modem_fitted = type != "NONE";
 }
 
@@ -179,7 +174,7 @@ bool read_diversity_antenna(const UnitSources& sources)
         LOG.error("Failed to get mandatory ECU variable 'divantenna' from ECU, assume single antenna!");
     } else {
         LOG.notice("has diversity antenna: ", fitting);
-        utils::warn_of_unknown(LOG, "ECU variable divantenna", fitting, ANTENNA_FITTINGS);
+        utils::warn_of_unknown(LOG, "ECU variable divantenna", fitting, unit_variable_values("divantenna"));
     }
     return fitting == "INTERNAL_R08" || fitting == "EXTERNAL_R07" || fitting == "INTERNAL_R07";
 }

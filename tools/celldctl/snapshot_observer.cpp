@@ -6,7 +6,15 @@
 
 namespace celldctl {
 
+namespace {
+
+using namespace std::chrono_literals;
 namespace com = ecu::kova::com;
+
+constexpr auto LOOK_AGAIN = 20ms;
+constexpr auto QUIET = 500ms; // after it the broker has nothing more that it retained
+
+} // namespace
 
 void SnapshotObserver::message(const std::string& topic, const com::Message& message)
 {
@@ -53,6 +61,27 @@ void observe(BusLink& link, const std::shared_ptr<SnapshotObserver>& observer)
     for (const auto* const topic : SNAPSHOT_TOPICS) {
         link.subscribe(topic, observer);
     }
+}
+
+Snapshot snapshot_of(Session& session, BusLink& link, std::chrono::seconds timeout)
+{
+    using Clock = SnapshotObserver::Clock;
+    const auto observer = std::make_shared<SnapshotObserver>(link.is_local());
+    observe(link, observer);
+    const auto begin = Clock::now();
+    while (!observer->complete()) {
+        const auto now = Clock::now();
+        if (now - std::max(begin, observer->newest()) >= QUIET || now - begin >= timeout) {
+            break;
+        }
+        if (session.signals.wait(LOOK_AGAIN)) {
+            throw Failure(BY_SIGNAL + session.signals.ending(), "");
+        }
+    }
+    if (!observer->complete() && !link.is_connected()) {
+        throw link.no_connection();
+    }
+    return observer->snapshot();
 }
 
 } // namespace celldctl

@@ -46,6 +46,10 @@ private:
 /// This host's time since boot where the sender's time stamps are of the same clock.
 std::optional<std::int64_t> now_of(bool sender_is_local);
 
+/// What the broker retains: has an end when all of it has come, when nothing came for a while, or when the
+/// time is over. Throws Failure for a signal, and when the connection is gone by then. Main thread.
+Snapshot snapshot_of(Session& session, BusLink& link, std::chrono::seconds timeout);
+
 /// Subscribes to each of the snapshot's topics. Throws Failure.
 void observe(BusLink& link, const std::shared_ptr<SnapshotObserver>& observer);
 

@@ -11,6 +11,7 @@ constexpr std::array VERBS{
     Verb{"watch", "Show the same live: signal, states, changes; on a pipe a line each.", &watch},
     Verb{"wait-for", "End once the modem's state is the one wanted.", &wait_for},
     Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
+    Verb{"doctor", "Look at files, rights, port, board and bus, and say what is wrong.", &doctor},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

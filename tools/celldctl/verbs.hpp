@@ -26,6 +26,7 @@ Run status(Options& options);
 Run wait_for(Options& options);
 Run watch(Options& options);
 Run monitor(Options& options);
+Run doctor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);
 

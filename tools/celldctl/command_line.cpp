@@ -59,10 +59,11 @@ std::vector<const char*> verb_names()
 void add_broker_options(CLI::App& app, BrokerOptions& broker)
 {
     const auto add = [&app](const char* name, std::optional<std::string>& value, const char* help) {
-        app.add_option(name, value, help)->type_name("TEXT")->group("Broker");
+        app.add_option(name, value, help)->take_last()->type_name("TEXT")->group("Broker");
     };
     add("-h,--host", broker.host, "its host");
     app.add_option("-p,--port", broker.port, "its TCP port")
+        ->take_last()
         ->check(CLI::Range(1, LAST_PORT).description(""))
         ->type_name("PORT")
         ->group("Broker");

@@ -2,7 +2,11 @@
 
 #include "main/configuration_defaults.hpp"
 
+#include <ecu/kova/root.hpp>
+
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <unistd.h>
 
 namespace celldctl {
@@ -18,6 +22,18 @@ std::optional<std::string> as_the_shell_has_it(const std::optional<std::string>&
     std::error_code error;
     const auto relative = path ? std::filesystem::proximate(*path, error) : std::filesystem::path();
     return path && !error && !path->empty() ? std::optional(relative.string()) : path;
+}
+
+/// The client library would only say that an argument is wrong.
+void check_certificates(const Configuration& configuration)
+{
+    for (const char* const key : {"bus.cafile", "bus.certfile", "bus.keyfile"}) {
+        const auto path = ecu::kova::rooted(configuration.get(key));
+        if (!path.empty() && access(path.c_str(), R_OK) != 0) {
+            throw Failure(FAILURE,
+                          path + " (" + key + ") cannot be read: " + std::generic_category().message(errno));
+        }
+    }
 }
 
 } // namespace
@@ -49,6 +65,7 @@ Configuration bus_configuration(const BrokerOptions& broker)
         if (!configuration.verify()) { // which says what is wrong
             throw Failure(FAILURE, "");
         }
+        check_certificates(configuration);
         return configuration;
     } catch (const ecu::kova::config::ConfigurationError& error) {
         throw Failure(FAILURE, error.what());

@@ -11,15 +11,16 @@ namespace com = ecu::kova::com;
 
 constexpr auto LOOK_AGAIN = 20ms;
 
-/// What the platform library offers where it is the bundled one, found at compile time.
-template <class Client>
-auto failure_of(const Client& client)
+/// An optional operation of the platform library, found at compile time.
+template <class Trouble, class Client>
+std::optional<Trouble> trouble_of(const Client& client)
 {
     if constexpr (requires { client.connection_failure(); }) {
-        return client.connection_failure();
-    } else {
-        return std::optional<com::ConnectionFailure>();
+        if (const auto failure = client.connection_failure()) {
+            return Trouble{failure->refused, failure->reason};
+        }
     }
+    return std::nullopt;
 }
 
 } // namespace
@@ -43,7 +44,7 @@ void BusLink::wait_until_connected(Signals& signals, const Patience& patience)
     const auto deadline = std::chrono::steady_clock::now() + patience.limit;
     while (!is_connected()) {
         check_not_refused();
-        if (std::chrono::steady_clock::now() >= deadline || (failure() && !patience.tries_again)) {
+        if (std::chrono::steady_clock::now() >= deadline || (trouble() && !patience.tries_again)) {
             throw no_connection();
         }
         if (signals.wait(LOOK_AGAIN)) {
@@ -54,14 +55,14 @@ void BusLink::wait_until_connected(Signals& signals, const Patience& patience)
 
 void BusLink::check_not_refused() const
 {
-    if (const auto why = failure(); why && why->refused) {
+    if (const auto why = trouble(); why && why->refused) {
         throw no_connection();
     }
 }
 
 Failure BusLink::no_connection() const
 {
-    const auto why = failure();
+    const auto why = trouble();
     return {why && why->refused ? REFUSED : NO_CONNECTION, "no connection to " + broker_ + ": " + reason()};
 }
 
@@ -73,13 +74,13 @@ bool BusLink::is_local() const
 
 std::string BusLink::reason() const
 {
-    const auto why = failure();
+    const auto why = trouble();
     return why ? printable(why->reason) : "the broker does not answer";
 }
 
-std::optional<com::ConnectionFailure> BusLink::failure() const
+std::optional<BusLink::Trouble> BusLink::trouble() const
 {
-    return failure_of(*client_);
+    return trouble_of<Trouble>(*client_);
 }
 
 Patience patience(std::optional<std::chrono::seconds> given, std::chrono::seconds otherwise)

@@ -45,7 +45,12 @@ public:
     std::string reason() const;
 
 private:
-    std::optional<ecu::kova::com::ConnectionFailure> failure() const;
+    struct Trouble {
+        bool refused;
+        std::string reason;
+    };
+    /// What the platform library says of it where it is the bundled one.
+    std::optional<Trouble> trouble() const;
 
     ecu::kova::config::Configuration configuration_;
     std::string broker_; // "host:port"

@@ -1,5 +1,7 @@
 #include "doctor/unit_file.hpp"
 
+#include "utils/strings.hpp"
+
 #include <ecu/kova/config/configuration.hpp>
 #include <ecu/kova/root.hpp>
 
@@ -54,13 +56,27 @@ std::string fault_text(const std::string& what)
     return begin == std::string::npos ? what : what.substr(begin + BEGIN.size());
 }
 
+/// The keys of a configuration of one line. An optional operation of the platform library, found at compile
+/// time; else the key is what stands in front of the '='.
+template <class Configuration>
+std::vector<std::string> keys_of(const Configuration& one, const std::string& text)
+{
+    if constexpr (requires { one.keys(); }) {
+        return one.keys();
+    } else {
+        std::string key = text.substr(0, text.find('='));
+        utils::trim(key);
+        return one.is_set(key) ? std::vector{key} : std::vector<std::string>();
+    }
+}
+
 void read_line(UnitFile& file, std::size_t number, const std::string& text)
 {
     try {
         config::Configuration one;
         std::istringstream input(text);
         config::set_config_from_input(one, input, "");
-        for (const auto& key : one.keys()) {
+        for (const auto& key : keys_of(one, text)) {
             file.lines.push_back({number, key, one.get(key)});
         }
     } catch (const config::ConfigurationError& error) {

@@ -158,16 +158,24 @@ TEST_F(Client, EndsQuietlyWithItsReaderAndSaysWhenItCannotWrite)
 {
     broker.start();
     retain(STATUS, status(pb::ModemStatus::CONNECTED));
-    const auto address = " -h 127.0.0.1 -p " + std::to_string(broker.port()) + " ";
     const auto in_a_shell = [&](const std::string& line) {
-        return run_program({"/bin/bash", "-c", std::string(CELLDCTL) + address + line});
+        const auto client =
+            std::string("C='") + CELLDCTL + " -h 127.0.0.1 -p " + std::to_string(broker.port()) + "'; ";
+        return run_program({"/bin/bash", "-c", client + line});
     };
-    EXPECT_EQ(in_a_shell("monitor --json | head -c 8; exit ${PIPESTATUS[0]}").said, "{\"time\":");
-    EXPECT_EQ(in_a_shell("monitor --json | head -c 8; exit ${PIPESTATUS[0]}").status, 8) << "and it does end";
+    const auto quiet = in_a_shell("$C monitor --json | head -c 8; exit ${PIPESTATUS[0]}");
+    EXPECT_EQ(quiet.said, "{\"time\":");
+    EXPECT_EQ(quiet.status, 8);
     for (const char* const line :
-         {"status > /dev/full", "status >&-", "monitor > /dev/full", "watch > /dev/full"}) {
+         {"$C status > /dev/full", "$C status >&-", "$C monitor > /dev/full", "$C watch > /dev/full"}) {
         const auto outcome = in_a_shell(line);
         EXPECT_EQ(outcome.status, 8) << line;
         expect_one_line(outcome, line);
     }
+    // A reader that does not read: SIGTERM ends it all the same, or SIGKILL would have to (137).
+    const auto pipe = root.path("/pipe").string();
+    EXPECT_EQ(in_a_shell("mkfifo " + pipe + "; exec 3<> " + pipe + "; head -c 65536 /dev/zero >&3; " +
+                         "timeout --preserve-status -k 20 1 $C status >&3")
+                  .status,
+              128 + SIGTERM);
 }

@@ -50,6 +50,7 @@ CLI::Option* named(CLI::Option* option, const std::string& name)
 std::vector<const char*> verb_names()
 {
     std::vector<const char*> names;
+    names.reserve(verbs().size());
     for (const auto& verb : verbs()) {
         names.push_back(verb.name);
     }

@@ -21,6 +21,7 @@ std::string unquoted(const std::string& value)
 std::vector<const char*> variable_names()
 {
     std::vector<const char*> names;
+    names.reserve(unit_variables().size());
     for (const auto& variable : unit_variables()) {
         names.push_back(variable.name);
     }

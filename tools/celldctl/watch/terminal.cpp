@@ -58,8 +58,8 @@ bool Terminal::is_there()
 
 bool Terminal::shows_utf8()
 {
-    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): nobody else looks at it
-    return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): nobody else looks
+    return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; // NOLINT(concurrency-mt-unsafe): likewise
 }
 
 Terminal::Terminal(Output& output) : output_(output), colours_(variable("NO_COLOR").empty())

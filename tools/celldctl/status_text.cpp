@@ -147,7 +147,7 @@ std::string ages(const ModemFacts& facts)
 void add_bus(Screen& screen, const ModemFacts& facts, const Snapshot& snapshot)
 {
     const std::pair<const char*, std::string> rows[] = {
-        {"said ago", ages(facts)},
+        {"age", ages(facts)},
         {"not there", snapshot.names(Presence::MISSING)},
         {"unreadable", snapshot.names(Presence::UNREADABLE)},
         {"daemon", facts.daemon_gone ? "gone; the rest is what it said last"

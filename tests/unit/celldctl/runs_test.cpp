@@ -16,17 +16,18 @@ using testing::StartsWith;
 namespace {
 
 constexpr auto PATIENCE = 30s; // no more than a hung test costs
+constexpr auto ENOUGH = "3";   // seconds for a connection on a busy machine
 constexpr auto STATUS = "system/modem/status";
 
 /// Every verb that wants the broker; each with an end.
 const std::vector<std::vector<std::string>> VERBS{
     {"status"},
     {"status", "--json"},
-    {"wait-for", "connected", "--timeout", "1"},
-    {"watch", "--timeout", "1"},
-    {"monitor", "--timeout", "1"},
+    {"wait-for", "connected", "--timeout", ENOUGH},
+    {"watch", "--timeout", ENOUGH},
+    {"monitor", "--timeout", ENOUGH},
     {"backend", "connected"},
-    {"backend", "connected", "--interval", "1", "--timeout", "1"},
+    {"backend", "connected", "--interval", "1", "--timeout", ENOUGH},
     {"blackout", "on"}};
 
 /// The program itself, as a user runs it.
@@ -130,15 +131,15 @@ TEST_F(Client, ShowsWhatIsOnTheBusAndSaysWhatDoesNotDecode)
     EXPECT_EQ(monitored.status, 0);
     EXPECT_THAT(monitored.said, testing::EndsWith(R"("fields":{"status":"BACKEND_CONNECTED"}})"
                                                   "\n"));
-    EXPECT_EQ(run({"monitor", "--timeout", "1"}).status, 0);
-    EXPECT_EQ(run({"monitor", "--until", "locked", "--timeout", "1"}).status, 4);
-    const auto watched = run({"watch", "--timeout", "1"});
+    EXPECT_EQ(run({"monitor", "--timeout", ENOUGH}).status, 0);
+    EXPECT_EQ(run({"monitor", "--until", "locked", "--timeout", ENOUGH}).status, 4);
+    const auto watched = run({"watch", "--timeout", ENOUGH});
     EXPECT_EQ(watched.status, 0);
     EXPECT_THAT(watched.said, HasSubstr("state=CONNECTED"));
 
     retain(STATUS, text_message("garbage", true));
     for (const auto& words : std::vector<std::vector<std::string>>{
-             {"status"}, {"wait-for", "connected", "--timeout", "1"}, {"monitor", "--timeout", "1"}}) {
+             {"status"}, {"wait-for", "connected", "--timeout", ENOUGH}, {"monitor", "--timeout", ENOUGH}}) {
         const auto outcome = run(words);
         EXPECT_EQ(outcome.status, 6) << outcome.said;
         EXPECT_THAT(outcome.said, HasSubstr("celldctl: ")) << words.front();
@@ -150,8 +151,8 @@ TEST_F(Client, IsNotTakenInByWhatADaemonHasLeft)
     broker.start();
     retain(STATUS, status(pb::ModemStatus::CONNECTED, 301s));
     EXPECT_EQ(run({"status"}).status, 1);
-    EXPECT_EQ(run({"wait-for", "connected", "--timeout", "1"}).status, 4);
-    EXPECT_EQ(run({"monitor", "--until", "connected", "--timeout", "1"}).status, 4);
+    EXPECT_EQ(run({"wait-for", "connected", "--timeout", ENOUGH}).status, 4);
+    EXPECT_EQ(run({"monitor", "--until", "connected", "--timeout", ENOUGH}).status, 4);
 }
 
 TEST_F(Client, EndsQuietlyWithItsReaderAndSaysWhenItCannotWrite)

@@ -140,8 +140,9 @@ void check_configuration(const UnitFile& file, Findings& findings)
         return;
     }
     if (!file.trouble.empty()) {
-        findings.error(file.path + " cannot be read: " + file.trouble + "; celld does not start",
-                       "make it a file that celld's user may read, or remove it");
+        findings.error(file.path + " cannot be read: " + file.trouble +
+                           "; a celld of this user does not start",
+                       "make it a file that celld's user may read, or run this as that user");
         return;
     }
     check_file(file, holds_a_secret(file), findings);

@@ -1,6 +1,7 @@
 #include "bus/message_adapter.hpp"
 #include "watch/watch_screen.hpp"
 
+#include <ecu/kova/rt/signal_adapter.hpp>
 #include <gmock/gmock.h>
 
 namespace com = ecu::kova::com;
@@ -23,6 +24,14 @@ Heard status_at(WatchModel::Time when, pb::ModemStatus::ModemState state, std::o
         status.set_rssi(*rssi);
     }
     return {when, "system/modem/status", *com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(status)};
+}
+
+Heard signal_at(WatchModel::Time when, const std::string& topic, std::uint8_t value)
+{
+    auto& adapter = ecu::kova::rt::SignalAdapter::instance();
+    auto group = adapter.create_sg(topic);
+    EXPECT_TRUE(static_cast<bool>(group.set_signal_data(group.default_signal_name(), {value})));
+    return {when, topic, adapter.pack(group).value()};
 }
 
 /// Searching, connected after half a minute, the signal rising.
@@ -87,6 +96,15 @@ TEST(Watch, KnowsHowLongEachStateLastedAndTellsWhatIsNew)
     EXPECT_THAT(model.signal(), ElementsAre(-113, -93, -73, -53, std::nullopt, std::nullopt));
     EXPECT_FALSE(model.take(status_at(NOON + 91s, pb::ModemStatus::CONNECTED, 59), {})) << "nothing new";
     EXPECT_EQ(model.take(status_at(NOON + 92s, pb::ModemStatus::CONNECTED, 9), {})->what.text, "rssi=9");
+    EXPECT_EQ(model.antenna(), "") << "nobody has said";
+    const auto says = [&model](const std::string& what, std::uint8_t value) {
+        model.take(signal_at(NOON + 92s, "rt/system/status_cellular_antenna_" + what, value), {});
+        return model.antenna();
+    };
+    EXPECT_EQ(says("open_circuit", 0), "healthy");
+    EXPECT_EQ(says("short_to_ground", 1), "short to ground");
+    EXPECT_EQ(says("open_circuit", 1), "short to ground");
+    EXPECT_EQ(says("short_to_ground", 0), "open circuit");
     model.take_connection(connection_event("lost", false));
     EXPECT_EQ(model.connection_trouble(), "lost");
     model.advance(NOON + 101s, {});

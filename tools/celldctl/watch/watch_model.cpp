@@ -30,6 +30,7 @@ std::optional<Event> WatchModel::take(const Heard& heard, std::optional<std::int
     if (event.what.state) {
         note_state(heard, *event.what.state);
     }
+    note_antenna(event.what.fields);
     auto news = filter_.pass(std::move(event));
     if (news) {
         note(*news);
@@ -59,6 +60,17 @@ void WatchModel::advance(Time now, std::optional<std::int64_t> now_ns)
     keep_newest(signal_, MOST_SAMPLES);
 }
 
+std::string WatchModel::antenna() const
+{
+    if (antenna_short_.value_or(false)) {
+        return "short to ground";
+    }
+    if (antenna_open_.value_or(false)) {
+        return "open circuit";
+    }
+    return antenna_open_ || antenna_short_ ? "healthy" : "";
+}
+
 std::string WatchModel::last_stretch() const
 {
     if (states_.size() < 2) {
@@ -75,6 +87,18 @@ void WatchModel::note_state(const Heard& heard, ModemState state)
     if (states_.empty() || states_.back().state != name) {
         states_.push_back({name, heard.when, !states_.empty()});
         keep_newest(states_, MOST_STATES);
+    }
+}
+
+void WatchModel::note_antenna(const Fields& signals)
+{
+    for (const auto& field : signals.all()) {
+        const auto* const value = std::get_if<std::int64_t>(&field.value);
+        if (value != nullptr && field.name == "status_cellular_antenna_open_circuit") {
+            antenna_open_ = *value != 0;
+        } else if (value != nullptr && field.name == "status_cellular_antenna_short_to_ground") {
+            antenna_short_ = *value != 0;
+        }
     }
 }
 

@@ -37,6 +37,9 @@ public:
     const std::deque<StateStretch>& states() const { return states_; } ///< oldest first
     const std::deque<Event>& events() const { return events_; }        ///< oldest first
     const SignalHistory& signal() const { return signal_; }
+    /// "healthy", "open circuit", "short to ground"; empty until one was told: that is said on change, and
+    /// nobody retains it.
+    std::string antenna() const;
     /// Empty while there is one.
     const std::string& connection_trouble() const { return connection_trouble_; }
     /// "SEARCHING lasted 31 s" of the stretch before the present one.
@@ -44,6 +47,7 @@ public:
 
 private:
     void note_state(const Heard& heard, ModemState state);
+    void note_antenna(const Fields& signals);
     void note(Event event);
 
     Snapshot snapshot_;
@@ -52,6 +56,8 @@ private:
     std::deque<StateStretch> states_;
     std::deque<Event> events_;
     SignalHistory signal_;
+    std::optional<bool> antenna_open_;
+    std::optional<bool> antenna_short_;
     std::optional<Time> sampled_;
     std::string connection_trouble_;
 };

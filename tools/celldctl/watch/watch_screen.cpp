@@ -88,6 +88,9 @@ public:
         row("cell", numbered("mcc", facts_.mcc) + numbered("mnc", facts_.mnc) +
                         numbered("area", facts_.area_code) + numbered("cell", facts_.cell_id));
         signal(utf8);
+        if (!model_.antenna().empty()) {
+            row("antenna", model_.antenna());
+        }
         row("SIM", sims());
         row("module", shown(facts_.manufacturer) + " " + shown(facts_.model) + " IMEI " + shown(facts_.imei));
     }

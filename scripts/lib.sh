@@ -7,6 +7,10 @@ BUILD_PACKAGES=(
     libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev mosquitto ca-certificates
 )
 
+# What counts the cost of the code (bench/check-counts).
+# shellcheck disable=SC2034 # for ./test
+COUNT_PACKAGES=(valgrind strace)
+
 # What the sanitizers' builds need besides: the compiler, its runtime libraries (libFuzzer's too), and what turns the
 # addresses of a report into lines.
 # shellcheck disable=SC2034 # for ./test

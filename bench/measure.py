@@ -1,0 +1,271 @@
+"""Measures what celld costs beside the limit of each figure, in the same run, and writes the result as JSON.
+
+Called by bench/run, which has built everything. Each figure is taken several times in turn with its limit, so
+that what else the machine does meets both; medians and spreads are what the report states.
+"""
+
+import argparse
+import contextlib
+import json
+import os
+import pathlib
+import platform
+import re
+import shutil
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+PAUSE_US = 100_000  # a gap above it is a wait that the daemon makes on purpose
+COMMANDS = 2000  # of the raw ping-pong
+RATE = 1000  # reports a second
+DIALOGUE = "dev/ttyUbloxModemAT"
+CONNECTED = "to 'Modem::State::CONNECTED'"
+
+
+class Program:
+    """A process with its output in a file; ended with the object's context."""
+
+    def __init__(self, log, *command, **options):
+        self.log = pathlib.Path(log)
+        with self.log.open("w") as output:
+            self.process = subprocess.Popen(
+                [str(word) for word in command], stdout=output, stderr=subprocess.STDOUT, **options)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.process.kill()
+        self.process.wait()
+
+    def said(self):
+        return self.log.read_text(errors="replace")
+
+    def await_text(self, text, seconds=120):
+        deadline = time.monotonic() + seconds
+        while text not in self.said():
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                sys.exit(f"{self.log}: no '{text}'; it ends with\n{self.said()[-2000:]}")
+            time.sleep(0.05)
+
+
+class Module:
+    """A quick-module, asked on its standard input."""
+
+    def __init__(self, programs, root):
+        self.root = root
+        self.process = subprocess.Popen([str(programs / "quick-module"), str(root)],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        assert self.process.stdout.readline() == "ready\n"
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.process.stdin.close()
+        self.process.wait()
+
+    def order(self, text):
+        self.process.stdin.write(text + "\n")
+        self.process.stdin.flush()
+
+    def ask(self, text):
+        self.order(text)
+        return self.process.stdout.readline()
+
+    def gaps(self):
+        return [gap for gap in map(float, self.ask("gaps").split()) if gap < PAUSE_US]
+
+    def device(self):
+        return self.root / DIALOGUE
+
+
+def cpu_s(pid):
+    """Processor time of all threads, from the scheduler's nanoseconds (proc(5), schedstat)."""
+    total = 0
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        total += int((task / "schedstat").read_text().split()[0])
+    return total / 1e9
+
+
+def switches(pid):
+    total = 0
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        total += sum(map(int, re.findall(r"ctxt_switches:\s+(\d+)", (task / "status").read_text())))
+    return total
+
+
+def memory_kb(pid):
+    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
+    return {name: int(re.search(rf"^{name}:\s+(\d+)", rollup, re.M).group(1)) for name in ("Pss", "Private_Dirty")}
+
+
+def shared_objects(pid):
+    maps = pathlib.Path(f"/proc/{pid}/maps").read_text()
+    return len(set(re.findall(r"(/\S+\.so[.\d]*)$", maps, re.M)))
+
+
+class Bench:
+    def __init__(self, programs, directory):
+        self.programs = programs
+        self.directory = pathlib.Path(directory)
+        self.runs = 0
+
+    def fresh_root(self, port, settings=""):
+        self.runs += 1
+        root = self.directory / f"unit-{self.runs}"
+        files = root / "etc/vexa"
+        files.mkdir(parents=True)
+        (root / "run").mkdir()
+        (files / "celld.conf").write_text(
+            f"host = 127.0.0.1\nport = {port}\nclient_name = bench-{self.runs}\nlogmode = stdout\n"
+            f"sim.internal.apn = internet\nsim.external.apn = internet\n{settings}")
+        (files / "ecu_variables.conf").write_text(
+            "hwvariant = QBX\nhwversion = qbx\nmodemtype = SARA\nhasintsim = true\nhasextsim = true\ndivantenna = NONE\n")
+        (files / "system_parameters.conf").write_text("41024 = 10\n41025 = 100\n")
+        return root
+
+    @contextlib.contextmanager
+    def broker(self):
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        configuration = self.directory / f"broker-{port}.conf"
+        configuration.write_text(f"listener {port} 127.0.0.1\nallow_anonymous true\npersistence false\n")
+        name = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
+        with Program(self.directory / f"broker-{port}.log", name, "-c", configuration) as broker:
+            broker.await_text("running")
+            with Program(self.directory / f"backend-{port}.log", self.programs / "celldctl", "--host", "127.0.0.1",
+                         "--port", port, "backend", "connected"):
+                yield port
+
+    def daemon(self, root, name="celld"):
+        return Program(root / "celld.log", self.programs / name, env={**os.environ, "CELLD_ROOT": str(root)})
+
+    def limits(self, what, module, number):
+        log = module.root / f"limits-{what}.log"
+        return Program(log, self.programs / "limits", what, module.device(), number)
+
+    def run_limit(self, what, module, number):
+        """The processor seconds and switches it says it used."""
+        with self.limits(what, module, number) as program:
+            program.process.wait()
+            words = program.said().split()
+            return float(words[2]), int(words[4])
+
+    # --- the figures ---
+
+    def gap(self, repeats):
+        """Between an answer and the next command: the daemon's set-up, and the raw ping-pong."""
+        found = {"celld": [], "handover": [], "direct": []}
+        with self.broker() as port:
+            for _ in range(repeats):
+                root = self.fresh_root(port)
+                with Module(self.programs, root) as module:
+                    for limit in ("direct", "handover"):
+                        self.run_limit(limit, module, COMMANDS)
+                        found[limit].append(statistics.median(module.gaps()))
+                    with self.daemon(root) as celld:
+                        celld.await_text(CONNECTED)
+                        found["celld"].append(statistics.median(module.gaps()))
+        return found
+
+    def stream(self, repeats, seconds):
+        """Processor seconds a minute at 1,000 reports a second, and whether any was lost."""
+        found = {"celld": [], "reader": [], "lost": []}
+        with self.broker() as port:
+            root = self.fresh_root(port)
+            with Module(self.programs, root) as module, self.daemon(root) as celld:
+                celld.await_text(CONNECTED)
+                other = self.fresh_root(port)
+                with Module(self.programs, other) as bare:
+                    for _ in range(repeats):
+                        with self.limits("reader", bare, RATE * seconds) as reader:
+                            reader.await_text("ready")
+                            bare.ask(f"stream {RATE} {seconds}")
+                            reader.process.wait()
+                            found["reader"].append(float(reader.said().split()[2]) * 60 / seconds)
+                        before = cpu_s(celld.process.pid)
+                        begin = time.monotonic()
+                        module.ask(f"stream {RATE} {seconds}")
+                        took = time.monotonic() - begin
+                        found["celld"].append((cpu_s(celld.process.pid) - before) * 60 / took)
+                found["lost"].append(len(re.findall("dropped", celld.said())))
+        return found
+
+    def idle(self, repeats, seconds):
+        found = {"cpu": [], "switches": [], "commands": [], "limit": [], "limit_switches": [], "pss": [], "dirty": [],
+                 "limit_pss": [], "limit_dirty": [], "objects": []}
+        with self.broker() as port:
+            root = self.fresh_root(port)
+            with Module(self.programs, root) as module, self.daemon(root) as celld:
+                celld.await_text(CONNECTED)
+                pid = celld.process.pid
+                for _ in range(repeats):
+                    other = self.fresh_root(port)
+                    with Module(self.programs, other) as bare, self.limits("idle", bare, seconds) as limit:
+                        limit.await_text("ready")
+                        before = cpu_s(pid), switches(pid), int(module.ask("count")), time.monotonic()
+                        time.sleep(seconds / 2)
+                        kb = memory_kb(limit.process.pid)
+                        limit.process.wait()
+                        minutes = (time.monotonic() - before[3]) / 60
+                        found["cpu"].append((cpu_s(pid) - before[0]) / minutes)
+                        found["switches"].append((switches(pid) - before[1]) / minutes)
+                        found["commands"].append((int(module.ask("count")) - before[2]) / minutes)
+                        words = limit.said().split()
+                        found["limit"].append(float(words[2]) * 60 / seconds)
+                        found["limit_switches"].append(int(words[4]) * 60 / seconds)
+                        found["limit_pss"].append(kb["Pss"])
+                        found["limit_dirty"].append(kb["Private_Dirty"])
+                        kb = memory_kb(pid)
+                        found["pss"].append(kb["Pss"])
+                        found["dirty"].append(kb["Private_Dirty"])
+                        found["objects"].append(shared_objects(pid))
+        return found
+
+    def crowd(self, number, seconds):
+        """Many daemons at once: until the last is connected, their memory together, and their processor time."""
+        with self.broker() as port, contextlib.ExitStack() as stack:
+            roots = [self.fresh_root(port) for _ in range(number)]
+            for root in roots:
+                stack.enter_context(Module(self.programs, root))
+            begin = time.monotonic()
+            daemons = [stack.enter_context(self.daemon(root)) for root in roots]
+            for celld in daemons:
+                celld.await_text(CONNECTED)
+            connected = time.monotonic() - begin
+            time.sleep(5)
+            pids = [celld.process.pid for celld in daemons]
+            before = sum(map(cpu_s, pids)), time.monotonic()
+            time.sleep(seconds)
+            share = (sum(map(cpu_s, pids)) - before[0]) / (time.monotonic() - before[1])
+            return {"daemons": [number], "connected_s": [connected], "pss_mb": [sum(memory_kb(pid)["Pss"] for pid in pids) / 1024],
+                    "cpu_percent": [100 * share]}
+
+
+def main():
+    options = argparse.ArgumentParser(description=__doc__)
+    options.add_argument("programs", type=pathlib.Path)
+    options.add_argument("--only", help="one of the figures")
+    options.add_argument("--repeats", type=int, default=5)
+    options.add_argument("--seconds", type=int, default=20)
+    chosen = options.parse_args()
+    with tempfile.TemporaryDirectory(prefix="celld-bench-") as directory:
+        bench = Bench(chosen.programs, directory)
+        figures = {
+            "gap": lambda: bench.gap(chosen.repeats),
+            "stream": lambda: bench.stream(chosen.repeats, chosen.seconds),
+            "idle": lambda: bench.idle(chosen.repeats, chosen.seconds),
+            "crowd": lambda: bench.crowd(100, chosen.seconds),
+        }
+        for name, figure in figures.items():
+            if chosen.only in (None, name):
+                print(name, json.dumps(figure()))
+
+
+main()

@@ -97,6 +97,24 @@ std::optional<Level> level_of(const std::string& name)
 
 } // namespace
 
+void Part::append_to(std::string& record) const
+{
+    switch (kind_) {
+    case Kind::TEXT:
+        record += text_;
+        return;
+    case Kind::CHARACTER:
+        record += static_cast<char>(signed_);
+        return;
+    case Kind::SIGNED:
+        record += std::to_string(signed_);
+        return;
+    case Kind::UNSIGNED:
+        record += std::to_string(unsigned_);
+        return;
+    }
+}
+
 Module::Module(std::string name) : name_(std::move(name)) {}
 
 bool Module::wants(Level level) const
@@ -107,8 +125,12 @@ bool Module::wants(Level level) const
     return level <= Level::NOTICE || enabled_.load(std::memory_order_relaxed);
 }
 
-void Module::emit(Level level, std::string_view text) const
+void Module::put_together(Level level, std::initializer_list<Part> parts) const
 {
+    std::string text;
+    for (const auto& part : parts) {
+        part.append_to(text);
+    }
     writer().write(level, name_, text);
 }
 

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <sstream>
+#include <concepts>
+#include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 /// Leveled log records for syslog or a standard stream. A record on a stream is one line:
 /// `<UTC time, ISO 8601 with milliseconds, Z> <LEVEL> <module>: <text>`. Control characters other than the
@@ -15,6 +18,41 @@ namespace ecu::kova::logging {
 enum class Level { EMERG, ALERT, CRITICAL, ERROR, WARNING, NOTICE, INFO, DEBUG };
 
 enum class LogMode { SYSLOG = 0, STDOUT = 1, STDERR = 2 };
+
+/// One of the things that a record is put together from, as operator<< writes it: a text, a character, a
+/// whole number (true is 1), an enumerator that is one. Refers to a text; lives no longer than the call.
+class Part {
+public:
+    Part(std::string_view text) : kind_(Kind::TEXT), text_(text) {}
+    Part(const std::string& text) : Part(std::string_view(text)) {}
+    Part(const char* text) : Part(text != nullptr ? std::string_view(text) : std::string_view()) {}
+    Part(char character) : kind_(Kind::CHARACTER), signed_(character) {}
+    template <std::signed_integral Number>
+    Part(Number number) : kind_(Kind::SIGNED), signed_(number)
+    {
+    }
+    template <std::unsigned_integral Number>
+    Part(Number number) : kind_(Kind::UNSIGNED), unsigned_(number)
+    {
+    }
+    template <class Enumerator>
+    requires std::is_enum_v<Enumerator> && std::is_convertible_v<Enumerator, int> Part(Enumerator value)
+        : Part(static_cast<std::underlying_type_t<Enumerator>>(value))
+    {
+    }
+
+    void append_to(std::string& record) const;
+
+private:
+    enum class Kind { TEXT, CHARACTER, SIGNED, UNSIGNED };
+
+    Kind kind_;
+    union {
+        std::string_view text_;
+        std::int64_t signed_;
+        std::uint64_t unsigned_;
+    };
+};
 
 /// The log channel of one source area. Made by `module()`, lives until the process ends.
 class Module {
@@ -28,17 +66,14 @@ public:
     /// Whether a record of this level would be written; cheap, no lock.
     bool wants(Level level) const;
 
-    /// Writes one record, the parts put together as operator<< writes them. Nothing is built when it is not
+    /// Writes one record, the parts one behind the other. Nothing is built when it is not
     /// wanted.
     template <class... Parts>
     void write(Level level, const Parts&... parts) const
     {
-        if (!wants(level)) {
-            return;
+        if (wants(level)) {
+            put_together(level, {Part(parts)...});
         }
-        std::ostringstream text;
-        (text << ... << parts);
-        emit(level, text.str());
     }
 
     template <class... Parts>
@@ -81,7 +116,8 @@ public:
     void enable(bool enabled) { enabled_ = enabled; }
 
 private:
-    void emit(Level level, std::string_view text) const;
+    // One function for all the program's records: a stream of its own at each of them is half of its code.
+    void put_together(Level level, std::initializer_list<Part> parts) const;
 
     std::string name_;
     std::atomic<bool> enabled_{true};

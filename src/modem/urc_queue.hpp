@@ -11,7 +11,7 @@ class UrcQueue {
 public:
     /// A module that floods loses its oldest reports first, with a WARNING; a later report of the same kind
     /// follows.
-    static constexpr std::size_t MAX_QUEUED = 1024;
+    static constexpr std::size_t MAX_QUEUED = 4096; // two seconds of CONNECTED at 2,000 a second
     static constexpr std::size_t MAX_BYTES = 256UL * 1024UL;
 
     void push(const AtCommandResponse& response);

@@ -72,11 +72,11 @@ TEST(UrcQueueOf, TheNewestDropsTheOldestByCountAndBySize)
     };
     UrcQueue queue;
     for (int round = 0; round < 2; ++round) {
-        for (int i = 0; i <= 1024; ++i) {
+        for (int i = 0; i <= 4096; ++i) {
             queue.push(report(std::to_string(i)));
         }
         const auto all = queue.take_all();
-        EXPECT_EQ(all.size(), 1024U);
+        EXPECT_EQ(all.size(), 4096U);
         EXPECT_EQ(all.front().message, "1");
         queue.push(report(std::string(256 * 1024, 'x')));
         EXPECT_EQ(queue.take_all().size(), 1U);

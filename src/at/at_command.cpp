@@ -42,7 +42,7 @@ AtCommand::AtCommand(const std::string& text, std::chrono::seconds limit) : comm
 
 void AtCommand::init()
 {
-    const auto end_of_name = command.find_first_not_of(NAME_CHARACTERS);
+    const auto end_of_name = ::end_of_name(command);
     if (end_of_name == std::string::npos) {
         type = command.find('+') != std::string::npos ? Type::Action : Type::Set;
     } else if (command[end_of_name] == '=') {

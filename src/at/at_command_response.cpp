@@ -5,24 +5,24 @@
 
 #include <cstdio>
 
-AtCommandResponse::AtCommandResponse(Type kind, const std::string& text, const std::string& final_line)
+AtCommandResponse::AtCommandResponse(Type kind, std::string_view text, std::string_view final_line)
     : type(kind), result(final_line)
 {
     init(text);
 }
 
-AtCommandResponse::AtCommandResponse(const std::string& text, const std::string& final_line)
+AtCommandResponse::AtCommandResponse(std::string_view text, std::string_view final_line)
     : AtCommandResponse(Type::Final, text, final_line)
 {
 }
 
-void AtCommandResponse::init(const std::string& text)
+void AtCommandResponse::init(std::string_view text)
 {
     message = text;
     prefix.clear();
     value = text;
-    const auto colon = text.find_first_not_of(NAME_CHARACTERS);
-    if (colon == std::string::npos || colon == 0 || text[colon] != ':') {
+    const auto colon = end_of_name(text);
+    if (colon == std::string_view::npos || colon == 0 || text[colon] != ':') {
         return;
     }
     prefix = text.substr(0, colon);

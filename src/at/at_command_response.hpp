@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// One parsed answer of the module, or an unsolicited result code (URC). A plain value.
 struct AtCommandResponse {
@@ -11,12 +12,12 @@ struct AtCommandResponse {
         Unsolicited = 1, ///< URC, or a line that belongs to no active command
     };
 
-    AtCommandResponse(Type type, const std::string& message, const std::string& result);
+    AtCommandResponse(Type type, std::string_view message, std::string_view result);
     /// Of type `Final`.
-    AtCommandResponse(const std::string& message, const std::string& result);
+    AtCommandResponse(std::string_view message, std::string_view result);
 
     /// Fills `message`, `prefix` and `value`. The two characters behind the colon are skipped unseen.
-    void init(const std::string& message);
+    void init(std::string_view message);
 
     const std::string& complete_message() const { return message; }
 

@@ -31,15 +31,17 @@ bool is_final(std::string_view line)
 
 } // namespace
 
-void AtParser::feed_input(const std::string& data)
+void AtParser::feed_input(std::string_view data)
 {
     input_ += data;
     if (skipping_ && !resynchronise()) {
         return;
     }
-    if (input_.find(LINE_END) != std::string::npos) {
+    if (input_.find(LINE_END, looked_at_) != std::string::npos) {
         extract_responses();
     }
+    // Its second half may come with the next piece.
+    looked_at_ = input_.size() - (input_.ends_with(LINE_END.front()) ? 1 : 0);
     if (input_.size() > LIMIT) {
         parser_log.warning("Line without an end, ", input_.size(), " bytes dropped up to its end");
         cut_endless_line();
@@ -55,6 +57,7 @@ bool AtParser::resynchronise()
         return false;
     }
     input_.erase(0, end + LINE_END.size());
+    looked_at_ = 0;
     skipping_ = false;
     return true;
 }
@@ -63,17 +66,19 @@ void AtParser::cut_endless_line()
 {
     const bool half_an_end = !input_.empty() && input_.back() == '\r';
     input_ = half_an_end ? "\r" : "";
+    looked_at_ = 0;
     skipping_ = true;
 }
 
 void AtParser::extract_responses()
 {
     std::size_t start = 0;
-    for (auto end = input_.find(LINE_END); end != std::string::npos; end = input_.find(LINE_END, start)) {
-        const auto line = input_.substr(start, end - start);
+    for (auto end = input_.find(LINE_END, looked_at_); end != std::string::npos;
+         end = input_.find(LINE_END, start)) {
+        const auto line = std::string_view(input_).substr(start, end - start);
         if (parser_log.wants(Level::DEBUG)) {
-            parser_log.debug("sub (start: ", start, ", pos: ", end, "): '", utils::replace_crlf(line), "' (",
-                             line.size(), ")");
+            parser_log.debug("sub (start: ", start, ", pos: ", end, "): '",
+                             utils::replace_crlf(std::string(line)), "' (", line.size(), ")");
         }
         start = end + LINE_END.size();
         if (!line.empty()) {
@@ -81,9 +86,10 @@ void AtParser::extract_responses()
         }
     }
     input_.erase(0, start);
+    looked_at_ = 0;
 }
 
-void AtParser::classify(const std::string& line)
+void AtParser::classify(std::string_view line)
 {
     const threads::MutexLock held(mutex_);
     if (is_final(line)) {
@@ -110,11 +116,10 @@ void AtParser::classify(const std::string& line)
 }
 
 // The line of a query that was written later: what was written before it will not be answered any more.
-void AtParser::skip_lost(const std::string& line)
+void AtParser::skip_lost(std::string_view line)
 {
     const auto follower = std::find_if(following_.begin(), following_.end(), [&line](const Following& f) {
-        return f.is_marker && line.compare(0, f.prefix.size(), f.prefix) == 0 &&
-               line.compare(f.prefix.size(), 1, ":") == 0;
+        return f.is_marker && line.starts_with(f.prefix) && line.substr(f.prefix.size()).starts_with(':');
     });
     if (follower == following_.end()) {
         return;
@@ -124,7 +129,7 @@ void AtParser::skip_lost(const std::string& line)
     }
 }
 
-void AtParser::finish(const std::string& final_line)
+void AtParser::finish(std::string_view final_line)
 {
     responses_.emplace_back(AtCommandResponse::Type::Final, response_text_, final_line);
     response_text_.clear();
@@ -138,7 +143,7 @@ void AtParser::finish(const std::string& final_line)
     }
 }
 
-void AtParser::append_text(const std::string& line)
+void AtParser::append_text(std::string_view line)
 {
     if (line.size() <= LIMIT - response_text_.size()) {
         response_text_ += line;
@@ -150,7 +155,7 @@ void AtParser::append_text(const std::string& line)
     }
 }
 
-void AtParser::append_unsolicited(const std::string& line)
+void AtParser::append_unsolicited(std::string_view line)
 {
     if (line.size() <= LIMIT - queued_bytes_) {
         responses_.emplace_back(AtCommandResponse::Type::Unsolicited, line, "");
@@ -197,6 +202,7 @@ void AtParser::forget()
     timeout_active_command();
     static_cast<void>(take_responses());
     input_.clear();
+    looked_at_ = 0;
     skipping_ = false;
     const threads::MutexLock held(mutex_);
     response_text_.clear();

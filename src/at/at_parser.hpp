@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <deque>
 #include <string>
+#include <string_view>
 #include <threads/mutex.hpp>
 #include <vector>
 
@@ -21,7 +22,7 @@ public:
     static constexpr std::size_t LIMIT = std::size_t{64} * 1024;
 
     /// Appends, and extracts as soon as there is a complete line.
-    void feed_input(const std::string& data);
+    void feed_input(std::string_view data);
     void extract_responses();
     /// The finished responses, oldest first; leaves none.
     std::vector<AtCommandResponse> take_responses();
@@ -43,19 +44,20 @@ public:
 private:
     bool resynchronise();
     void cut_endless_line();
-    void classify(const std::string& line);
+    void classify(std::string_view line);
     struct Following {
         std::string prefix;
         bool is_marker;
     };
 
-    void skip_lost(const std::string& line) THREADS_REQUIRES(mutex_);
-    void finish(const std::string& final_line) THREADS_REQUIRES(mutex_);
-    void append_text(const std::string& line) THREADS_REQUIRES(mutex_);
-    void append_unsolicited(const std::string& line);
+    void skip_lost(std::string_view line) THREADS_REQUIRES(mutex_);
+    void finish(std::string_view final_line) THREADS_REQUIRES(mutex_);
+    void append_text(std::string_view line) THREADS_REQUIRES(mutex_);
+    void append_unsolicited(std::string_view line);
 
     // The receiver's thread only.
     std::string input_;
+    std::size_t looked_at_ = 0; // no line ends before it in input_
     std::vector<AtCommandResponse> responses_;
     std::size_t queued_bytes_ = 0; // what the unsolicited ones of responses_ hold
     std::size_t stray_finals_ = 0;

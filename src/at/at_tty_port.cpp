@@ -132,5 +132,6 @@ void AtTtyPort::add_observer(IPortObserver* observer)
     if (observer != nullptr) {
         const threads::MutexLock held(port_mutex_);
         observers_.push_back(observer);
+        observers_are_new_ = true;
     }
 }

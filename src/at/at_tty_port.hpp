@@ -101,12 +101,13 @@ private:
     // at_tty_port_loop.cpp: the port thread
     void send_receive_loop();
     bool is_rw_avail(short event, std::chrono::milliseconds timeout);
+    short poll_line(short events, std::chrono::milliseconds timeout);
     void drain_wake();
     void receive();
     void hand_out(AtCommandResponse&& response);
     void notify_observers(const AtCommandResponse& response);
-    void read_waiting();
-    void send();
+    bool read_waiting();
+    void send(bool is_writable);
     void write(const std::shared_ptr<Exchange>& exchange) THREADS_REQUIRES(exchange_mutex_);
     void take_final(AtCommandResponse&& response) THREADS_REQUIRES(exchange_mutex_);
     static bool is_of_another(const Exchange& exchange, const AtCommandResponse& response);
@@ -141,6 +142,7 @@ private:
     std::string device_ THREADS_GUARDED_BY(port_mutex_);
     UniqueFd fd_; // while the port thread runs only it replaces this, so it alone reads without the mutex
     std::vector<IPortObserver*> observers_ THREADS_GUARDED_BY(port_mutex_);
+    std::atomic<bool> observers_are_new_{false};
 
     UniqueFd wake_; // eventfd: a command was published, or the thread shall end
     std::atomic<bool> waiting_{false};
@@ -164,5 +166,6 @@ private:
     std::uint64_t finals_ THREADS_GUARDED_BY(exchange_mutex_) = 0; // final lines among it
     std::size_t strays_ THREADS_GUARDED_BY(exchange_mutex_) = 0;   // final lines that belong to no command
 
-    AtParser parser_; // port thread only
+    AtParser parser_;                  // port thread only
+    std::vector<IPortObserver*> told_; // port thread only: its copy of observers_
 };

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <exception>
 #include <poll.h>
+#include <string_view>
 #include <system_error>
 #include <termios.h>
 #include <unistd.h>
@@ -47,44 +48,50 @@ void AtTtyPort::send_receive_loop()
             give_up_command();
         }
         if (running_) {
-            read_waiting();
-            send();
+            send(read_waiting());
         }
     }
     release_command();
     (void)close(); // logged there
 }
 
-// Waits for the line, and for a wake-up as well while it waits for something to read.
 bool AtTtyPort::is_rw_avail(short event, std::chrono::milliseconds timeout)
 {
-    std::array<pollfd, 2> lines{{{fd_.get(), event, 0}, {event == POLLIN ? wake_.get() : -1, POLLIN, 0}}};
+    return poll_line(event, timeout) != 0;
+}
+
+// Which of the events has happened. Waits for the line, and for a wake-up as well where something to read is
+// waited for.
+short AtTtyPort::poll_line(short events, std::chrono::milliseconds timeout)
+{
+    std::array<pollfd, 2> lines{
+        {{fd_.get(), events, 0}, {(events & POLLIN) != 0 ? wake_.get() : -1, POLLIN, 0}}};
     if (::poll(lines.data(), lines.size(), static_cast<int>(timeout.count())) == -1) {
         if (errno == EINTR) { // a signal to the process is not the line's fault
-            return false;
+            return 0;
         }
         port_log.error(utils::errno_text("poll() error for reading/writing, stopping send and receive loop"));
         running_ = false;
-        return false;
+        return 0;
     }
     if (lines[1].revents != 0) {
         drain_wake();
     }
     const auto happened = lines[0].revents;
     if (happened == 0) {
-        return false;
+        return 0;
     }
     if ((happened & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
         port_log.error("poll() error/nval/hup, stopping send and receive loop");
         running_ = false;
-        return false;
+        return 0;
     }
-    if ((happened & event) == 0) {
+    if ((happened & events) == 0) {
         port_log.error("poll() returned an unknown event");
-        return false;
+        return 0;
     }
     port_log.debug("poll() reported event for reading/writing");
-    return true;
+    return static_cast<short>(happened & events);
 }
 
 void AtTtyPort::drain_wake()
@@ -108,9 +115,9 @@ void AtTtyPort::receive()
         const threads::MutexLock held(exchange_mutex_);
         ++heard_;
     }
-    const std::string bytes(buffer.data(), static_cast<std::size_t>(got));
+    const std::string_view bytes(buffer.data(), static_cast<std::size_t>(got));
     if (raw_log.wants(Level::DEBUG)) {
-        raw_log.debug("received: ", utils::replace_crlf(bytes));
+        raw_log.debug("received: ", utils::replace_crlf(std::string(bytes)));
     }
     parser_.feed_input(bytes);
     {
@@ -133,8 +140,9 @@ void AtTtyPort::hand_out(AtCommandResponse&& response)
     case AtCommandResponse::Type::Final: {
         const threads::MutexLock held(exchange_mutex_);
         take_final(std::move(response));
-        return;
     }
+        answered_.notify_all(); // not before: whoever is woken would only wait for the lock
+        return;
     }
 }
 
@@ -170,10 +178,11 @@ bool AtTtyPort::is_of_another(const Exchange& exchange, const AtCommandResponse&
 
 void AtTtyPort::notify_observers(const AtCommandResponse& response)
 {
-    threads::MutexLock held(port_mutex_);
-    const auto observers = observers_;
-    held.unlock();
-    for (auto* observer : observers) {
+    if (observers_are_new_.exchange(false)) {
+        const threads::MutexLock held(port_mutex_);
+        told_ = observers_;
+    }
+    for (auto* observer : told_) {
         try {
             observer->urc(response);
         } catch (const std::exception& error) { // an observer's fault does not take the port down
@@ -182,23 +191,29 @@ void AtTtyPort::notify_observers(const AtCommandResponse& response)
     }
 }
 
-// What waits before a command is written is read, since the flush would cut reports in half.
-void AtTtyPort::read_waiting()
+// What waits before a command is written is read, since the flush would cut reports in half. Whether the line
+// then took something to write.
+bool AtTtyPort::read_waiting()
 {
     const auto about_to_write = [this] {
         const threads::MutexLock held(exchange_mutex_);
         return current_ && !current_->written;
     };
-    for (int reads = 0; reads < MAX_READS_BEFORE_WRITE && about_to_write() && is_rw_avail(POLLIN, 0ms);
-         ++reads) {
+    short ready = POLLIN;
+    for (int reads = 0; reads < MAX_READS_BEFORE_WRITE && about_to_write(); ++reads) {
+        ready = poll_line(POLLIN | POLLOUT, 0ms);
+        if ((ready & POLLIN) == 0) {
+            break;
+        }
         receive();
     }
+    return (ready & POLLOUT) != 0;
 }
 
 // The whole step is made under the lock: a command is either written before its time-out or not at all.
-void AtTtyPort::send()
+void AtTtyPort::send(bool is_writable)
 {
-    const threads::MutexLock held(exchange_mutex_);
+    threads::MutexLock held(exchange_mutex_);
     if (!running_ || !current_ || current_->written) {
         return;
     }
@@ -207,15 +222,19 @@ void AtTtyPort::send()
         port_log.error(utils::errno_text("tcflush() error"));
         return;
     }
-    if (is_rw_avail(POLLOUT, WRITE_POLL)) {
+    if (is_writable || is_rw_avail(POLLOUT, WRITE_POLL)) {
         write(current_);
+    }
+    const bool failed = !current_;
+    held.unlock();
+    if (failed) {
+        answered_.notify_all();
     }
 }
 
 // A short write is not retried: the module answers ERROR to the torso, or nothing.
 void AtTtyPort::write(const std::shared_ptr<Exchange>& exchange)
 {
-    const auto visible = utils::replace_crlf(exchange->line);
     if (::write(fd_.get(), exchange->line.data(), exchange->line.size()) >= 0) {
         if (unanswered_.empty()) {
             parser_.active_command(exchange->command);
@@ -223,24 +242,26 @@ void AtTtyPort::write(const std::shared_ptr<Exchange>& exchange)
             parser_.following_command(exchange->command, exchange->is_marker);
         }
         unanswered_.push_back(exchange);
-        port_log.debug("Port written: '", visible, "'");
+        if (port_log.wants(Level::DEBUG)) {
+            port_log.debug("Port written: '", utils::replace_crlf(exchange->line), "'");
+        }
         exchange->written = true;
         write_errors_ = 0;
         return;
     }
     const auto reason = text_of(errno);
-    const auto harmless = at::mask_secrets(visible); // goes to records, here and at the caller's
+    const auto harmless =
+        at::mask_secrets(utils::replace_crlf(exchange->line)); // goes to records, here and at the caller's
     ++write_errors_;
     port_log.error("Unable to write to port: '", harmless, "' (", reason, ")");
     complete({harmless + " (port-writing-error: '" + reason + "')", "ERROR"});
 }
 
-// Under exchange_mutex_, with a command in flight.
+// Under exchange_mutex_, with a command in flight. Who waits for it is told by who held the lock, behind it.
 void AtTtyPort::complete(AtCommandResponse&& response)
 {
     current_->answer = std::move(response);
     current_.reset();
-    answered_.notify_all();
 }
 
 // Its caller has been told not to wait.
@@ -256,10 +277,14 @@ void AtTtyPort::give_up_command()
 
 void AtTtyPort::release_command()
 {
-    const threads::MutexLock held(exchange_mutex_);
-    if (current_) {
+    {
+        const threads::MutexLock held(exchange_mutex_);
+        if (!current_) {
+            return;
+        }
         port_log.error("Seems like modem rebooted and the port was lost. Release promise from command: ",
                        current_->command.text_for_log());
         complete({"", "PORT_CLOSED"});
     }
+    answered_.notify_all();
 }

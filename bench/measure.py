@@ -109,6 +109,18 @@ def shared_objects(pid):
     return len(set(re.findall(r"(/\S+\.so[.\d]*)$", maps, re.M)))
 
 
+def answering_s(dialogue):
+    """How long the module took for its answers, from its own record of the dialogue."""
+    total, asked = 0, None
+    for hour, minute, second, rest in re.findall(r"^(\d\d):(\d\d):([\d.]+) ([<>] .*)$", dialogue, re.M):
+        now = int(hour) * 3600 + int(minute) * 60 + float(second)
+        if rest.startswith("> "):
+            asked = now
+        elif asked is not None and re.match(r"< (OK|ERROR|\+CM[ES] ERROR)", rest):
+            total, asked = total + now - asked, None
+    return total
+
+
 class Bench:
     def __init__(self, programs, directory):
         self.programs = programs
@@ -228,6 +240,28 @@ class Bench:
                         found["objects"].append(shared_objects(pid))
         return found
 
+    def boot(self, repeats):
+        """From the first record to CONNECTED in the daemon's clock, with everything in place in the module."""
+        found = {"boot_s": [], "module_s": []}
+        with self.broker() as port:
+            root = self.fresh_root(port)
+            with Program(root / "module.log", self.programs / "celld-sim", "--family", "sara", "--board", "qbx",
+                         "--root", root, "--log") as module:
+                module.await_text("celld-sim: ready")
+                for boot in range(repeats + 1):
+                    before = len(module.said())
+                    with self.daemon(root) as celld:
+                        celld.await_text(CONNECTED)
+                        log, dialogue = celld.said(), module.said()[before:]
+                        celld.process.terminate()
+                        celld.process.wait()
+                    if boot > 0:  # the first finds the factory settings and restarts the module for its own
+                        stamps = re.findall(r"^\S+T(\d\d):(\d\d):(\d\d\.\d+)Z", log[:log.index(CONNECTED)], re.M)
+                        times = [int(hour) * 3600 + int(minute) * 60 + float(second) for hour, minute, second in stamps]
+                        found["boot_s"].append(times[-1] - times[0])
+                        found["module_s"].append(answering_s(dialogue))
+        return found
+
     def crowd(self, number, seconds):
         """Many daemons at once: until the last is connected, their memory together, and their processor time."""
         with self.broker() as port, contextlib.ExitStack() as stack:
@@ -248,12 +282,99 @@ class Bench:
                     "cpu_percent": [100 * share]}
 
 
+# --- the report ---
+
+# The waits on the way of a second boot that the daemon is told to make, in seconds (docs/performance.md spells them out).
+FIXED_WAITS_S = 2 + 2 + 1 + 4 + 0.2 + 4 * 1 + 3 + 3 + 1 + 5 + 3
+
+
+def median(values):
+    return statistics.median(values)
+
+
+def spread(values, form):
+    return f"{form.format(median(values))} ({form.format(min(values))} to {form.format(max(values))})"
+
+
+def best_ratio(values, limits):
+    """Each with the limit that was taken beside it: the median of the ratios."""
+    return median([value / limit for value, limit in zip(values, limits)])
+
+
+def row(name, celld, limit="", ratio=""):
+    return f"| {name} | {celld} | {limit} | {ratio} |"
+
+
+def report(found, programs):
+    rows = ["| figure | celld | limit | ratio |", "|---|---|---|---|"]
+    gap, stream, idle, crowd, boot = (found.get(name) for name in ("gap", "stream", "idle", "crowd", "boot"))
+    if gap:
+        rows.append(row("gap between an answer and the next command in set-up, p50, us", spread(gap["celld"], "{:.0f}"),
+                        spread(gap["handover"], "{:.0f}") + " handed over; " + spread(gap["direct"], "{:.0f}") + " direct",
+                        f"{best_ratio(gap['celld'], gap['handover']):.2f}"))
+    if stream:
+        rows.append(row(f"CPU s a minute at {RATE:,} reports a second", spread(stream["celld"], "{:.2f}"),
+                        spread(stream["reader"], "{:.2f}") + " bare reader",
+                        f"{best_ratio(stream['celld'], stream['reader']):.2f}"))
+        rows.append(row("warnings of lost reports meanwhile", sum(stream["lost"]), 0))
+    if idle:
+        rows.append(row("CPU s a minute in CONNECTED", spread(idle["cpu"], "{:.3f}"), spread(idle["limit"], "{:.3f}"),
+                        f"{best_ratio(idle['cpu'], idle['limit']):.2f}"))
+        rows.append(row("switches a second in CONNECTED", spread([n / 60 for n in idle["switches"]], "{:.1f}"),
+                        spread([n / 60 for n in idle["limit_switches"]], "{:.1f}")))
+        rows.append(row("commands a minute in CONNECTED", spread(idle["commands"], "{:.0f}")))
+        rows.append(row("PSS, MB", spread([n / 1024 for n in idle["pss"]], "{:.2f}"),
+                        spread([n / 1024 for n in idle["limit_pss"]], "{:.2f}")))
+        rows.append(row("private dirty, MB", spread([n / 1024 for n in idle["dirty"]], "{:.2f}"),
+                        spread([n / 1024 for n in idle["limit_dirty"]], "{:.2f}")))
+    if crowd:
+        rows.append(row(f"{crowd['daemons'][0]} daemons: PSS together, MB", f"{crowd['pss_mb'][0]:.0f}"))
+        rows.append(row(f"{crowd['daemons'][0]} daemons: percent of one core", f"{crowd['cpu_percent'][0]:.1f}"))
+        rows.append(row(f"{crowd['daemons'][0]} daemons: all connected after, s", f"{crowd['connected_s'][0]:.0f}"))
+    if boot:
+        waits = FIXED_WAITS_S + median(boot["module_s"])
+        rows.append(row("second boot to CONNECTED, s", spread(boot["boot_s"], "{:.2f}"), f"{waits:.2f} fixed waits and module",
+                        f"{median(boot['boot_s']) / waits:.3f}"))
+    rows += program_rows(programs)
+    return "\n".join([about_the_machine(), "", *rows])
+
+
+def program_rows(programs):
+    with tempfile.NamedTemporaryFile() as stripped:
+        subprocess.run(["strip", "-o", stripped.name, programs / "celld"], check=True)
+        size = os.stat(stripped.name).st_size
+        relocations = subprocess.run(["readelf", "-rW", stripped.name], capture_output=True, text=True, check=True).stdout
+        libraries = subprocess.run(["ldd", stripped.name], capture_output=True, text=True).stdout
+    return [row("stripped program, kB", f"{size / 1000:.0f}"),
+            row("relocations", len(re.findall(r"^[0-9a-f]{12,16} ", relocations, re.M))),
+            row("shared objects", libraries.count("=> /"))]
+
+
+def about_the_machine():
+    cpu = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    compiler = subprocess.run(["g++", "--version"], capture_output=True, text=True).stdout.splitlines()[0]
+    return (f"{time.strftime('%Y-%m-%d')}: {os.cpu_count()} x {cpu.group(1) if cpu else platform.machine()}, "
+            f"Linux {platform.release()}, {compiler}, load {os.getloadavg()[0]:.1f} at the end.\n"
+            "Median, and in brackets least and greatest, of the repeats.")
+
+
+def write_into(document, text):
+    head, rest = document.read_text().split(BEGIN)
+    document.write_text(head + BEGIN + "\n" + text + "\n" + END + rest.split(END)[1])
+
+
+BEGIN = "<!-- written by bench/run -->"
+END = "<!-- end of what bench/run writes -->"
+
+
 def main():
     options = argparse.ArgumentParser(description=__doc__)
     options.add_argument("programs", type=pathlib.Path)
-    options.add_argument("--only", help="one of the figures")
+    options.add_argument("--document", type=pathlib.Path, help="where the table goes, between its marks")
+    options.add_argument("--micro", type=pathlib.Path, help="what the Google Benchmark program said")
+    options.add_argument("--only", nargs="+", help="some of the figures: gap stream idle crowd boot")
     options.add_argument("--repeats", type=int, default=5)
-    options.add_argument("--seconds", type=int, default=20)
+    options.add_argument("--seconds", type=int, default=20, help="of each repeat")
     chosen = options.parse_args()
     with tempfile.TemporaryDirectory(prefix="celld-bench-") as directory:
         bench = Bench(chosen.programs, directory)
@@ -262,10 +383,19 @@ def main():
             "stream": lambda: bench.stream(chosen.repeats, chosen.seconds),
             "idle": lambda: bench.idle(chosen.repeats, chosen.seconds),
             "crowd": lambda: bench.crowd(100, chosen.seconds),
+            "boot": lambda: bench.boot(2),
         }
+        found = {}
         for name, figure in figures.items():
-            if chosen.only in (None, name):
-                print(name, json.dumps(figure()))
+            if not chosen.only or name in chosen.only:
+                found[name] = figure()
+                print(name, json.dumps(found[name]), flush=True)
+    text = report(found, chosen.programs)
+    if chosen.micro:
+        text += "\n\n```\n" + chosen.micro.read_text().rstrip() + "\n```"
+    if chosen.document:
+        write_into(chosen.document, text)
+    print(text)
 
 
 main()

@@ -61,7 +61,7 @@ int main(int argc, char** argv)
 {
     // Its threads allocate little and seldom at once; an arena each would be theirs alone for ever
     // (mallopt(3)).
-    static_cast<void>(mallopt(M_ARENA_MAX, 1));
+    static_cast<void>(mallopt(M_ARENA_MAX, 1)); // NOLINT(concurrency-mt-unsafe): before the first of them
     version();
     CommandLineOptions options;
     if (!parse_opts(argc, argv, options)) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <sys/socket.h>
@@ -24,7 +25,11 @@ public:
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         path_.copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        if (path_.front() == '@') { // an abstract name (unix(7))
+            address.sun_path[0] = '\0';
+        }
+        const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path_.size());
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), length), 0);
     }
     void close()
     {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -54,9 +55,9 @@ Result fate(unsigned kind, const std::string& text, Unit& unit, const AtCommand&
 
 void with_next_command(Unit& unit, unsigned kind, const std::string& text)
 {
-    unit.module.overruled_by([&unit, kind, text](const AtCommand& command) {
-        unit.module.overruled_by({});
-        return std::optional(fate(kind, text, unit, command));
+    bool due = true;
+    unit.module.overruled_by([&unit, kind, text, due](const AtCommand& command) mutable {
+        return std::exchange(due, false) ? std::optional(fate(kind, text, unit, command)) : std::nullopt;
     });
 }
 

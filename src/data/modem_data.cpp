@@ -94,6 +94,11 @@ void ModemData::apply(Domain domain, const registration::Update& update)
         record.routing_area.reset(); // belonged to the cell that was left
     }
     take(record.routing_area, update.routing_area);
+    if (update.status == registration::stat::DENIED) {
+        take(nw_reg.reject_cause, update.reject_cause);
+    } else if (registration::is_registered(update.status)) {
+        nw_reg.reject_cause.reset();
+    }
     nw_reg.c_reg = domains_[index_of(Domain::CS)].status;
     nw_reg.cg_reg = domains_[index_of(Domain::PS)].status;
     nw_reg.ce_reg = domains_[index_of(Domain::EPS)].status;
@@ -139,6 +144,7 @@ void ModemData::reset()
     operator_data = OperatorData{};
     location = LocationData{};
     domains_ = {};
+    card_removed = false;
 }
 
 void ModemData::pb_state(pb::ModemStatus_ModemState state)

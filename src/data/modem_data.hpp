@@ -27,6 +27,7 @@ public:
         int ce_reg = registration::stat::UNKNOWN; ///< EPS
         int ureg = 0;                             ///< key of UREG_ENUM_MAP
         int rat = defs::RAT_INVALID;              ///< key of RAT_ENUM_MAP
+        std::optional<int> reject_cause;          ///< key of CAUSE_ENUM_MAP, of the last denial
 
         /// Looks at the circuit-switched domain alone.
         bool is_registered() const;
@@ -130,6 +131,7 @@ public:
     Antenna antenna;
     Backoff nw_friendly_mode;       ///< what +UUNFM said last
     bool service_available = false; ///< +CIEV: 3
+    bool card_removed = false;      ///< +CIEV: 12, and no card has been reported since
 
 private:
     struct DomainRecord {

@@ -31,7 +31,7 @@ private:
     Pass await_context();
     Pass activation_failed(ActivationCode code);
     Pass unsuccessful();
-    void give_up();
+    void give_up(const char* cause);
 
     StateMachine& machine_;
     RegistrationWatch& registration_;

@@ -36,7 +36,7 @@ Pass BarredPhase::step(ModemState)
     // What the module said last counts where it cannot be asked.
     if (backoff_.is_over(clock_.now())) {
         LOG.notice("Back-off timer expired, changing state");
-        machine_.change(ModemState::REGISTERING);
+        machine_.change(ModemState::REGISTERING, "back-off over");
     }
     return {false, PASS_PAUSE};
 }

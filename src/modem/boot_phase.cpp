@@ -56,17 +56,17 @@ Pass BootPhase::wait_for_port()
 {
     ecu::kova::application_ready();
     if (escalation_.exhausted(Cause::PORT_MUTE)) { // before another look: a port that is there says nothing
-        hardware_error_.report();
+        hardware_error_.report("the module does not answer, resets in vain");
         return {false, PASS_PAUSE};
     }
     if (port_.is_available()) {
         power_.end_port_wait();
         escalation_.port_appeared();
-        machine_.change(S::UNINITIALIZED);
+        machine_.change(S::UNINITIALIZED, "port there");
         return {};
     }
     if (escalation_.exhausted(Cause::PORT_ABSENT)) {
-        hardware_error_.report();
+        hardware_error_.report("port absent, resets in vain");
         return {false, PASS_PAUSE};
     }
     return count_pass();
@@ -86,6 +86,6 @@ Pass BootPhase::count_pass()
     LOG.warning("AT port never became available after ", port_wait_.count(), " retries!");
     static_cast<void>(
         escalation_.strike(Cause::PORT_ABSENT)); // a reset now; the next wait looks at the limit
-    resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+    resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE, "port absent after power-on");
     return {};
 }

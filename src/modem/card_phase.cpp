@@ -39,11 +39,11 @@ Pass CardPhase::wait_for_sim()
         return context_failed(set_up.unwrapErr());
     }
     escalation_.context_set_up();
-    machine_.change(S::CONFIGURED);
+    machine_.change(S::CONFIGURED, "SIM ready, context set up");
     if (action_ != RunAction::CONFIGURE) {
         // The preferred list of the user (3GPP TS 27.007, 7.20); a module without it still registers.
         static_cast<void>(port_.execute(AtCommand("+CPLS=1")));
-        machine_.change(S::REGISTERING);
+        machine_.change(S::REGISTERING, "SIM ready, context set up");
     }
     return {};
 }
@@ -53,7 +53,7 @@ Pass CardPhase::not_ready()
     if (sim_.unanswered() >= MAX_UNANSWERED) {
         LOG.error("The module did not answer +CPIN? ", sim_.unanswered(),
                   " times in a row, initiate modem reset.");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT, "+CPIN? not answered");
         return {};
     }
     LOG.info("Waiting for SIM to be ready.");
@@ -69,6 +69,6 @@ Pass CardPhase::context_failed(const AtError& error)
     }
     LOG.error("Unable to setup the context accordingly, after ",
               escalation_.limit(Cause::CONTEXT_SET_UP_FAILED), " times in a roll, initiate modem reset.");
-    resets_.prepare(pb::ModemStatus_ModemResetReason_CONTEXT_SETUP_ERROR);
+    resets_.prepare(pb::ModemStatus_ModemResetReason_CONTEXT_SETUP_ERROR, "data context refused at set-up");
     return {};
 }

@@ -14,7 +14,7 @@ constexpr const char* TOPIC = "rt/system/status_modem_module_error";
 
 } // namespace
 
-bool HardwareError::report()
+bool HardwareError::report(const std::string& cause)
 {
     if (!machine_.may_go_to(ModemState::DTC_HW_ERROR)) {
         return false;
@@ -26,7 +26,7 @@ bool HardwareError::report()
         return false;
     }
     vain_ = false;
-    machine_.change(ModemState::DTC_HW_ERROR);
+    machine_.change(ModemState::DTC_HW_ERROR, cause);
     LOG.notice("DTC ", TOPIC, " SENT");
     return true;
 }
@@ -34,6 +34,6 @@ bool HardwareError::report()
 void HardwareError::retry()
 {
     if (owed_ && machine_.may_go_to(ModemState::DTC_HW_ERROR)) {
-        owe();
+        owe(cause_);
     }
 }

@@ -43,7 +43,7 @@ Pass IdlePhase::step_off()
         read_off_parameter();
     }
     if (action_ != RunAction::POWER_OFF) { // such a run keeps the module off
-        machine_.change(evaluate_radio_silence());
+        machine_.change(evaluate_radio_silence(), "nothing keeps the module off");
     }
     return {false, PASS_PAUSE};
 }

@@ -1,5 +1,7 @@
 #include "modem/link_phase.hpp"
 
+#include "modem/causes.hpp"
+
 #include <ecu/kova/logging.hpp>
 
 using namespace std::chrono_literals;
@@ -38,7 +40,7 @@ Pass LinkPhase::step(ModemState)
     }
     touches_.registration.update();
     if (!touches_.registration.is_registered()) {
-        machine_.change(S::REGISTERING);
+        machine_.change(S::REGISTERING, causes::of_registration(data_));
         return {};
     }
     // Only an answer counts: an error or a time-out takes no working link down.
@@ -56,7 +58,7 @@ void LinkPhase::context_lost()
     touches_.power.publish(pb::ModemStatus_ModemState_CONNECTING); // now: stopping the search takes a while
     static_cast<void>(touches_.search.stop());                     // REGISTERING starts it again either way
     touches_.registration.forget();
-    machine_.change(S::REGISTERING);
+    machine_.change(S::REGISTERING, "context lost");
 }
 
 void LinkPhase::watch_backend()
@@ -85,5 +87,6 @@ void LinkPhase::reset_if_backend_timer_expired()
     touches_.power.publish(pb::ModemStatus_ModemState_DISCONNECTING);  // now: it takes a while
     static_cast<void>(touches_.search.stop(BACKEND_DEREGISTRATION_S)); // the module is reset next
     touches_.registration.forget();
-    touches_.resets.prepare(pb::ModemStatus_ModemResetReason_BACKEND_TIMEOUT);
+    touches_.resets.prepare(pb::ModemStatus_ModemResetReason_BACKEND_TIMEOUT,
+                            "backend absent for " + std::to_string(limits_.modem_restart_timeout) + " min");
 }

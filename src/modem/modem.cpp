@@ -47,11 +47,11 @@ void Modem::init(const std::function<bool()>& stop_seen)
     }
     if (settings.off_by_parameter) {
         LOG.notice("ModemOnOff parameter indicates to not start the modem.");
-        change_state(State::OFF);
+        machine_.change(State::OFF, "parameter 41060");
     }
     if (!settings.modem_fitted) {
         LOG.notice("Board doesn't have a modem, put celld to off state!");
-        change_state(State::NO_MODEM_HARDWARE);
+        machine_.change(State::NO_MODEM_HARDWARE, "the board has no modem");
     }
 }
 
@@ -140,7 +140,7 @@ void Modem::keep_radio_silence()
     const State now = state();
     if (orders_.silence_wanted() && now != State::OFF && now != State::NO_MODEM_HARDWARE &&
         now != State::DTC_HW_ERROR) {
-        change_state(evaluate_radio_silence());
+        machine_.change(evaluate_radio_silence(), "radio silence");
     }
 }
 

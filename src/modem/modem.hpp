@@ -58,7 +58,7 @@ public:
     void stop() noexcept;
 
     /// True when the state is `to` afterwards.
-    bool change_state(State to) { return machine_.change(to); }
+    bool change_state(State to) { return machine_.change(to, ASKED_FOR); }
     State state() const { return machine_.state(); }
     static std::string state_to_str(State state) { return state_text(state); }
 
@@ -92,6 +92,8 @@ public:
     bool process_urc_queue();
 
 private:
+    static constexpr const char* ASKED_FOR = "asked for";
+
     struct Rooms;
 
     void loop();

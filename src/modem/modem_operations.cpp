@@ -36,7 +36,7 @@ void Modem::restart_at_port()
 
 void Modem::prepare_reset(ecu::kova::pb::ModemStatus_ModemResetReason reason)
 {
-    rooms_->resets.prepare(reason);
+    rooms_->resets.prepare(reason, ASKED_FOR);
 }
 
 void Modem::reset_if_be_timer_expired()
@@ -46,7 +46,7 @@ void Modem::reset_if_be_timer_expired()
 
 bool Modem::set_internal_hw_error_dtc()
 {
-    return rooms_->hardware_error.report();
+    return rooms_->hardware_error.report(ASKED_FOR);
 }
 
 void Modem::setup()
@@ -63,7 +63,7 @@ Result Modem::setup_context()
 {
     auto result = rooms_->context.set_up();
     if (result.is_ok()) {
-        change_state(State::CONFIGURED);
+        machine_.change(State::CONFIGURED, "SIM ready, context set up");
     }
     return result;
 }

@@ -35,7 +35,7 @@ void ModulePower::on()
     touches_.escalation.powered_up();
     publish(pb::ModemStatus_ModemState_ENABLING);
     ModemVariant::power_on(touches_.gpio);
-    machine_.change(S::WAITING_FOR_ATPORT);
+    machine_.change(S::WAITING_FOR_ATPORT, "module switched on");
     port_wait_.start(touches_.port);
 }
 
@@ -46,7 +46,8 @@ void ModulePower::off()
         return;
     }
     switch_off();
-    machine_.change(S::OFF);
+    const char* cause = machine_.state() == S::RESET ? "the module is being reset" : "module switched off";
+    machine_.change(S::OFF, orders_.stop_wanted() ? "the service is being stopped" : cause);
     touches_.status.publish();
 }
 
@@ -120,7 +121,7 @@ void ModulePower::reboot()
     if (orders_.silence_wanted() || orders_.stop_wanted()) {
         return; // stays off
     }
-    if (machine_.change(S::POWER_ON)) {
+    if (machine_.change(S::POWER_ON, "the module is being reset")) {
         on();
     }
 }
@@ -131,6 +132,6 @@ void ModulePower::restart_port()
     static_cast<void>(touches_.port->stop()); // it is opened anew either way
     pauses_.sleep_for(PORT_RESTART_PAUSE);
     forget_module();
-    machine_.change(S::WAITING_FOR_ATPORT);
+    machine_.change(S::WAITING_FOR_ATPORT, "the port is opened anew");
     port_wait_.start(touches_.port);
 }

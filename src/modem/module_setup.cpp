@@ -39,7 +39,7 @@ void ModuleSetup::set_up()
         data_.pb_state(pb::ModemStatus_ModemState_FAILED);
         static_cast<void>(
             escalation_.strike(Cause::PORT_MUTE)); // a reset now; the next wait looks at the limit
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE, "port does not open or answer");
         return;
     }
     static_cast<void>(port_->execute(AtCommand("E0"))); // a module that goes on echoing is understood too
@@ -51,12 +51,13 @@ void ModuleSetup::set_up()
     const auto changed = PersistentSettings(port_, *variant_).ensure();
     if (changed && wants_restart(*changed)) {
         LOG.notice("The module's persistent settings were changed, restart it");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE,
+                        "settings corrected that act after a restart: " + changed->names);
         return;
     }
     if (demand(*port_, port_->execute(AtCommand("+CMEE=2")),
                "Unable to set 'report mobile termination' (+CMEE)")) {
-        machine_.change(S::INITIALIZED);
+        machine_.change(S::INITIALIZED, "module identified");
     }
 }
 
@@ -102,7 +103,7 @@ Result ModuleSetup::configure()
     }
     auto result = run_sequence(*port_, reports);
     if (result.is_ok()) {
-        machine_.change(S::WAITING_FOR_SIM);
+        machine_.change(S::WAITING_FOR_SIM, "reports switched on");
     }
     return result;
 }

@@ -36,5 +36,6 @@ void NetworkVigil::watch()
     }
     LOG.warning("No connection in ", limit_.count(), " seconds on the network, initiate modem reset.");
     begin_anew();
-    resets_.prepare(pb::ModemStatus_ModemResetReason_NETWORK_SEARCH_TIMEOUT);
+    resets_.prepare(pb::ModemStatus_ModemResetReason_NETWORK_SEARCH_TIMEOUT,
+                    "no connection in " + std::to_string(limit_.count()) + " s on the network");
 }

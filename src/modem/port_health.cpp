@@ -37,7 +37,8 @@ void PortHealth::watch()
     }
     const Status status = query();
     if (status != Status::HEALTHY && machine_.state() == S::BACKOFF) {
-        machine_.change(S::REGISTERING); // the only way out; the next pass finds the port as bad and acts
+        machine_.change(S::REGISTERING,
+                        "port lost or bad"); // the only way out; the next pass finds the port as bad and acts
         return;
     }
     switch (status) {
@@ -48,11 +49,11 @@ void PortHealth::watch()
         break;
     case Status::WRITE_ERRORS:
         LOG.error("AtTtyPort write error. Reseting modem!");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_WRITE_ERROR);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_WRITE_ERROR, "the port takes no commands");
         break;
     case Status::TIMEOUTS:
         LOG.error("AtTtyPort timed out. Reseting modem!");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_TIMEOUT, "the module does not answer");
         break;
     }
 }
@@ -62,9 +63,9 @@ void PortHealth::port_lost()
     if (escalation_.strike(Cause::PORT_LOST) == Verdict::RESET) {
         LOG.error("The port was lost ", escalation_.limit(Cause::PORT_LOST),
                   " times without a connection, initiate modem reset.");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE, "port lost again and again");
         return;
     }
     LOG.notice("AtTtyPort not available. Moving to AT_PORT_LOST state");
-    machine_.change(S::AT_PORT_LOST);
+    machine_.change(S::AT_PORT_LOST, "port lost");
 }

@@ -2,6 +2,7 @@
 
 #include "at/at_text.hpp"
 #include "at/registration_lines.hpp"
+#include "modem/causes.hpp"
 #include "modem/decisions.hpp"
 
 #include <ecu/kova/logging.hpp>
@@ -85,7 +86,8 @@ ModemState RegistrationWatch::evaluate(bool search_active) const
 
 bool RegistrationWatch::follow()
 {
-    return machine_.change(evaluate(wants_search_state() && search_.query_active()));
+    return machine_.change(evaluate(wants_search_state() && search_.query_active()),
+                           causes::of_registration(data_));
 }
 
 bool RegistrationWatch::is_registered() const

@@ -4,6 +4,8 @@
 #include "modem/state_machine.hpp"
 #include "status/status_handler.hpp"
 
+#include <string>
+
 /// Asks for a reset of the module: the bus hears why, then the state is RESET, where it is made. Main thread
 /// only.
 class Resets {
@@ -15,8 +17,9 @@ public:
     {
     }
 
-    /// Where the present state allows none, the refusal is logged and the bus hears of none.
-    void prepare(Reason reason);
+    /// `reason` is for the bus, `cause` says more, for people. Where the present state allows none, the
+    /// refusal is logged and the bus hears of none.
+    void prepare(Reason reason, const std::string& cause);
 
 private:
     StateMachine& machine_;

@@ -66,7 +66,8 @@ Pass SearchPhase::count_pass(ModemState now)
     if (module_reset_.expired()) {
         LOG.warning("Network search modem reset timer expired (", module_reset_.limit(),
                     " seconds), enforce re-registration!");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_NETWORK_SEARCH_TIMEOUT);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_NETWORK_SEARCH_TIMEOUT,
+                        "no registration in " + std::to_string(module_reset_.limit()) + " s of search");
         return {};
     }
     module_reset_.tick();
@@ -89,7 +90,7 @@ void SearchPhase::restart_search()
         return;
     }
     if (machine_.state() != S::REGISTERING) {
-        machine_.change(S::REGISTERING); // which starts it
+        machine_.change(S::REGISTERING, "search begun anew"); // which starts it
     } else if (stopped.is_ok()) {
         static_cast<void>(search_.start()); // the next pass sees whether it searches
     } else {

@@ -47,7 +47,8 @@ Pass SetUpPhase::step_initialized()
         const AtError& error = configured.unwrapErr();
         LOG.error("Configuration error (", static_cast<int>(error.code), "): '", error.message,
                   "' message: '", error.final_response, "' initiate modem reset.");
-        resets_.prepare(pb::ModemStatus_ModemResetReason_CONFIGURATION_ERROR);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_CONFIGURATION_ERROR,
+                        error.message + " refused at set-up");
     }
     return {};
 }

@@ -9,6 +9,9 @@ using S = ModemState;
 
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
+constexpr const char* SELECTED = "SIM selected, the module takes it up";
+constexpr const char* ERRORS = "SIM errors in a row";
+
 } // namespace
 
 SimSwitch::SimSwitch(SimHandler& sim, const std::shared_ptr<GpioCtrl>& gpio,
@@ -31,7 +34,7 @@ bool SimSwitch::select_after_power_up()
                      // configured
     }
     selected();
-    return !variant_->sim_selection_restarts_module() || !machine_.change(S::AT_PORT_LOST);
+    return !variant_->sim_selection_restarts_module() || !machine_.change(S::AT_PORT_LOST, SELECTED);
 }
 
 void SimSwitch::check()
@@ -53,12 +56,12 @@ void SimSwitch::take_up_changed()
     selected();
     data_.operator_data = {}; // the operator of the previous SIM
     if (variant_->sim_selection_restarts_module()) {
-        machine_.change(S::AT_PORT_LOST); // set up anew: everything volatile is lost
+        machine_.change(S::AT_PORT_LOST, SELECTED); // set up anew: everything volatile is lost
         return;
     }
     power_.publish(pb::ModemStatus_ModemState_DISCONNECTING);
     context_.deactivate();
-    machine_.change(S::WAITING_FOR_SIM);
+    machine_.change(S::WAITING_FOR_SIM, SELECTED);
     data_.pb_state(pb::ModemStatus_ModemState_ENABLED); // no connection while the new card is awaited
 }
 
@@ -67,8 +70,8 @@ void SimSwitch::errors_exhausted()
     sim_.clear_errors();
     LOG.notice("Resetting the Modem due to SIM Card communication retrial");
     if (escalation_.strike(Cause::SIM_ERRORS) == Verdict::RESET) {
-        resets_.prepare(pb::ModemStatus_ModemResetReason_SIM_ERROR);
+        resets_.prepare(pb::ModemStatus_ModemResetReason_SIM_ERROR, ERRORS);
     } else {
-        hardware_error_.owe();
+        hardware_error_.owe(std::string(ERRORS) + ", resets in vain");
     }
 }

@@ -6,7 +6,16 @@
 
 namespace {
 
+using ecu::kova::logging::Level;
+
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem.state");
+
+/// A step of the usual road, or one that has no other way on. Whatever else happens is for the night shift.
+bool is_routine(ModemState from, ModemState to)
+{
+    return row_of(from).usual_next == to || from == ModemState::RESET || from == ModemState::POWER_OFF ||
+           from == ModemState::AT_PORT_LOST;
+}
 
 } // namespace
 
@@ -15,7 +24,7 @@ Phase* StateMachine::phase_of(ModemState state) const
     return phases_[static_cast<std::size_t>(row_of(state).phase)];
 }
 
-bool StateMachine::change(ModemState to)
+bool StateMachine::change(ModemState to, const std::string& cause)
 {
     const ModemState from = state();
     if (to == from) {
@@ -29,7 +38,11 @@ bool StateMachine::change(ModemState to)
         phase->left(from, to);
     }
     LOG.notice("Change state from '", state_text(from), "' to '", state_text(to), "'");
+    LOG.write(is_routine(from, to) ? Level::INFO : Level::NOTICE, "Reason: ", cause);
     state_.store(to);
+    if (observer_) {
+        observer_({from, to, cause});
+    }
     tell_published();
     if (row_of(from).traits.network && !row_of(to).traits.network) {
         for (Phase* const phase : phases_) {

@@ -5,8 +5,17 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
+#include <string>
+#include <utility>
 
 class ModemData;
+
+struct StateChange {
+    ModemState from;
+    ModemState to;
+    const std::string& cause;
+};
 
 /// Holds the present state and is its only door. `state` may be asked by any thread; the rest belongs to the
 /// main thread. Logs on "celld.modem.state".
@@ -21,11 +30,13 @@ public:
     /// Before the first step. Phases outlive the last `change`.
     void attach(PhaseId id, Phase& phase) { phases_[static_cast<std::size_t>(id)] = &phase; }
     void detach_all() { phases_ = {}; }
+    /// Told of every change, behind its log line; empty: nobody.
+    void observer(std::function<void(const StateChange&)> observer) { observer_ = std::move(observer); }
 
     /// Checks, logs, tells the phase that is left, stores, tells the bus's record what is fixed about the new
     /// state, and the phase that is entered. True when the state is `to` afterwards, also when it was
-    /// already.
-    bool change(ModemState to);
+    /// already. `cause` says why, for people: a few words without a secret.
+    bool change(ModemState to, const std::string& cause);
 
     /// Tells the bus's record what is fixed about the present state.
     void tell_published();
@@ -38,4 +49,5 @@ private:
     ModemData& data_;
     std::atomic<ModemState> state_{ModemState::OFF};
     std::array<Phase*, PHASE_COUNT> phases_{};
+    std::function<void(const StateChange&)> observer_;
 };

@@ -48,7 +48,8 @@ bool UrcInbox::process()
     }
     const bool followed = registration_.follow();
     if (auto& backoff = data_.nw_friendly_mode; backoff.take_news()) {
-        machine_.change(decisions::by_backoff(machine_.state(), backoff.active(), backoff.type()));
+        machine_.change(decisions::by_backoff(machine_.state(), backoff.active(), backoff.type()),
+                        std::string("network friendly mode, ") + defs::to_str(backoff.type()));
     }
     return followed;
 }
@@ -58,7 +59,7 @@ void UrcInbox::on_sim_inserted()
 {
     sim_.sim_detection(defs::SimDetection::INSERTED);
     if (!sim_.is_ready() && machine_.traits().network) {
-        machine_.change(ModemState::WAITING_FOR_SIM);
+        machine_.change(ModemState::WAITING_FOR_SIM, "SIM inserted");
     }
 }
 
@@ -140,7 +141,8 @@ void UrcInbox::on_network_friendly_mode(const AtCommandResponse& response)
 void UrcInbox::on_sim_detection(defs::SimDetection detection)
 {
     sim_inserted_ = sim_inserted_ || detection == defs::SimDetection::INSERTED;
-    if (detection == defs::SimDetection::REMOVED) {
+    data_.card_removed = detection == defs::SimDetection::REMOVED;
+    if (data_.card_removed) {
         sim_.card_removed();
         data_.operator_data = {}; // what its network said is no news any more
         data_.antenna.forget();

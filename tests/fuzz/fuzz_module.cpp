@@ -72,9 +72,9 @@ public:
         data_.internal_sim = data_.external_sim = SimAccess(card);
         for (auto state = machine_.state(); state != ModemState::REGISTERED;
              state = row_of(state).usual_next.value()) {
-            machine_.change(state);
+            machine_.change(state, "fuzz");
         }
-        machine_.change(ModemState::REGISTERED);
+        machine_.change(ModemState::REGISTERED, "fuzz");
     }
 
     void listen()

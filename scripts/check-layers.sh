@@ -5,7 +5,7 @@
 #   variant, sim, status
 #   at, gpio
 #   data
-#   bus, timer, utils
+#   bus, record, timer, utils
 #   the platform's public headers
 #   threads (in common/, the locks)
 # platform/ knows nothing of src/, and its public headers nothing of the locks. celld-sim knows nothing of them all: it
@@ -17,7 +17,7 @@ usage() { echo "Usage: scripts/check-layers.sh [TREE]" >&2; }
 cd "${1:-$(dirname "${BASH_SOURCE[0]}")/..}" || exit 2
 
 declare -A rank=(
-    [main]=6 [modem]=5 [variant]=4 [sim]=4 [status]=4 [at]=3 [gpio]=3 [data]=2 [bus]=1 [timer]=1 [utils]=1
+    [main]=6 [modem]=5 [variant]=4 [sim]=4 [status]=4 [at]=3 [gpio]=3 [data]=2 [bus]=1 [record]=1 [timer]=1 [utils]=1
 )
 found=0
 wrong() { # FILE:LINE:INCLUDE WHY
@@ -57,7 +57,7 @@ check_apart() { # FOLDER FORBIDDEN WHY
     done < <(includes_in "$1")
 }
 
-readonly DAEMON='^(src|main|modem|variant|sim|status|at|gpio|data|bus|timer|utils)/|(^|/)\.\./(\.\./)*src/(main|modem|at)/'
+readonly DAEMON='^(src|main|modem|variant|sim|status|at|gpio|data|bus|record|timer|utils)/|(^|/)\.\./(\.\./)*src/(main|modem|at)/'
 check_daemon
 check_apart platform "$DAEMON" "the platform includes the daemon"
 check_apart platform/include '(^|/)\.\./|^(src|threads|com|config|logging|var)/' "a public header includes a private one"

@@ -4,7 +4,7 @@
 #include "at/at_parser.hpp"
 #include "at/i_port_observer.hpp"
 #include "at/result.hpp"
-#include "at/unique_fd.hpp"
+#include "utils/unique_fd.hpp"
 #include "timer/clock.hpp"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "at/unique_fd.hpp"
+#include "utils/unique_fd.hpp"
 
 /// Held while celld runs: two on one root would switch the pins under each other and throw each other off the
 /// broker. "/run/celld.lock" below CELLD_ROOT, locked with flock(2), so that the kernel lets go of it however

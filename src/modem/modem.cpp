@@ -59,6 +59,7 @@ void Modem::run(RunAction action)
 {
     action_ = action;
     LOG.notice("Start running modem state machine.");
+    rooms_->journal.started();
     try {
         loop();
     } catch (const SetUpImpossible& impossible) {
@@ -96,6 +97,7 @@ void Modem::finish()
     rooms_->power.end_port_wait();
     rooms_->antenna.stop();
     rooms_->link.stop_watch();
+    rooms_->journal.ended(state());
     if (state() == State::OFF) {
         machine_.tell_published(); // a modem that never was anything else, too
         rooms_->ground.status.update(false, true);

@@ -44,8 +44,8 @@ UnitSettings Modem::Rooms::Ground::read(Modem& modem)
 }
 
 Modem::Rooms::Rooms(Modem& modem, const std::function<bool()>& stop_seen)
-    : ground(modem, stop_seen), escalation(ground.settings.limits), backoff(modem.data_.nw_friendly_mode),
-      sim(modem.port_, &modem.data_, modem.pauses_),
+    : ground(modem, stop_seen), journal(modem.data_, modem.clock_), escalation(ground.settings.limits),
+      backoff(modem.data_.nw_friendly_mode), sim(modem.port_, &modem.data_, modem.pauses_),
       antenna(modem.port_, &modem.data_, ground.bus, ground.settings.antenna, ground.settings.antenna_limits,
               modem.clock_),
       search(*modem.port_, modem.pauses_),
@@ -79,6 +79,7 @@ Modem::Rooms::Rooms(Modem& modem, const std::function<bool()>& stop_seen)
     }
     modem.data_.internal_sim = SimAccess(ground.settings.internal_sim);
     modem.data_.external_sim = SimAccess(ground.settings.external_sim);
+    machine.observer([this](const StateChange& change) { journal.changed(change); });
     machine.attach(PhaseId::IDLE, idle);
     machine.attach(PhaseId::BOOT, boot);
     machine.attach(PhaseId::SET_UP, set_up);
@@ -94,5 +95,6 @@ Modem::Rooms::~Rooms()
 {
     ground.subscription->target(nullptr); // waits for a message that is being delivered
     power.end_port_wait();
+    machine.observer({});
     machine.detach_all();
 }

@@ -8,6 +8,7 @@
 #include "modem/data_context.hpp"
 #include "modem/hardware_error.hpp"
 #include "modem/idle_phase.hpp"
+#include "modem/journal.hpp"
 #include "modem/link_phase.hpp"
 #include "modem/modem.hpp"
 #include "modem/module_setup.hpp"
@@ -43,6 +44,8 @@ struct Modem::Rooms {
         StatusHandler status;
         const UnitSettings settings;
     } ground;
+
+    Journal journal;
 
     // What is counted and asked.
     Escalation escalation;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "at/at_tty_port.hpp"
-#include "at/unique_fd.hpp"
+#include "utils/unique_fd.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/temp_root.hpp"

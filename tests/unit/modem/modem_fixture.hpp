@@ -58,6 +58,9 @@ protected:
         modem_->init(stop_seen);
     }
 
+    /// Nothing is left of it but what it wrote.
+    void end() { modem_.reset(); }
+
     /// Passes, each with its rest, until `duration` has passed or the loop wants to leave.
     void run_for(std::chrono::milliseconds duration)
     {

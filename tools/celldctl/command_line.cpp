@@ -11,6 +11,7 @@ namespace celldctl {
 namespace {
 
 constexpr int LONGEST_SECONDS = 86'400;
+constexpr int LARGEST_COUNT = 1'000'000;
 constexpr int LAST_PORT = 65'535;
 
 constexpr auto FOOTER = R"(
@@ -147,6 +148,11 @@ void Options::seconds(const std::string& name, std::optional<std::chrono::second
             name, [&value](int count) { value = std::chrono::seconds(count); }, help)
         ->check(CLI::Range(1, LONGEST_SECONDS).description(""))
         ->type_name("SECONDS");
+}
+
+void Options::count(const std::string& name, std::size_t& value, const std::string& help)
+{
+    app_.add_option(name, value, help)->check(CLI::Range(1, LARGEST_COUNT).description(""))->type_name("N");
 }
 
 void Options::text(const std::string& name, std::string& value, const std::string& help)

@@ -3,6 +3,7 @@
 #include "utils/words.hpp"
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ public:
     /// Whole seconds, 1 to 86400.
     void seconds(const std::string& name, std::optional<std::chrono::seconds>& value,
                  const std::string& help);
+    /// From 1 to a million.
+    void count(const std::string& name, std::size_t& value, const std::string& help);
     void text(const std::string& name, std::string& value, const std::string& help);
     /// One of `known`, in any case; it is given to the verb in lower case.
     void one_of(const std::string& name, std::string& value, utils::Words known, const std::string& help);

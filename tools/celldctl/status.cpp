@@ -1,3 +1,4 @@
+#include "history_model.hpp"
 #include "snapshot_observer.hpp"
 #include "status_views.hpp"
 #include "verbs.hpp"
@@ -26,13 +27,21 @@ int answer(const ModemFacts& facts, const Snapshot& snapshot)
     return facts.connected ? SUCCESS : NO;
 }
 
+/// What the journal has counted, where the unit is this one and has one.
+std::string counts_line(bool is_local)
+{
+    const auto contents = is_local ? journal::read() : journal::Contents();
+    return contents.records.empty() ? "" : "  Journal: " + counts_text(history_of(contents).counts);
+}
+
 int show(Session& session, const Settings& settings)
 {
     BusLink link(session.broker);
     link.wait_until_connected(session.signals, patience(settings.timeout, TIMEOUT));
     const auto snapshot = snapshot_of(session, link, settings.timeout.value_or(TIMEOUT));
     const auto facts = facts_of(snapshot, now_of(link.is_local()));
-    session.output.write(settings.json ? status_json(facts, snapshot) : status_text(facts, snapshot));
+    session.output.write(settings.json ? status_json(facts, snapshot)
+                                       : status_text(facts, snapshot) + counts_line(link.is_local()));
     return answer(facts, snapshot);
 }
 

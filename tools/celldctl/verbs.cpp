@@ -12,6 +12,7 @@ constexpr std::array VERBS{
     Verb{"wait-for", "End once the modem's state is the one wanted.", &wait_for},
     Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
     Verb{"doctor", "Look at files, rights, port, board and bus, and say what is wrong.", &doctor},
+    Verb{"history", "Show the last connections, losses and resets of this unit.", &history},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

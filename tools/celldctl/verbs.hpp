@@ -29,5 +29,6 @@ Run monitor(Options& options);
 Run doctor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);
+Run history(Options& options);
 
 } // namespace celldctl

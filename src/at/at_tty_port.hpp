@@ -4,8 +4,8 @@
 #include "at/at_parser.hpp"
 #include "at/i_port_observer.hpp"
 #include "at/result.hpp"
-#include "utils/unique_fd.hpp"
 #include "timer/clock.hpp"
+#include "utils/unique_fd.hpp"
 
 #include <atomic>
 #include <chrono>

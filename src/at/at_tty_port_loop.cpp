@@ -82,7 +82,8 @@ short AtTtyPort::poll_line(short events, std::chrono::milliseconds timeout)
         return 0;
     }
     if ((happened & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
-        port_log.error("poll() error/nval/hup, stopping send and receive loop");
+        // Ordinary where the module restarts itself; a loss that nobody wanted is the state's news.
+        port_log.notice("poll() error/nval/hup, stopping send and receive loop");
         running_ = false;
         return 0;
     }

@@ -2,12 +2,14 @@
 
 #include "gpio/gpio_ctrl_ublox_k7.hpp"
 #include "gpio/gpio_ctrl_ublox_qbx_rmx.hpp"
+#include "utils/strings.hpp"
 #include "utils/words.hpp"
 
 #include <ecu/kova/logging.hpp>
 #include <ecu/kova/root.hpp>
 
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <unistd.h>
 
@@ -24,9 +26,12 @@ constexpr auto HWVERSION_TIMEOUT = 60'000ms;
 
 bool read_word(const std::string& path, std::string& word)
 {
+    errno = 0;
     std::ifstream file(ecu::kova::rooted(path));
     if (!file) {
+        const auto reason = utils::errno_text("The system says of " + path);
         LOG.error("failed to read file: ", path);
+        LOG.notice(reason);
         return false;
     }
     file >> word;
@@ -36,15 +41,20 @@ bool read_word(const std::string& path, std::string& word)
 
 bool write_text(const std::string& path, const std::string& text)
 {
+    errno = 0;
     std::ofstream file(ecu::kova::rooted(path), std::ios::trunc);
     if (!file) {
+        const auto reason = utils::errno_text("The system says of " + path);
         LOG.error("File ", path, " couldn't be open.");
+        LOG.notice(reason);
         return false;
     }
     LOG.debug("Write '", text, "' to ", path);
     file << text << '\n' << std::flush;
     if (!file) {
+        const auto reason = utils::errno_text("The system says of " + path);
         LOG.error("failed to write '", text, "' to file: ", path);
+        LOG.notice(reason);
         return false;
     }
     LOG.debug("'", text, "' written to file ", path);

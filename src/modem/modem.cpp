@@ -43,6 +43,9 @@ void Modem::init(const std::function<bool()>& stop_seen)
     const auto& settings = rooms_->ground.settings;
     if (!settings.board_ready) {
         LOG.error("Unable to initialize GPIOs, bailing out!");
+        LOG.warning("celld goes on without the board's lines: it cannot switch the module, only speak to one "
+                    "that is on. "
+                    "A restart of the service tries the lines again.");
         return;
     }
     if (settings.off_by_parameter) {

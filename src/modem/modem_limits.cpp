@@ -7,6 +7,8 @@
 
 namespace {
 
+using ecu::kova::logging::Level;
+
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.modem");
 
 constexpr std::uint32_t ANY = 0;
@@ -54,9 +56,12 @@ ModemLimits ModemLimits::read(const ecu::kova::config::Configuration& configurat
 {
     ModemLimits limits;
     for (const auto& [key, limit, least] : LIMIT_KEYS) {
-        const auto value = settings::leading_unsigned(configuration.get(key));
+        const auto text = configuration.get(key);
+        const auto value = settings::leading_unsigned(text);
         if (!value || *value < least) {
-            LOG.notice("Unable to parse '", key, "' from config assume default: ", limits.*limit);
+            // A key that nobody has set is nothing to be told of.
+            LOG.write(text.empty() ? Level::INFO : Level::WARNING, "Unable to parse '", key,
+                      "' from config assume default: ", limits.*limit);
             continue;
         }
         limits.*limit = *value;

@@ -45,6 +45,9 @@ Pass RecoveryPhase::given_up()
 {
     if (!logged_) {
         LOG.error("Hardware error: state machine is not going anywhere until next boot");
+        LOG.notice("A restart of the service tries the module again; the trouble code was sent and stays "
+                   "with who has "
+                   "received it");
         logged_ = true;
     }
     if (orders_.silence_wanted() && !supply_taken_) {

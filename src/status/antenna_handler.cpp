@@ -148,6 +148,10 @@ void AntennaHandler::update()
 
 void AntennaHandler::round(bool on_thread)
 {
+    if (on_thread && !port_->is_running()) {
+        LOG.debug("The port is closed, nothing is asked");
+        return;
+    }
     LOG.debug("update...");
     update_rssi();
     publish_rssi_on_change();
@@ -209,11 +213,24 @@ void AntennaHandler::diagnose(int impedance)
     check_requested_ = open_circuit || short_to_ground; // a fault is measured again until it clears
     if (open_circuit != open_circuit_ || short_to_ground != short_to_ground_ || first_report_) {
         LOG.notice("Send antenna status...");
+        tell_diagnosis(impedance, short_to_ground, open_circuit);
         open_circuit_ = open_circuit;
         short_to_ground_ = short_to_ground;
         first_report_ = false;
         send_diagnosis();
     }
+}
+
+/// What "Send antenna status..." sends.
+void AntennaHandler::tell_diagnosis(int impedance, bool short_to_ground, bool open_circuit) const
+{
+    if (!short_to_ground && !open_circuit) {
+        LOG.notice("Antenna healthy: impedance ", impedance, ", of ", limits_.min, " to ", limits_.max);
+        return;
+    }
+    LOG.warning("Antenna ", short_to_ground ? "shorted to ground" : "not connected (open circuit)",
+                ": impedance ", impedance, ", healthy from ", limits_.min, " to ", limits_.max,
+                "; measured again every ", settings_.frequency_s, " s until that is over");
 }
 
 /// What the bus does not take is offered again each period, without another measurement. That it does not is

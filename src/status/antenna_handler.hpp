@@ -57,6 +57,7 @@ private:
     bool stopping();
     std::optional<int> measure_impedance();
     void diagnose(int impedance);
+    void tell_diagnosis(int impedance, bool short_to_ground, bool open_circuit) const;
     void send_diagnosis();
 
     std::shared_ptr<AtTtyPort> port_;

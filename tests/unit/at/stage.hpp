@@ -1,10 +1,10 @@
 #pragma once
 
 #include "at/at_tty_port.hpp"
-#include "utils/unique_fd.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/temp_root.hpp"
+#include "utils/unique_fd.hpp"
 
 #include <gtest/gtest.h>
 

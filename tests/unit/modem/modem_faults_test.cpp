@@ -112,6 +112,11 @@ TEST_F(Faults, RunsOnWithoutGpiosAndReportsTheHardware)
     module.present(false);
     run_for(10min);
     EXPECT_TRUE(log.contains(LogCapture::Level::ERROR, "Unable to initialize GPIOs, bailing out!"));
+    EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, "celld goes on without the board's lines"));
+    EXPECT_TRUE(
+        log.contains(LogCapture::Level::NOTICE,
+                     "The system says of /sys/class/gpio/gpio3/direction: No such file or directory (2)"))
+        << log;
     EXPECT_EQ(state(), State::DTC_HW_ERROR);
 }
 

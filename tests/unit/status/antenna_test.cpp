@@ -18,6 +18,7 @@ TEST_F(Antenna, ReportsTheFirstDiagnosisAndThenChangesOnly)
 {
     handler.update(); // a strong signal, but the bus has heard nothing yet
     EXPECT_EQ(published(OPEN), 1U);
+    EXPECT_TRUE(log.contains(LogCapture::Level::NOTICE, "Antenna healthy: impedance ")) << log;
     handler.update();
     EXPECT_EQ(port->count("+UANTR=0"), 1U);
     EXPECT_EQ(published("rt/system/modem_rssi"), 1U);
@@ -26,6 +27,9 @@ TEST_F(Antenna, ReportsTheFirstDiagnosisAndThenChangesOnly)
     port->answers("+UANTR=0", "+UANTR: 0,101");
     handler.update();
     EXPECT_EQ(published(OPEN), 2U);
+    EXPECT_TRUE(
+        log.contains(LogCapture::Level::WARNING, "Antenna not connected (open circuit): impedance 101,"))
+        << log;
     EXPECT_EQ(published("rt/system/modem_rssi"), 2U);
     port->answers("+CSQ", "+CSQ: 25,99"); // a fault is measured again until it clears
     handler.update();
@@ -88,6 +92,18 @@ TEST_F(Antenna, ReportsAgainWhatTheBusHasNotHeard)
         EXPECT_EQ(log.count("The bus has taken the antenna status"), round);
     }
     EXPECT_EQ(port->count("+UANTR=0"), 1U + 5U); // a healthy one is not measured for want of a bus
+}
+
+TEST_F(Antenna, AsksNothingWhileTheModuleRestarts)
+{
+    handler.start();
+    ASSERT_TRUE(clock.await_waiters(1));
+    port->loop_ended();
+    clock.advance(10s);
+    ASSERT_TRUE(clock.await_waiters(1));
+    handler.stop();
+    EXPECT_EQ(port->count("+CSQ"), 0U);
+    EXPECT_FALSE(log.contains(LogCapture::Level::ERROR, "")) << log;
 }
 
 TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)

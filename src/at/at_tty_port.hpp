@@ -3,6 +3,7 @@
 #include "at/at_command.hpp"
 #include "at/at_parser.hpp"
 #include "at/i_port_observer.hpp"
+#include "at/i_port_recorder.hpp"
 #include "at/result.hpp"
 #include "timer/clock.hpp"
 #include "utils/unique_fd.hpp"
@@ -66,6 +67,9 @@ public:
 
     /// Before `start`; null is ignored. Observers live as long as the port runs.
     virtual void add_observer(IPortObserver* observer);
+
+    /// Before `start`; null: nobody. Lives as long as the port.
+    void recorder(IPortRecorder* recorder) { recorder_ = recorder; }
 
     /// Runs one command and waits for its final answer, `command.timeout` at most. Waits up to 30 s for
     /// another thread's command to end first (code 1 after that).
@@ -133,6 +137,7 @@ private:
 
     Clock& clock_;
     const std::vector<std::string> candidates_;
+    IPortRecorder* recorder_ = nullptr;
 
     threads::Mutex start_mutex_;  // held by start() from beginning to end; nothing else takes it
     threads::Mutex thread_mutex_; // guards thread_; held while it is joined; the port thread never takes it

@@ -107,6 +107,9 @@ bool AtTtyPort::wait_for(const std::shared_ptr<Exchange>& exchange)
     while (!exchange->is_over() && clock_.wait_until(answered_, held.standard(), deadline)) {
     }
     if (!exchange->is_over()) {
+        if (recorder_ != nullptr) {
+            recorder_->given_up(exchange->line, exchange->written ? "time-out" : "not sent");
+        }
         current_.reset();
         return false;
     }

@@ -52,6 +52,9 @@ void AtTtyPort::send_receive_loop()
         }
     }
     release_command();
+    if (recorder_ != nullptr) {
+        recorder_->closed();
+    }
     (void)close(); // logged there
 }
 
@@ -119,6 +122,9 @@ void AtTtyPort::receive()
     const std::string_view bytes(buffer.data(), static_cast<std::size_t>(got));
     if (raw_log.wants(Level::DEBUG)) {
         raw_log.debug("received: ", utils::replace_crlf(std::string(bytes)));
+    }
+    if (recorder_ != nullptr) {
+        recorder_->received(bytes);
     }
     parser_.feed_input(bytes);
     {
@@ -248,6 +254,9 @@ void AtTtyPort::write(const std::shared_ptr<Exchange>& exchange)
         }
         exchange->written = true;
         write_errors_ = 0;
+        if (recorder_ != nullptr) {
+            recorder_->sent(exchange->line);
+        }
         return;
     }
     const auto reason = text_of(errno);
@@ -271,6 +280,9 @@ void AtTtyPort::give_up_command()
     const threads::MutexLock held(exchange_mutex_);
     if (current_ && current_->command.interruptible) {
         current_->interrupted = true;
+        if (recorder_ != nullptr) {
+            recorder_->given_up(current_->line, "interrupted");
+        }
         current_.reset();
     }
     answered_.notify_all(); // those too who wait for quiet

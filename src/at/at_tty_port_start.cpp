@@ -58,6 +58,10 @@ bool AtTtyPort::launch()
         unanswered_.clear(); // of a module that has restarted, or of a line that was closed
         strays_ = 0;
     }
+    if (recorder_ != nullptr) {
+        const threads::MutexLock naming(port_mutex_);
+        recorder_->opened(device_);
+    }
     running_ = true;
     try {
         thread_ =
@@ -126,6 +130,9 @@ void AtTtyPort::interrupt_command()
     running_ = false;
     if (current_) {
         current_->interrupted = true;
+        if (recorder_ != nullptr) {
+            recorder_->given_up(current_->line, "interrupted");
+        }
         current_.reset();
         answered_.notify_all();
     }

@@ -1,3 +1,4 @@
+#include "at/at_recording.hpp"
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
 #include "main/instance_lock.hpp"
@@ -15,6 +16,7 @@
 #include <iostream>
 #include <malloc.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +39,11 @@ int run(const CommandLineOptions& options)
     const InstanceLock lock; // the last to go
 
     const std::vector<std::string> candidates{"/dev/ttyUbloxModemAT"};
+    std::optional<AtRecording> recording; // outlives the port
     auto port = std::make_shared<AtTtyPort>(candidates);
+    if (configuration->get(AtRecording::CONFIG_KEY) == "true") {
+        port->recorder(&recording.emplace());
+    }
 
     LOG.debug("Register unix signal handler");
     stop_handler::install();

@@ -1,5 +1,6 @@
 #include "main/slips.hpp"
 
+#include "at/at_recording.hpp"
 #include "status/antenna_handler.hpp"
 #include "utils/strings.hpp"
 #include "utils/words.hpp"
@@ -25,7 +26,7 @@ constexpr std::array KEYS{
     "sim.internal.user", "sim.internal.password", "sim.external.state", "sim.external.apn",
     "sim.external.user", "sim.external.password", "modem_restart_timeout", "nw_search_reattach_timer",
     "nw_search_modem_reset_timer", "max_modem_reset", "max_sim_errors", "max_modem_resets_before_dtc",
-    AntennaHandler::CONFIG_THREAD_FREQ_KEY, AntennaHandler::CONFIG_RSSI_THRH_KEY,
+    AtRecording::CONFIG_KEY, AntennaHandler::CONFIG_THREAD_FREQ_KEY, AntennaHandler::CONFIG_RSSI_THRH_KEY,
     AntennaHandler::CONFIG_FORCE_CHECK_KEY};
 
 constexpr std::array LOG_MODULES{"all",
@@ -67,6 +68,7 @@ struct Choice {
 constexpr std::array CHOICES{
     Choice{"logmode", LOG_MODES, false},
     Choice{"routermode", TRUTHS, false},
+    Choice{AtRecording::CONFIG_KEY, TRUTHS, false},
     Choice{"sim.internal.state", SIM_STATES, true},
     Choice{"sim.external.state", SIM_STATES, true},
 };

@@ -166,7 +166,8 @@ TEST(Slips, TheSampleShowsTheDefaultsAndNothingInItOrInTheSourcesIsUnknown)
 
     // The values shown there are the defaults; these have theirs where they are read.
     const std::set<std::string> elsewhere{
-        "host", "port", "logmode", "loglevel", "logmodules", "bus.cafile", "modem_restart_timeout"};
+        "host",        "port", "logmode", "loglevel", "logmodules", "bus.cafile", "modem_restart_timeout",
+        "at.recording"};
     ecu::kova::config::Configuration defaults;
     register_defaults(defaults);
     EXPECT_EQ(defaults.get("routermode"), "false"); // of no effect, and not in the sample

@@ -53,10 +53,10 @@ void AtRecording::opened(std::string_view device)
     write('=', "opened " + std::string(device));
 }
 
-void AtRecording::closed()
+void AtRecording::closed(bool hung_up)
 {
     end_of_line();
-    write('=', "closed");
+    write('=', hung_up ? "hung up" : "closed");
 }
 
 void AtRecording::sent(std::string_view bytes)

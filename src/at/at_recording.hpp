@@ -18,7 +18,7 @@ public:
     explicit AtRecording(const Clock& clock = SystemClock::instance());
 
     void opened(std::string_view device) override;
-    void closed() override;
+    void closed(bool hung_up) override;
     void sent(std::string_view bytes) override;
     void received(std::string_view bytes) override;
     void given_up(std::string_view command, std::string_view why) override;

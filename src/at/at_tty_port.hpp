@@ -171,6 +171,7 @@ private:
     std::uint64_t finals_ THREADS_GUARDED_BY(exchange_mutex_) = 0; // final lines among it
     std::size_t strays_ THREADS_GUARDED_BY(exchange_mutex_) = 0;   // final lines that belong to no command
 
-    AtParser parser_;                  // port thread only
-    std::vector<IPortObserver*> told_; // port thread only: its copy of observers_
+    AtParser parser_;                  // port thread only, as what follows
+    std::vector<IPortObserver*> told_; // its copy of observers_
+    bool hung_up_ = false;             // while it runs
 };

@@ -53,7 +53,7 @@ void AtTtyPort::send_receive_loop()
     }
     release_command();
     if (recorder_ != nullptr) {
-        recorder_->closed();
+        recorder_->closed(hung_up_);
     }
     (void)close(); // logged there
 }
@@ -87,6 +87,7 @@ short AtTtyPort::poll_line(short events, std::chrono::milliseconds timeout)
     if ((happened & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
         // Ordinary where the module restarts itself; a loss that nobody wanted is the state's news.
         port_log.notice("poll() error/nval/hup, stopping send and receive loop");
+        hung_up_ = true;
         running_ = false;
         return 0;
     }

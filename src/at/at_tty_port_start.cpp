@@ -62,6 +62,7 @@ bool AtTtyPort::launch()
         const threads::MutexLock naming(port_mutex_);
         recorder_->opened(device_);
     }
+    hung_up_ = false;
     running_ = true;
     try {
         thread_ =

@@ -9,7 +9,8 @@ public:
     virtual ~IPortRecorder() = default;
 
     virtual void opened(std::string_view device) = 0;
-    virtual void closed() = 0;
+    /// `hung_up`: by itself, the module or its USB device has gone.
+    virtual void closed(bool hung_up) = 0;
     /// A command as it was written.
     virtual void sent(std::string_view bytes) = 0;
     /// What a read has brought: lines, pieces of lines.

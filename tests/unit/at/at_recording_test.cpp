@@ -53,7 +53,7 @@ TEST_F(Recording, HasBothDirectionsWithTheirTimesAndWhatBecameOfThePort)
     hang_up();
     settle();
     static_cast<void>(port.stop());
-    EXPECT_EQ(text(), "= closed\n");
+    EXPECT_EQ(text(), "= hung up\n");
 }
 
 TEST_F(Recording, MasksSecretsAlsoWhenTheModuleEchoesThemInPieces)

@@ -53,4 +53,10 @@ std::string error_result(Cme error, const std::string& text, int cmee)
     return "+CME ERROR: " + (text.empty() ? text_of(error) : text);
 }
 
+bool is_final(const std::string& line)
+{
+    return line == "OK" || line == "ERROR" || line == "ABORTED" || line.starts_with("+CME ERROR:") ||
+           line.starts_with("+CMS ERROR:");
+}
+
 } // namespace bench

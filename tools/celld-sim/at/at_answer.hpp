@@ -44,6 +44,9 @@ struct AtAnswer {
     }
 };
 
+/// Does the line end a command by itself (V.250 clause 5.7, 3GPP TS 27.007 clause 9.1)?
+bool is_final(const std::string& line);
+
 /// The final result line of an error in the format that +CMEE chose: 0 bare, 1 numbers, 2 texts.
 std::string error_result(Cme error, const std::string& text, int cmee);
 

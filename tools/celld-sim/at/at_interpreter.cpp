@@ -30,9 +30,17 @@ void AtInterpreter::receive(std::string_view bytes)
     editor_.feed(bytes);
 }
 
-void AtInterpreter::reset()
+void AtInterpreter::cancel_all()
 {
     timers_.cancel(timer_);
+    for (const auto id : std::exchange(following_, {})) {
+        timers_.cancel(id);
+    }
+}
+
+void AtInterpreter::reset()
+{
+    cancel_all();
     output_.reset();
     if (const auto job = std::exchange(job_, std::nullopt)) {
         record_.unanswered(job->command, "down");
@@ -46,7 +54,7 @@ void AtInterpreter::reset()
 
 void AtInterpreter::urc(const std::string& line)
 {
-    if (!silent()) {
+    if (!silent() && (!replay_ || replay_->is_over())) {
         record_.report(line);
         send_lines({line});
     }
@@ -96,11 +104,18 @@ void AtInterpreter::start_next()
         timer_ = timers_.after({}, [this] { crash(); }); // not below receive(), whose module it takes away
         return;
     }
+    replayed_ = replay_ ? replay_->take(job_->command.text) : std::nullopt;
+    const auto duration = replayed_ ? replayed_->delay : own_duration();
+    timer_ = timers_.after(duration + job_->lateness, [this] { run(); });
+}
+
+std::chrono::milliseconds AtInterpreter::own_duration() const
+{
     const int units =
         std::accumulate(job_->steps.begin(), job_->steps.end(), 1, [this](int sum, const AtJob::Step& step) {
             return sum + hooks_.slowness(step.request) - 1;
         });
-    timer_ = timers_.after(command_delay_ * units + job_->lateness, [this] { run(); });
+    return command_delay_ * units;
 }
 
 void AtInterpreter::run()
@@ -114,6 +129,11 @@ void AtInterpreter::run()
     if (job_->crash) {
         crash();
         return;
+    }
+    if (replayed_) {
+        outcome.lines = replayed_->lines;
+        outcome.result = replayed_->result.value_or("");
+        outcome.silent = !replayed_->result;
     }
     deliver(std::move(outcome));
 }
@@ -163,11 +183,30 @@ void AtInterpreter::end(const AtOutcome& outcome)
         record_.answered(job_->command, outcome.lines, outcome.result);
     }
     job_.reset();
+    if (const auto replayed = std::exchange(replayed_, std::nullopt)) {
+        follow(*replayed);
+    }
     for (const auto& action : outcome.afterwards) {
         action();
     }
     if (!job_) {
         start_next();
+    }
+}
+
+/// Reports, late answers and the end of the line come as long after the command as they did.
+void AtInterpreter::follow(const Recording::Exchange& exchange)
+{
+    for (const auto& event : exchange.events) {
+        following_.push_back(timers_.after(event.after, [this, line = event.line] {
+            if (!line.empty()) {
+                record_.report(line);
+                send_lines({line});
+            } else if (hooks_.port() != "gone") {
+                hooks_.log('#', "hung up, as recorded");
+                hooks_.crash({});
+            }
+        }));
     }
 }
 

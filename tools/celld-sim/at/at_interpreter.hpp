@@ -6,6 +6,7 @@
 #include "at/at_request.hpp"
 #include "at/line_editor.hpp"
 #include "at/paced_output.hpp"
+#include "at/replay.hpp"
 #include "at/script.hpp"
 #include "base/timer_queue.hpp"
 
@@ -14,6 +15,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace bench {
 
@@ -35,7 +38,7 @@ public:
 
     AtInterpreter(TimerQueue& timers, std::chrono::milliseconds command_delay, Transcript& transcript,
                   Hooks hooks);
-    ~AtInterpreter() { timers_.cancel(timer_); }
+    ~AtInterpreter() { cancel_all(); }
     AtInterpreter(const AtInterpreter&) = delete;
     AtInterpreter& operator=(const AtInterpreter&) = delete;
 
@@ -53,13 +56,20 @@ public:
     void echo(bool on) { editor_.echo(on); }
     Script& script() { return script_; }
 
+    /// From now on commands are answered as they were recorded, and the module's own reports are left out,
+    /// until the recording is at its end. What a command does to the module it still does.
+    void replay(Replay replay) { replay_ = std::move(replay); }
+
 private:
+    void cancel_all();
     void command(const std::string& line);
     void start_next();
     void run();
     bool apply(const AtJob::Step& step, AtOutcome& outcome);
     void deliver(AtOutcome outcome);
     void end(const AtOutcome& outcome);
+    std::chrono::milliseconds own_duration() const;
+    void follow(const Recording::Exchange& exchange);
     const char* why_unanswered(const AtOutcome& outcome) const;
     void crash();
     void send_lines(const std::vector<std::string>& lines);
@@ -73,6 +83,9 @@ private:
     AtRecord record_;
     std::deque<AtRecord::Command> waiting_;
     std::optional<AtJob> job_; ///< in work
+    std::optional<Replay> replay_;
+    std::optional<Recording::Exchange> replayed_; ///< what the command in work was answered
+    std::vector<TimerQueue::Id> following_;       ///< what was recorded behind it
     bool muted_ = false;
     bool hung_ = false;
     TimerQueue::Id timer_ = 0;

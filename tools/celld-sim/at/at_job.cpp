@@ -9,13 +9,6 @@ namespace {
 
 constexpr std::size_t PREFIX_SIZE = 2; ///< "AT"
 
-/// Does the line end a command by itself (V.250 clause 5.7, 3GPP TS 27.007 clause 9.1)?
-bool is_final(const std::string& line)
-{
-    return line == "OK" || line == "ERROR" || line == "ABORTED" || line.starts_with("+CME ERROR:") ||
-           line.starts_with("+CMS ERROR:");
-}
-
 /// Cuts a control command's text at each "\n" written out.
 std::vector<std::string> scripted_lines(std::string_view text)
 {

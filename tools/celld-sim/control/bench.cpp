@@ -48,6 +48,9 @@ Bench::Bench(const Options& options)
       power_(loop_.timers(), options.boot_delay, *this)
 {
     loop_.watch(signals_.get(), POLLIN, [this](short) { loop_.stop(); });
+    if (!options.replay.empty()) {
+        module_.interpreter().replay(Replay(read_recording(options.replay)));
+    }
     if (!options.transcript.empty()) {
         transcript_.open(options.transcript);
     }

@@ -98,6 +98,8 @@ constexpr std::array ARGUMENTS{
              "run a control command before the module starts; may be given again"},
     Argument{"--scenario", "FILE", [](Options& o, const std::string& v) { o.scenario = v; },
              "let control commands happen at times and upon events, one a line"},
+    Argument{"--replay", "FILE", [](Options& o, const std::string& v) { o.replay = v; },
+             "answer as the module did in a recording of celld (at.recording)"},
     Argument{"--transcript", "FILE", [](Options& o, const std::string& v) { o.transcript = v; },
              "write what happens, each answer with its command"},
     Argument{"--check", "FILE", set_check, "name what a transcript shows to be wrong"},

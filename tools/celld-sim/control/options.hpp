@@ -25,6 +25,7 @@ struct Options {
     bool log = false;
     std::vector<std::string> commands{}; ///< of --do: control commands in force from the start
     std::filesystem::path scenario{};    ///< empty: nothing happens by itself
+    std::filesystem::path replay{};      ///< empty: none is played
     std::filesystem::path transcript{};  ///< empty: none is written
     std::string command;                 ///< of --send; a file of --check
 };

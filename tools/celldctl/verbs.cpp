@@ -13,6 +13,7 @@ constexpr std::array VERBS{
     Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
     Verb{"doctor", "Look at files, rights, port, board and bus, and say what is wrong.", &doctor},
     Verb{"history", "Show the last connections, losses and resets of this unit.", &history},
+    Verb{"at", "Show a recording of the AT dialogue, each answer beside its command.", &at},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

@@ -30,5 +30,6 @@ Run doctor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);
 Run history(Options& options);
+Run at(Options& options);
 
 } // namespace celldctl

@@ -1,0 +1,64 @@
+#include "dialogue.hpp"
+#include "exit_status.hpp"
+#include "support/temp_root.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+class Recorded : public ::testing::Test {
+protected:
+    std::string shown(const std::string& text)
+    {
+        root.write("/recording", text);
+        std::string all;
+        for (const auto& entry : celldctl::read_dialogue({root.path("/recording").string()}).entries) {
+            all += celldctl::entry_text(entry);
+        }
+        return all;
+    }
+    static std::string line(const std::string& rest) { return "2026-11-25T16:00:00.000Z " + rest + "\n"; }
+
+    TempRoot root;
+};
+
+} // namespace
+
+TEST_F(Recorded, HasEachAnswerBesideItsCommand)
+{
+    EXPECT_EQ(shown(line("10.000 = opened /dev/x") + line("10.000 > AT+CREG?") + line("10.037 < +CREG: 2,1") +
+                    line("10.037 < OK") + line("11.000 < +UUX: \\x1B\x1b") + line("12.000 > AT+CPIN=\"***\"") +
+                    line("13.500 < +CME ERROR: SIM busy") + "# 3 lines are missing here\n" +
+                    line("14.000 > AT+COPS=0") + line("24.000 ! time-out AT+COPS=0") + line("25.000 < OK") +
+                    line("26.000 ? of a later version") + line("27.000 ! not sent AT+CSQ") +
+                    line("28.000 > AT") + line("28.010 = hung up")),
+              "16:00:00.000Z   = port opened /dev/x\n"
+              "16:00:00.000Z   AT+CREG?                                    37 ms   OK\n"
+              "                  +CREG: 2,1\n"
+              "16:00:00.000Z   < +UUX: \\x1B?\n"
+              "16:00:00.000Z   AT+CPIN=\"***\"                            1.500 s    +CME ERROR: SIM busy\n"
+              "                # 3 lines are missing here\n"
+              "16:00:00.000Z   AT+COPS=0                                10.000 s   TIME-OUT\n"
+              "16:00:00.000Z   < OK\n"
+              "16:00:00.000Z   AT+CSQ                                       0 ms   not sent\n"
+              "16:00:00.000Z   AT                                          10 ms   interrupted\n"
+              "16:00:00.000Z   = port hung up\n");
+}
+
+TEST_F(Recorded, WhatIsNoneIsNamedWithFileAndLine)
+{
+    for (const std::string wrong :
+         {"nonsense", "2026-11-25T16:00:00.000Z 10.0 > AT", "2026-11-25T16:00:00.000Z 10.000 >AT",
+          "2026-13-25T16:00:00.000Z 10.000 > AT", "x\0y"}) {
+        try {
+            shown(line("10.000 > AT") + wrong + "\n");
+            ADD_FAILURE() << wrong;
+        } catch (const celldctl::Failure& failure) {
+            EXPECT_THAT(failure.what(), ::testing::HasSubstr("/recording, line 2: ")) << wrong;
+            EXPECT_EQ(failure.status(), celldctl::UNREADABLE);
+        }
+    }
+    EXPECT_THROW(celldctl::read_dialogue({"/nowhere"}), celldctl::Failure);
+    EXPECT_THROW(celldctl::read_dialogue({root.path("/").string()}), celldctl::Failure);
+}

@@ -31,5 +31,6 @@ Run backend(Options& options);
 Run blackout(Options& options);
 Run history(Options& options);
 Run at(Options& options);
+Run report(Options& options);
 
 } // namespace celldctl

@@ -206,17 +206,6 @@ int Rig::said(const std::string& text) const
     return occurrences(log(), text);
 }
 
-std::pair<std::size_t, std::size_t> Rig::threads_and_descriptors() const
-{
-    const std::filesystem::path process = "/proc/" + std::to_string(celld_.id());
-    const auto entries = [](const std::filesystem::path& directory) {
-        std::error_code gone; // with the process
-        const std::filesystem::directory_iterator all(directory, gone);
-        return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-    };
-    return {entries(process / "task"), entries(process / "fd")};
-}
-
 bool Rig::supply() const
 {
     const bool k7 = board_ == "k7"; // whose supply is switched on by a low level

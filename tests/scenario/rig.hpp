@@ -3,6 +3,7 @@
 #include "record/transcript_check.hpp"
 #include "scenario/bus_probe.hpp"
 #include "support/child.hpp"
+#include "support/process_facts.hpp"
 #include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>
@@ -65,7 +66,7 @@ protected:
     std::string sim(const std::string& command) const;
     std::vector<std::string> journal() const; ///< what the module was told behind "AT", oldest first
     int commands(const std::string& prefix) const;
-    std::pair<std::size_t, std::size_t> threads_and_descriptors() const; ///< of celld, as they are now
+    ProcessFacts threads_and_descriptors() const { return ProcessFacts::of(std::to_string(celld_.id())); }
     bool supply() const; ///< the VCC line, as the board takes it
 
     int said(const std::string& text) const; ///< how often the present or last celld did

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "at/unique_fd.hpp"
+#include "utils/unique_fd.hpp"
 
 #include <atomic>
 #include <thread>

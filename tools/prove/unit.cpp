@@ -2,7 +2,6 @@
 
 #include "describe.hpp"
 
-#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -13,9 +12,6 @@ namespace {
 
 constexpr auto ON_THE_WAY = 10min;
 constexpr auto ALL_TOLD = 45s; // the operator is asked for every 20 seconds, the status told every ten
-
-constexpr const char* DESCRIPTORS = "/proc/self/fd";
-constexpr const char* THREADS = "/proc/self/task";
 
 constexpr const char* TOLD[] = {
     "system/modem/status",       "system/modem/hardware", "system/modem/sim",
@@ -53,17 +49,10 @@ std::string without_history(const std::string& text)
     return kept;
 }
 
-std::size_t entries(const char* directory)
-{
-    const std::filesystem::directory_iterator all(directory);
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
 } // namespace
 
 Unit::Unit(Family of, Kind kind)
-    : ModemFixture(of), family(of), watch(clock, module, log, root),
-      descriptors_before_(entries(DESCRIPTORS)), threads_before_(entries(THREADS))
+    : ModemFixture(of), family(of), watch(clock, module, log, root), before_(ProcessFacts::of("self"))
 {
     module.refuses_unknown = true;
     if (!kind.modem) {
@@ -96,8 +85,9 @@ Facts Unit::facts()
             facts.settings.insert(setting);
         }
     }
-    facts.descriptors = entries(DESCRIPTORS) - descriptors_before_;
-    facts.threads = entries(THREADS) - threads_before_;
+    const auto now = ProcessFacts::of("self");
+    facts.descriptors = now.descriptors - before_.descriptors;
+    facts.threads = now.threads - before_.threads;
     return facts;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/free_port.hpp"
+#include "support/process_facts.hpp"
 #include "unit/modem/modem_fixture.hpp"
 #include "watch.hpp"
 
@@ -116,8 +117,7 @@ public:
 private:
     const int broker_port_ = free_port();
     bool stopped_ = false;
-    const std::size_t descriptors_before_;
-    const std::size_t threads_before_;
+    const ProcessFacts before_;
 };
 
 /// The facts of a unit that never had any trouble. @throws std::runtime_error when they are not the module's

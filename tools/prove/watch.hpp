@@ -1,10 +1,10 @@
 #pragma once
 
-#include "at/unique_fd.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/scripted_port.hpp"
 #include "support/temp_root.hpp"
+#include "utils/unique_fd.hpp"
 
 #include <cstddef>
 #include <deque>

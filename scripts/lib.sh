@@ -16,6 +16,10 @@ COUNT_PACKAGES=(valgrind strace)
 # shellcheck disable=SC2034 # for ./test
 SANITIZER_PACKAGES=(clang libclang-rt-dev llvm)
 
+# What packing needs besides the build: dpkg-shlibdeps and dpkg-buildflags, and file for what is stripped.
+# shellcheck disable=SC2034 # for scripts/build-packages.sh
+PACKING_PACKAGES=(dpkg-dev file)
+
 if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
     BOLD=$'\e[1m' RED=$'\e[31m' GREEN=$'\e[32m' CYAN=$'\e[36m' YELLOW=$'\e[33m' PLAIN=$'\e[0m'
 else

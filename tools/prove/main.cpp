@@ -19,7 +19,7 @@ struct Part {
 constexpr Part PARTS[] = {
     {"single", "one fault at one place", single_faults},
     {"lasting", "one fault for good", lasting_faults},
-    {"silence", "radio silence at each command", radio_silence},
+    {"silence", "radio silence at commands", radio_silence},
     {"bus", "brokers, and floods", bus_side},
     {"pairs", "two events in each state", pairs_of_events},
     {"endurance", "a day in which all happens", days},

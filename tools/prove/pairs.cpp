@@ -165,10 +165,8 @@ void without_a_modem(Family family, const Pair& pair, std::vector<Run>& runs)
             throw std::runtime_error("a board without a modem was sent AT" + unit.module.sent().front());
         }
     };
-    runs.push_back({name(family, State::NO_MODEM_HARDWARE, pair),
-                    family,
-                    what,
-                    {End::NO_HARDWARE, pair.has(is_stop) ? End::OFF : End::NO_HARDWARE}});
+    const auto ends = pair.has(is_stop) ? std::set{End::OFF, End::GIVEN_UP} : std::set{End::NO_HARDWARE};
+    runs.push_back({name(family, State::NO_MODEM_HARDWARE, pair), family, what, ends});
     runs.back().kind.modem = false;
 }
 

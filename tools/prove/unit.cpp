@@ -56,7 +56,9 @@ Unit::Unit(Family of, Kind kind)
 {
     module.refuses_unknown = true;
     if (!kind.modem) {
-        root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = NONE\nhwversion = qbx\n");
+        root.write("/etc/vexa/ecu_variables.conf",
+                   "hwvariant = QBX2\nmodemtype = NONE\nhasintsim = true\nhasextsim = true\n"
+                   "divantenna = NONE\nhwversion = qbx\n");
     }
     if (kind.mqtt) {
         transport = ecu::kova::com::TransportType::MQTT;
@@ -77,7 +79,11 @@ Facts Unit::facts()
     for (const std::string topic : TOLD) {
         const auto retained = bus::retained(topic);
         const auto message = retained ? retained : bus::last(topic);
-        facts.told[topic] = message ? without_history(celldctl::describe(topic, *message).text) : "(nothing)";
+        if (message) {
+            facts.told[topic] = without_history(celldctl::describe(topic, *message).text);
+        } else if (bus::count(topic) == 0) { // else it is no longer among the messages that are remembered
+            facts.told[topic] = "(nothing)";
+        }
     }
     for (const auto& setting : watch.settings()) {
         if (std::none_of(std::begin(KEPT), std::end(KEPT),
@@ -128,8 +134,8 @@ std::vector<std::string> differences(const Facts& good, const Facts& present)
 {
     std::vector<std::string> texts;
     for (const auto& [topic, text] : good.told) {
-        if (const auto& now = present.told.at(topic); now != text) {
-            texts.push_back(topic + " says " + now + ", not " + text);
+        if (const auto now = present.told.find(topic); now != present.told.end() && now->second != text) {
+            texts.push_back(topic + " says " + now->second + ", not " + text);
         }
     }
     for (const auto& setting : good.settings) {

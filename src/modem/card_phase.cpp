@@ -38,14 +38,23 @@ Pass CardPhase::wait_for_sim()
     if (!set_up.is_ok()) {
         return context_failed(set_up.unwrapErr());
     }
+    if (action_ != RunAction::CONFIGURE && !select_preferred_list()) {
+        return {};
+    }
     escalation_.context_set_up();
     machine_.change(S::CONFIGURED, "SIM ready, context set up");
     if (action_ != RunAction::CONFIGURE) {
-        // The preferred list of the user (3GPP TS 27.007, 7.20); a module without it still registers.
-        static_cast<void>(port_.execute(AtCommand("+CPLS=1")));
         machine_.change(S::REGISTERING, "SIM ready, context set up");
     }
     return {};
+}
+
+/// That of the user (3GPP TS 27.007, 7.20); a module without it still registers. False when an order overtook
+/// it: all this is done anew then.
+bool CardPhase::select_preferred_list()
+{
+    const auto list = port_.execute(AtCommand("+CPLS=1"));
+    return list.is_ok() || !list.unwrapErr().is_interruption();
 }
 
 Pass CardPhase::not_ready()

@@ -23,6 +23,7 @@ public:
 
 private:
     Pass wait_for_sim();
+    bool select_preferred_list();
     Pass not_ready();
     Pass context_failed(const AtError& error);
 

@@ -42,7 +42,6 @@ const std::vector<Place> PLACES{
     {State::UNINITIALIZED, nothing},
     {State::INITIALIZED, nothing},
     {State::WAITING_FOR_SIM, nothing},
-    {State::CONFIGURED, nothing, true},
     {State::REGISTERING, [](Unit& unit) { registered_as(unit, "0"); }},
     {State::SEARCHING, [](Unit& unit) { registered_as(unit, "2"); }},
     {State::DISCONNECTED, [](Unit& unit) { registered_as(unit, "3"); }},

@@ -135,7 +135,8 @@ std::vector<std::string> differences(const Facts& good, const Facts& present)
     std::vector<std::string> texts;
     for (const auto& [topic, text] : good.told) {
         if (const auto now = present.told.find(topic); now != present.told.end() && now->second != text) {
-            texts.push_back(topic + " says " + now->second + ", not " + text);
+            texts.push_back(
+                std::string(topic).append(" says ").append(now->second).append(", not ").append(text));
         }
     }
     for (const auto& setting : good.settings) {

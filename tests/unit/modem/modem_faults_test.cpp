@@ -127,3 +127,16 @@ TEST_F(Faults, FatalSetUpEndsTheProcessWithItsMessage)
     EXPECT_EXIT(modem().run(Action::RUN), ::testing::ExitedWithCode(1),
                 "Unable to retrieve the Model Identifier \\(\\+GMM\\)");
 }
+
+TEST_F(Faults, AnOrderThatIsOverAtOnceCostsTheModuleNoSetting)
+{
+    bool due = true;
+    module.on(R"(+UAUTHREQ=1,0,"","")", [&] {
+        if (std::exchange(due, false)) {
+            blackout({1});
+            blackout({0});
+        }
+    });
+    run_until(State::CONNECTED);
+    EXPECT_EQ(module.count("+CPLS=1"), 1U);
+}

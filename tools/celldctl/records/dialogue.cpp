@@ -19,7 +19,7 @@ using Kind = Dialogue::Kind;
 using Outcome = Dialogue::Outcome;
 
 constexpr std::size_t LONGEST_LINE = 64UL * 1024; // of a file that anybody may have written
-constexpr std::size_t MAX_ENTRIES = 1'000'000;  // some days
+constexpr std::size_t MAX_ENTRIES = 1'000'000;    // some days
 
 struct Line {
     std::chrono::system_clock::time_point wall;

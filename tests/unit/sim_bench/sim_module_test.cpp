@@ -200,30 +200,6 @@ TEST_F(Misbehaviour, OutlivesAnEndlessLineAndRestartsThoughTheAnswerIsLost)
     EXPECT_THAT(at(""), StartsWith("AT\r")) << "the echo of a module that has started anew";
 }
 
-TEST_F(Misbehaviour, LosesPinAttemptsUntilOnlyThePukHelps)
-{
-    at("+CMEE=2;+UGPIOC=23,0,1");
-    pass(2s); // the other card wakes up
-    const auto before = recorded(0).size();
-    EXPECT_THAT(at("+CPIN?"), HasSubstr("SIM PIN"));
-    EXPECT_THAT(at("+CPIN=\"1\""), HasSubstr("incorrect password"));
-    restart_module();
-    pass(2s);
-    at("E0;+CMEE=2");
-    EXPECT_THAT(at("+UPINCNT"), HasSubstr("+UPINCNT: 2,3,10,10")) << "the card remembers";
-    at("+cpin=\"2\"");
-    for (const auto* late : {"3", "5193"}) {
-        EXPECT_THAT(at("+CPIN=\"" + std::string(late) + "\""), HasSubstr("SIM PUK required"));
-    }
-    EXPECT_THAT(at("+CPIN=\"11111111\",\"0000\""), HasSubstr("incorrect password"));
-    EXPECT_THAT(at("+UPINCNT"), HasSubstr("+UPINCNT: 0,3,9,10"));
-    EXPECT_THAT(at("+CPIN=\"12345678\",\"0000\";+CPIN?"), HasSubstr("+CPIN: READY\r\n\r\nOK"));
-    at("+CPIN=\"0000\""); // open already: costs none
-    std::vector<std::string> attempts = recorded(before);
-    std::erase_if(attempts, [](const std::string& line) { return !line.starts_with("pin"); });
-    EXPECT_THAT(attempts, ElementsAre("pin 3", "pin 2", "pin 1"));
-}
-
 TEST_F(Misbehaviour, HasASimThatIsBusyForAWhileAndOneThatWantsItsPuk)
 {
     at("+CMEE=2;+CREG=2");
@@ -292,31 +268,6 @@ TEST_F(Misbehaviour, ForgetsASettingAndKeepsTheOthers)
     nvm_->forget_changes("uusbconf", false);
     at("+UUSBCONF=2");
     EXPECT_EQ(nvm_->get("uusbconf"), "2");
-}
-
-TEST_F(Misbehaviour, FlapsUntilItIsStopped)
-{
-    power_up(Family::TOBY);
-    module_->network().surroundings().contexts_refused = true;
-    at("E0;+CEREG=2;+CGDCONT=1,\"IP\",\"apn\"");
-    pass(10s);
-    EXPECT_THAT(at("+CGACT?"), HasSubstr("+CGACT: 1,0")) << "no default bearer";
-    module_->flapping().registration(10s);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(at("+CEREG?"), "\r\n+CEREG: 2,0\r\n\r\nOK\r\n\r\n+CEREG: 2\r\n");
-        EXPECT_THAT(heard_within(19s), HasSubstr("\r\n+CEREG: 1,"));
-    }
-    module_->flapping().technology(10s, ACT_UTRAN);
-    pass(5s); // the search for what was lost just now
-    EXPECT_THAT(at("+CEREG?"), HasSubstr("+CEREG: 2,0\r\n"));
-    module_->flapping().stop();
-    EXPECT_THAT(at("+CEREG?"), HasSubstr("+CEREG: 2,1,")) << "as it was";
-    EXPECT_EQ(heard_within(60s), "");
-    at("+CREG=2;+COPS=2");
-    EXPECT_EQ(heard_within(10s), "") << "no search that nobody asked for";
-    module_->network().answer(Surroundings::Answer::DENIED);
-    at("+COPS=0");
-    EXPECT_THAT(heard_within(3s), HasSubstr("\r\n+CREG: 3\r\n"));
 }
 
 TEST(Controls, AreReadOrRefusedInWords)

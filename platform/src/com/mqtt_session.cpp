@@ -26,6 +26,7 @@ constexpr int IDENTIFIER_REJECTED = 2;           // MQTT 3.1.1, 3.2.2.3
 constexpr int SERVER_UNAVAILABLE = 3;            // likewise: another try may find it ready
 constexpr int KEEP_ALIVE_S = 30;                 // a broker whose host has vanished is noticed within 45 s
 constexpr int MOST_PACKETS = 100; // read in one go, so that a flood does not keep the outbox waiting
+constexpr std::size_t LONGEST_COMPLAINT = 200;            // characters; OpenSSL's texts stay below
 constexpr std::size_t LARGEST_RECEIVED = 1024UL * 1024UL; // bytes; nothing on this bus comes near
 
 /// QoS 1: what is missed would be missed for good; real-time signals come again.
@@ -227,6 +228,15 @@ void MqttSession::on_publish(int message_id)
     }
 }
 
+/// Of all that the library tells only what says more than its codes do: for a certificate that is refused,
+/// OpenSSL's own words.
+void MqttSession::on_log(int level, const char* text)
+{
+    if (level == MOSQ_LOG_ERR && complaint_.empty()) {
+        complaint_ = std::string(text).substr(0, LONGEST_COMPLAINT);
+    }
+}
+
 bool MqttSession::check(const char* what, int code)
 {
     const int system_error = errno;
@@ -236,6 +246,9 @@ bool MqttSession::check(const char* what, int code)
     hung_up_on_ = hung_up_on_ || code == MOSQ_ERR_CONN_LOST;
     if (failure_.empty()) {
         failure_ = std::string(what) + " failed: " + text_of(code, system_error);
+        if (code == MOSQ_ERR_TLS && !complaint_.empty()) {
+            failure_ += " (" + complaint_ + ")";
+        }
     }
     return false;
 }

@@ -81,6 +81,7 @@ private:
     void on_message(const mosquitto_message* message) override;
     void on_publish(int message_id) override;
     void on_subscribe(int message_id, int count, const int* granted_qos) override;
+    void on_log(int level, const char* text) override;
 
     bool set_up_security();
     bool set_up_will();
@@ -96,7 +97,8 @@ private:
     bool hung_up_on_ = false;
     bool refused_ = false;
     std::string failure_;
-    std::list<Sent> sent_; // not acknowledged yet; a list, as the library writes into an element
+    std::string complaint_; // the library's first, which its codes do not hold: why TLS failed
+    std::list<Sent> sent_;  // not acknowledged yet; a list, as the library writes into an element
 };
 
 } // namespace ecu::kova::com

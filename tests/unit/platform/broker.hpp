@@ -20,10 +20,14 @@ public:
 
     int port() const { return port_; }
 
-    void start()
+    /// With a listener for anybody, or as a configuration file of the broker's says.
+    void start(const std::filesystem::path& configuration = {})
     {
         // Debian keeps the broker in /usr/sbin, which an ordinary user's PATH lacks.
-        process_.start({"/usr/sbin/mosquitto", "-p", std::to_string(port_)}, "/dev/null");
+        const bool plain = configuration.empty();
+        process_.start({"/usr/sbin/mosquitto", plain ? "-p" : "-c",
+                        plain ? std::to_string(port_) : configuration.string()},
+                       "/dev/null");
         wait_until_listening();
     }
     void stop() { process_.kill(); }

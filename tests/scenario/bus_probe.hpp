@@ -32,14 +32,8 @@ public:
 
     bool is_connected() const { return client_->is_connected(); }
 
-    void backend_connected()
-    {
-        ecu::kova::pb::BackendProxyStatus status;
-        status.set_status(ecu::kova::pb::BackendProxyStatus_Status_BACKEND_CONNECTED);
-        keep("be/status",
-             ecu::kova::com::PbInternalMessageAdapter<decltype(status)>().serialize(status).value());
-    }
-
+    void backend_connected() { backend(ecu::kova::pb::BackendProxyStatus_Status_BACKEND_CONNECTED); }
+    void backend_disconnected() { backend(ecu::kova::pb::BackendProxyStatus_Status_BACKEND_DISCONNECTED); }
     void blackout(bool on)
     {
         const std::string topic = "rt/system/blackout_mode";
@@ -92,6 +86,13 @@ public:
     /// What was published so far counts no more for `advance_to`.
     void skip_statuses() { next_status_ = statuses(); }
 
+    /// All that was heard.
+    void forget()
+    {
+        recorder_->forget();
+        next_status_ = 0;
+    }
+
 private:
     class Recorder : public ecu::kova::com::ISubscriptionObserver {
     public:
@@ -99,6 +100,11 @@ private:
         {
             const std::lock_guard lock(mutex_);
             heard_[topic].push_back(message);
+        }
+        void forget()
+        {
+            const std::lock_guard lock(mutex_);
+            heard_.clear();
         }
         std::vector<Message> of(const std::string& topic) const
         {
@@ -111,6 +117,14 @@ private:
         mutable std::mutex mutex_;
         std::map<std::string, std::vector<Message>> heard_; // guarded by mutex_
     };
+
+    void backend(ecu::kova::pb::BackendProxyStatus_Status there)
+    {
+        ecu::kova::pb::BackendProxyStatus status;
+        status.set_status(there);
+        keep("be/status",
+             ecu::kova::com::PbInternalMessageAdapter<decltype(status)>().serialize(status).value());
+    }
 
     void keep(const std::string& topic, Message message)
     {

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr auto BUDGET = std::chrono::seconds(220); // below CTest's limit: who waits in vain ends by himself
+constexpr int FACTOR = FAST_TIME_FACTOR;           // of the programs' time against the test's
 constexpr auto POLL_PAUSE = std::chrono::milliseconds(50);
 constexpr const char* TRANSCRIPT = "/transcript";
 constexpr std::size_t LOG_END = 20'000;                       // characters of a log that a failure shows
@@ -24,7 +25,7 @@ std::vector<std::string> fast_time()
         std::to_string(std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1)) +
         "," +
         std::to_string(std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
-    return {std::string("LD_PRELOAD=") + FAST_TIME_PRELOAD, "FAST_TIME=" FAST_TIME_FACTOR,
+    return {std::string("LD_PRELOAD=") + FAST_TIME_PRELOAD, "FAST_TIME=" + std::to_string(FACTOR),
             "FAST_TIME_ORIGIN=" + ORIGIN};
 }
 
@@ -123,6 +124,21 @@ void Rig::radio_silence(bool on)
 {
     sim(on ? "note blackout on" : "note blackout off");
     bus_->blackout(on);
+}
+
+void Rig::renew_budget(std::chrono::seconds time)
+{
+    deadline_ = std::chrono::steady_clock::now() + time / FACTOR;
+}
+
+void Rig::pass(std::chrono::seconds time)
+{
+    std::this_thread::sleep_for(std::chrono::duration<double>(time) / FACTOR);
+}
+
+std::chrono::seconds Rig::in_programs_time(std::chrono::seconds time)
+{
+    return time * FACTOR;
 }
 
 void Rig::await(const std::string& what, const std::function<bool()>& condition)

@@ -44,6 +44,7 @@ protected:
     void plug(const Unit& unit);
     void configure(const std::string& settings);
     void start_broker();
+    void kill_celld() { celld_.kill(); }   ///< as a power cut does
     void stop_broker() { broker_.kill(); } ///< which then has forgotten everything
     void start_celld(const std::vector<std::string>& words = {});
     /// All of these, until the connection stands and the backend is there.
@@ -51,6 +52,12 @@ protected:
 
     /// Over the bus; the transcript is told, so that its check sees to the supply.
     void radio_silence(bool on);
+
+    /// Gives the case so much of the programs' time from now on, for whatever it waits for.
+    void renew_budget(std::chrono::seconds time);
+    /// Lets so much of the programs' time go by.
+    static void pass(std::chrono::seconds time);
+    static std::chrono::seconds in_programs_time(std::chrono::seconds time); ///< what goes by in the test's
 
     void await(const std::string& what, const std::function<bool()>& condition);
     void await_state(State state);

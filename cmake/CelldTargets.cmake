@@ -29,6 +29,20 @@ function(celld_library name)
     add_library(celld::${name} ALIAS celld_${name})
     target_include_directories(celld_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/common)
     target_link_libraries(celld_${name} PUBLIC ${ARG_LINK} PRIVATE celld::options)
+    celld_part_of_whole(celld_${name})
+endfunction()
+
+# The daemon is optimised at its link, which makes a fourth less of it. What it is linked of holds the ordinary code too:
+# two dozen test programs take that, or each would be optimised anew.
+set(CELLD_LTO "$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>")
+define_property(TARGET PROPERTY CELLD_IS_WHOLE BRIEF_DOCS "Optimised at its link")
+add_link_options("$<${CELLD_LTO}:$<IF:$<BOOL:$<TARGET_PROPERTY:CELLD_IS_WHOLE>>,-flto=auto,-fno-lto>>")
+function(celld_part_of_whole target)
+    target_compile_options(${target} PRIVATE "$<${CELLD_LTO}:-flto;-ffat-lto-objects>")
+endfunction()
+function(celld_optimised_whole target)
+    celld_part_of_whole(${target})
+    set_target_properties(${target} PROPERTIES CELLD_IS_WHOLE ON)
 endfunction()
 
 # celld_test(name SOURCES ... LINK ... [LABELS ...] [TIMEOUT seconds]): one GoogleTest program, one CTest case a TEST.

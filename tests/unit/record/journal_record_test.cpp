@@ -38,6 +38,14 @@ TEST(JournalRecord, IsTheSameAfterItsLine)
     EXPECT_EQ(journal::from_line(journal::to_line({})), JournalRecord{});
 }
 
+TEST(JournalRecord, ChecksumIsTheOneThatOthersCompute) // this line's is zlib's
+{
+    EXPECT_TRUE(journal::from_line(
+        R"(2026-11-25T17:06:14.828Z OFF up_ms=4391376 boot="360d39f0" run=1 from="CONNECTED" )"
+        R"(cause="the service is being stopped" lasted_s=22 in_a_row=0 resets=1 connections=3 connected_s=56 )"
+        R"(road="CONNECTED 22 s" crc=71d64b37)"));
+}
+
 TEST(JournalRecord, ATornOrChangedLineIsNone)
 {
     const auto line = journal::to_line(full());

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <string_view>
-#include <vector>
 
 namespace ecu::kova::config {
 
@@ -13,6 +12,23 @@ constexpr std::size_t LONGEST_LINE = 64UL * 1024UL; // bytes
 constexpr std::size_t MOST_LINES = 16UL * 1024UL;
 
 constexpr const char* BYTE_ORDER_MARK = "\xef\xbb\xbf"; // what some editors put in front of UTF-8
+
+/// As std::getline, but no further than the longest line. Its room grows with the line: the files are read
+/// again and again.
+std::istream& get_line(std::istream& input, std::string& line)
+{
+    line.clear();
+    for (char next = 0; input.get(next) && next != '\n'; line += next) {
+        if (line.size() == LONGEST_LINE) {
+            input.setstate(std::ios::failbit);
+            return input;
+        }
+    }
+    if (input.eof() && !line.empty()) { // the last line may lack its break
+        input.clear(std::ios::eofbit);
+    }
+    return input;
+}
 
 } // namespace
 
@@ -30,17 +46,14 @@ void read_key_value_lines(std::istream& input,
                           const std::function<void(const std::string& key, const std::string& value)>& pair,
                           const std::function<bool(const std::string& text)>& fault)
 {
-    std::vector<char> buffer(LONGEST_LINE + 1);
+    std::string line;
     std::size_t number = 0;
-    while (input.getline(buffer.data(), static_cast<std::streamsize>(buffer.size()))) {
+    while (get_line(input, line)) {
         const std::string where = "line " + std::to_string(++number) + ": ";
         if (number > MOST_LINES) {
             fault(where + "the file is too long");
             return;
         }
-        // gcount() counts the line break too, which only the last line may lack.
-        const auto count = static_cast<std::size_t>(input.gcount());
-        std::string line(buffer.data(), input.eof() ? count : count - 1);
         if (number == 1 && line.starts_with(BYTE_ORDER_MARK)) {
             line.erase(0, std::string_view(BYTE_ORDER_MARK).size());
         }

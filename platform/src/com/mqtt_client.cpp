@@ -20,7 +20,8 @@ using std::chrono::steady_clock;
 
 constexpr auto CONNECT_TIMEOUT = 10s; // for TCP, TLS and the broker's answer together
 constexpr auto END_TIMEOUT = 2s;      // for a name service that does not answer
-constexpr int TIMERS_MS = 1000;       // how often the library's keep-alive is looked after
+constexpr int CONNECTING_MS = 1000;   // how often the first is looked at
+constexpr int TIMERS_MS = 5000;       // and the keep-alive: a ping's delay, of the 15 s that a broker grants
 
 logging::Module& logger()
 {
@@ -182,7 +183,7 @@ MqttWorker::End MqttWorker::serve_until_over(MqttSession& session)
         if (session.is_connected() && !hand_over(session)) {
             return End::FAILED;
         }
-        if (!session.serve(wake_descriptor_, TIMERS_MS)) {
+        if (!session.serve(wake_descriptor_, session.is_connected() ? TIMERS_MS : CONNECTING_MS)) {
             return End::FAILED;
         }
         if (session.is_connected() && !told) {

@@ -34,6 +34,83 @@ constexpr std::array NW_FRIENDLY_MODE_TYPES{"CS back-off timer running",  "PS ba
                                             "<PSP_OK> attempts reached"};
 constexpr std::array SIM_TYPES{"Internal (esim, embedded sim)", "External (Plastic sim)", "Not Selected!"};
 
+constexpr auto UREG = std::to_array<EnumName>({
+    {0, "NONE"},
+    {1, "GPRS"},
+    {2, "EDGE"},
+    {3, "WCDMA"},
+    {4, "HSDPA"},
+    {5, "HSUPA"},
+    {6, "HSDUPA"},
+    {7, "LTE"},
+    {8, "GPRSDTM"},
+    {9, "EDGEDTM"},
+});
+
+constexpr auto CREG = std::to_array<EnumName>({
+    {0, "NOTREG"},
+    {1, "HOME"},
+    {2, "SEARCH"},
+    {3, "DENIED"},
+    {4, "UNKNOWN"},
+    {5, "ROAMING"},
+    {6, "SMSHOME"},
+    {7, "SMSROAM"},
+    {8, "EMERGENCY"},
+    {9, "NCSFBHOME"},
+    {10, "NCSFBROAM"},
+});
+
+constexpr auto RAT = std::to_array<EnumName>({
+    {0, "GSM"},
+    {1, "GSMC"},
+    {2, "UTRAN"},
+    {3, "GSMEDGE"},
+    {4, "UTRAND"},
+    {5, "UTRANU"},
+    {6, "UTRANDU"},
+    {7, "EUTRAN"},
+    {255, "INVALID"},
+});
+
+constexpr auto CAUSE = std::to_array<EnumName>({
+    {2, "IMSI unknown in HSS"},
+    {3, "Illegal UE"},
+    {6, "Illegal ME"},
+    {9, "UE identity cannot be derived by the network."},
+    {10, "Implicitly detached"},
+    {5, "IMEI not accepted"},
+    {7, "EPS services not allowed"},
+    {8, "EPS services and non-EPS services not allowed"},
+    {11, "PLMN not allowed"},
+    {12, "Tracking area not allowed"},
+    {13, "Roaming not allowed in this tracking area"},
+    {14, "EPS services not allowed in this PLMN"},
+    {15, "No suitable cells in tracking area"},
+    {25, "Not authorized for this CSG"},
+    {35, "Requested service option not authorized"},
+    {40, "No EPS bearer context activated"},
+    {16, "MSC temporarily not reachable"},
+    {17, "Network failure"},
+    {18, "CS domain not available"},
+    {19, "ESM failure"},
+    {20, "MAC failure"},
+    {21, "Synch failure"},
+    {22, "Congestion"},
+    {23, "UE security"},
+    {24, "Security mode rejected, unspecified"},
+    {26, "Non-EPS authentication unacceptable"},
+    {39, "CS service temporarily not available"},
+    {95, "Semantically incorrect message."},
+    {96, "Invalid mandatory information."},
+    {97, "Message type non-existent or not implemented."},
+    {98, "Message type not compatible with protocol state."},
+    {99, "Information element non-existent or not implemented."},
+    {100, "Conditional IE error."},
+    {101, "Message not compatible with protocol state."},
+    {111, "Protocol error, unspecified."},
+});
+
 } // namespace
 
 SignalQuality signal_quality_of(int value)
@@ -80,63 +157,22 @@ std::optional<SimState> from_str(std::string text, SimState)
     return value_of<SimState>(SIM_STATES, text);
 }
 
-const EnumMap UREG_ENUM_MAP{
-    {0, "NONE"},  {1, "GPRS"},   {2, "EDGE"}, {3, "WCDMA"},   {4, "HSDPA"},
-    {5, "HSUPA"}, {6, "HSDUPA"}, {7, "LTE"},  {8, "GPRSDTM"}, {9, "EDGEDTM"},
-};
+const EnumMap UREG_ENUM_MAP = UREG;
+const EnumMap CREG_ENUM_MAP = CREG;
+const EnumMap RAT_ENUM_MAP = RAT;
+const EnumMap CAUSE_ENUM_MAP = CAUSE;
 
-const EnumMap CREG_ENUM_MAP{
-    {0, "NOTREG"},  {1, "HOME"},    {2, "SEARCH"},    {3, "DENIED"},    {4, "UNKNOWN"},    {5, "ROAMING"},
-    {6, "SMSHOME"}, {7, "SMSROAM"}, {8, "EMERGENCY"}, {9, "NCSFBHOME"}, {10, "NCSFBROAM"},
-};
-
-const EnumMap RAT_ENUM_MAP{
-    {0, "GSM"},    {1, "GSMC"},    {2, "UTRAN"},  {3, "GSMEDGE"},   {4, "UTRAND"},
-    {5, "UTRANU"}, {6, "UTRANDU"}, {7, "EUTRAN"}, {255, "INVALID"},
-};
-
-const EnumMap CAUSE_ENUM_MAP{
-    {2, "IMSI unknown in HSS"},
-    {3, "Illegal UE"},
-    {6, "Illegal ME"},
-    {9, "UE identity cannot be derived by the network."},
-    {10, "Implicitly detached"},
-    {5, "IMEI not accepted"},
-    {7, "EPS services not allowed"},
-    {8, "EPS services and non-EPS services not allowed"},
-    {11, "PLMN not allowed"},
-    {12, "Tracking area not allowed"},
-    {13, "Roaming not allowed in this tracking area"},
-    {14, "EPS services not allowed in this PLMN"},
-    {15, "No suitable cells in tracking area"},
-    {25, "Not authorized for this CSG"},
-    {35, "Requested service option not authorized"},
-    {40, "No EPS bearer context activated"},
-    {16, "MSC temporarily not reachable"},
-    {17, "Network failure"},
-    {18, "CS domain not available"},
-    {19, "ESM failure"},
-    {20, "MAC failure"},
-    {21, "Synch failure"},
-    {22, "Congestion"},
-    {23, "UE security"},
-    {24, "Security mode rejected, unspecified"},
-    {26, "Non-EPS authentication unacceptable"},
-    {39, "CS service temporarily not available"},
-    {95, "Semantically incorrect message."},
-    {96, "Invalid mandatory information."},
-    {97, "Message type non-existent or not implemented."},
-    {98, "Message type not compatible with protocol state."},
-    {99, "Information element non-existent or not implemented."},
-    {100, "Conditional IE error."},
-    {101, "Message not compatible with protocol state."},
-    {111, "Protocol error, unspecified."},
-};
-
-std::string text_of(const EnumMap& map, int key)
+const char* name_of(EnumMap map, int key)
 {
-    const auto found = map.find(key);
-    return found == map.end() ? std::to_string(key) : found->second;
+    const auto found =
+        std::find_if(map.begin(), map.end(), [key](const auto& name) { return name.first == key; });
+    return found == map.end() ? nullptr : found->second;
+}
+
+std::string text_of(EnumMap map, int key)
+{
+    const char* const name = name_of(map, key);
+    return name == nullptr ? std::to_string(key) : name;
 }
 
 } // namespace defs

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 
 /// Small enums the areas share, and the names behind the numbers of the module's answers.
 namespace defs {
@@ -56,15 +57,18 @@ const char* to_str(SimType type);
 std::optional<ApnAuthenticationType> from_str(std::string text, ApnAuthenticationType tag);
 std::optional<SimState> from_str(std::string text, SimState tag);
 
-using EnumMap = std::map<int, const char*>;
+using EnumName = std::pair<int, const char*>;
+using EnumMap = std::span<const EnumName>;
 
 extern const EnumMap UREG_ENUM_MAP;  ///< state of +UREG (the module's AT manual)
 extern const EnumMap CREG_ENUM_MAP;  ///< <stat> of +CREG, +CGREG, +CEREG (3GPP TS 27.007, 7.2)
 extern const EnumMap RAT_ENUM_MAP;   ///< <AcT> of the same; 255 is this program's "unknown"
 extern const EnumMap CAUSE_ENUM_MAP; ///< EMM causes of 3GPP TS 24.301, 9.9.3.9
 
-/// The text of `key`, or the bare number.
-std::string text_of(const EnumMap& map, int key);
+/// The name of `key`, or null.
+const char* name_of(EnumMap map, int key);
+/// The same, or the bare number.
+std::string text_of(EnumMap map, int key);
 
 constexpr int RAT_EUTRAN = 7;
 constexpr int RAT_INVALID = 255;

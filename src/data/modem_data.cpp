@@ -39,7 +39,7 @@ bool ModemData::NwRegStatus::packet_domain_usable() const
 std::string ModemData::NwRegStatus::text() const
 {
     std::string text;
-    const auto line = [&text](const char* label, const defs::EnumMap& map, int value) {
+    const auto line = [&text](const char* label, defs::EnumMap map, int value) {
         text += label + defs::text_of(map, value) + " (" + std::to_string(value) + ")\n";
     };
     line("    general CREG: ", defs::CREG_ENUM_MAP, c_reg);

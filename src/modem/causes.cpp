@@ -10,9 +10,9 @@ std::string denied(const std::optional<int>& cause)
     if (!cause) {
         return "registration denied";
     }
-    const auto known = defs::CAUSE_ENUM_MAP.find(*cause);
-    const auto name = known == defs::CAUSE_ENUM_MAP.end() ? "" : " (" + std::string(known->second) + ")";
-    return "registration denied, cause " + std::to_string(*cause) + name;
+    const char* const name = defs::name_of(defs::CAUSE_ENUM_MAP, *cause);
+    return "registration denied, cause " + std::to_string(*cause) +
+           (name == nullptr ? "" : " (" + std::string(name) + ")");
 }
 
 } // namespace

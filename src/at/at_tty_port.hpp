@@ -8,6 +8,7 @@
 #include "timer/clock.hpp"
 #include "utils/unique_fd.hpp"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -172,6 +173,7 @@ private:
     std::size_t strays_ THREADS_GUARDED_BY(exchange_mutex_) = 0;   // final lines that belong to no command
 
     AtParser parser_;                  // port thread only, as what follows
+    std::array<char, 2048> input_;     // of one read; its stack would need a page more
     std::vector<IPortObserver*> told_; // its copy of observers_
     bool hung_up_ = false;             // while it runs
 };

@@ -27,7 +27,6 @@ const auto& raw_log = ecu::kova::logging::module("celld.atport.raw");
 constexpr auto READ_POLL = 100ms; // the upper bound should a wake-up ever be missed
 constexpr auto WRITE_POLL = 10ms; // under the exchange lock: a time-out is at most this late
 constexpr auto EMPTY_READ_PAUSE = 100ms;
-constexpr std::size_t READ_SIZE = 2048; // bytes
 constexpr int MAX_READS_BEFORE_WRITE = 32;
 
 std::string text_of(int error)
@@ -107,8 +106,7 @@ void AtTtyPort::drain_wake()
 
 void AtTtyPort::receive()
 {
-    std::array<char, READ_SIZE> buffer;
-    const auto got = ::read(fd_.get(), buffer.data(), buffer.size());
+    const auto got = ::read(fd_.get(), input_.data(), input_.size());
     if (got <= 0) {
         if (got < 0 && errno != EAGAIN) {
             port_log.warning("read returned < 0, should not be reachable");
@@ -120,7 +118,7 @@ void AtTtyPort::receive()
         const threads::MutexLock held(exchange_mutex_);
         ++heard_;
     }
-    const std::string_view bytes(buffer.data(), static_cast<std::size_t>(got));
+    const std::string_view bytes(input_.data(), static_cast<std::size_t>(got));
     if (raw_log.wants(Level::DEBUG)) {
         raw_log.debug("received: ", utils::replace_crlf(std::string(bytes)));
     }

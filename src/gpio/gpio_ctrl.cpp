@@ -20,14 +20,18 @@ namespace {
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.gpioctrl");
 
 constexpr const char* EXPORT_PATH = "/sys/class/gpio/export";
-constexpr auto UDEV_PAUSE = 2s; // until udev has made the attribute files and set their owner
+constexpr auto UDEV_PAUSE = 2s;  // until udev has made the attribute files and set their owner
+constexpr std::size_t ROOM = 64; // bytes; an attribute has a word
 constexpr std::array HARDWARE_VERSIONS{"k7", "qbx", "rmx"};
 constexpr auto HWVERSION_TIMEOUT = 60'000ms;
 
 bool read_word(const std::string& path, std::string& word)
 {
     errno = 0;
-    std::ifstream file(ecu::kova::rooted(path));
+    std::array<char, ROOM> room; // in place of 8 kB from the heap, each two seconds
+    std::ifstream file;
+    file.rdbuf()->pubsetbuf(room.data(), room.size());
+    file.open(ecu::kova::rooted(path));
     if (!file) {
         const auto reason = utils::errno_text("The system says of " + path);
         LOG.error("failed to read file: ", path);

@@ -15,10 +15,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <threads/mutex.hpp>
+#include <utility>
 #include <vector>
 
 /// The module's AT port: finds its TTY among candidates, opens it exclusively in raw mode at 115200 8N1, and
@@ -72,6 +74,10 @@ public:
     /// Before `start`; null: nobody. Lives as long as the port.
     void recorder(IPortRecorder* recorder) { recorder_ = recorder; }
 
+    /// Before `start`. Runs at the end of every `execute`, on its caller's thread; must not execute one
+    /// itself.
+    void after_command(std::function<void()> told) { after_command_ = std::move(told); }
+
     /// Runs one command and waits for its final answer, `command.timeout` at most. Waits up to 30 s for
     /// another thread's command to end first (code 1 after that).
     virtual Result execute(const AtCommand& command);
@@ -87,6 +93,14 @@ public:
     /// Whether the send/receive thread is up. A loop that ended by itself (hang-up, poll error) leaves this
     /// false even when the node has come back.
     virtual bool is_running() const;
+
+protected:
+    void command_over() const
+    {
+        if (after_command_) {
+            after_command_();
+        }
+    }
 
 private:
     struct Exchange;
@@ -121,6 +135,7 @@ private:
     void give_up_command();
 
     // at_tty_port_execute.cpp: the callers' side
+    Result carry_out(const AtCommand& command);
     std::shared_ptr<Exchange> publish(std::shared_ptr<Exchange> exchange);
     bool wait_for(const std::shared_ptr<Exchange>& exchange);
     Result await(const std::shared_ptr<Exchange>& exchange);
@@ -139,6 +154,7 @@ private:
     Clock& clock_;
     const std::vector<std::string> candidates_;
     IPortRecorder* recorder_ = nullptr;
+    std::function<void()> after_command_;
 
     threads::Mutex start_mutex_;  // held by start() from beginning to end; nothing else takes it
     threads::Mutex thread_mutex_; // guards thread_; held while it is joined; the port thread never takes it

@@ -64,6 +64,13 @@ Result failure(AtErrorCode code, const std::string& text)
 
 Result AtTtyPort::execute(const AtCommand& command)
 {
+    auto result = carry_out(command);
+    command_over();
+    return result;
+}
+
+Result AtTtyPort::carry_out(const AtCommand& command)
+{
     if (!running_) {
         return failure(AtErrorCode::PortClosed, NOT_RUNNING);
     }

@@ -5,6 +5,7 @@
 #include "main/logging_setup.hpp"
 #include "main/slips.hpp"
 #include "main/stop_handler.hpp"
+#include "main/watchdog.hpp"
 #include "modem/modem.hpp"
 
 #include <ecu/kova/application.hpp>
@@ -39,16 +40,19 @@ int run(const CommandLineOptions& options)
     const InstanceLock lock; // the last to go
 
     const std::vector<std::string> candidates{"/dev/ttyUbloxModemAT"};
-    std::optional<AtRecording> recording; // outlives the port
+    std::optional<AtRecording> recording; // outlives the port, as the next does
+    Watchdog watchdog;
     auto port = std::make_shared<AtTtyPort>(candidates);
     if (configuration->get(AtRecording::CONFIG_KEY) == "true") {
         port->recorder(&recording.emplace());
     }
+    port->after_command([&watchdog] { watchdog.command_over(); });
 
     LOG.debug("Register unix signal handler");
     stop_handler::install();
 
     auto modem = std::make_unique<Modem>(std::move(configuration), port);
+    modem->each_pass([&watchdog] { watchdog.pass_begins(); });
     modem->init(stop_handler::signalled);
     const stop_handler::Watch watch(*modem); // gone before the modem is, however this ends
 

@@ -84,7 +84,15 @@ void Modem::loop()
         }
         rest(wanted);
     }
+    tell_pass();
     power_off();
+}
+
+void Modem::tell_pass() const
+{
+    if (pass_begins_) {
+        pass_begins_();
+    }
 }
 
 void Modem::rest(const Pass& wanted)
@@ -112,6 +120,7 @@ void Modem::finish()
 
 Pass Modem::pass()
 {
+    tell_pass();
     orders_.heed();
     rooms_->search.begin_pass();
     log_network_status();

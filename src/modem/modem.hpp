@@ -48,6 +48,10 @@ public:
     /// on. A board whose GPIOs cannot be set up is logged, and the modem runs on with what it has.
     void init(const std::function<bool()>& stop_seen = {});
 
+    /// Before `run`. Is called as each pass begins, and before the power-off that ends a run; on the main
+    /// thread.
+    void each_pass(std::function<void()> told) { pass_begins_ = std::move(told); }
+
     /// Runs until `stop`, until the action's state is reached, or until the resets in a row are exhausted.
     void run(RunAction action);
     /// One pass of the loop, without its rest.
@@ -97,6 +101,7 @@ private:
     struct Rooms;
 
     void loop();
+    void tell_pass() const;
     void finish();
     void keep_radio_silence();
     void log_network_status();
@@ -106,6 +111,7 @@ private:
     Clock& clock_;
     const ecu::kova::com::TransportType transport_;
     RunAction action_ = RunAction::RUN;
+    std::function<void()> pass_begins_;
 
     ModemData data_;
     StateMachine machine_{data_};

@@ -134,6 +134,13 @@ PortResult ScriptedPort::stop()
 
 Result ScriptedPort::execute(const AtCommand& command)
 {
+    auto result = carry_out(command);
+    command_over();
+    return result;
+}
+
+Result ScriptedPort::carry_out(const AtCommand& command)
+{
     if (!running_) {
         return Result::err({AtErrorCode::PortClosed, "", "PORT_CLOSED"});
     }

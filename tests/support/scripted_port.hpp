@@ -77,6 +77,7 @@ private:
         bool silent = false;
     };
 
+    Result carry_out(const AtCommand& command);
     Result unanswered(std::chrono::milliseconds silence, const AtCommand& command);
     bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
     const Answer* find(const std::string& command) const;

@@ -1,4 +1,4 @@
-#include "datagrams.hpp"
+#include "support/datagrams.hpp"
 #include "support/temp_root.hpp"
 
 #include <ecu/kova/application.hpp>

@@ -1,4 +1,4 @@
-#include "datagrams.hpp"
+#include "support/datagrams.hpp"
 #include "logging/format.hpp"
 #include "logging/stream_sink.hpp"
 #include "logging/syslog_sink.hpp"

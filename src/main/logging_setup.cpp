@@ -1,8 +1,13 @@
 #include "main/logging_setup.hpp"
 
+#include "main/configuration_defaults.hpp"
+#include "main/slips.hpp"
 #include "utils/strings.hpp"
 
 #include <ecu/kova/logging.hpp>
+
+#include <exception>
+#include <utility>
 
 namespace {
 
@@ -10,15 +15,14 @@ namespace logging = ecu::kova::logging;
 
 const logging::Module& LOG = logging::module("celld.main");
 
-void enable_modules(const std::string& names)
+/// Empty for all.
+std::set<std::string> modules_in(const std::string& names)
 {
-    for (const auto& name : utils::split_as(names, ',')) {
-        if (name == "all") {
-            logging::enable_all();
-            return;
-        }
-        logging::enable(name, true);
+    auto modules = utils::split_as(names, ',');
+    if (modules.count("all") != 0) {
+        modules.clear();
     }
+    return modules;
 }
 
 void choose_sink(const std::string& mode)
@@ -36,17 +40,63 @@ void choose_sink(const std::string& mode)
 
 } // namespace
 
-void set_up_logging(const ecu::kova::config::Configuration& configuration, const CommandLineOptions& options)
+void LoggingSetup::set_up(const ecu::kova::config::Configuration& configuration)
 {
-    enable_modules(configuration.get("logmodules"));
+    choose_records(configuration);
     const std::string mode = configuration.get("logmode");
-    if (!mode.empty() && !options.log_to_stdout) {
+    if (!mode.empty() && !options_.log_to_stdout) {
         choose_sink(mode);
     }
+}
+
+void LoggingSetup::read_again() noexcept
+{
+    try {
+        const auto configuration = get_config();
+        choose_records(*configuration);
+        warn_of_slips(*configuration, {});
+        std::string names;
+        for (const auto& name : modules_) {
+            names += (names.empty() ? "" : ",") + name;
+        }
+        LOG.notice("Configuration read again: log level ", logging::to_str(logging::get_log_level()),
+                   ", log modules ", names.empty() ? "all" : names, "; other keys take a restart");
+    } catch (const std::exception& error) {
+        LOG.error("Configuration not read again, log level and modules stay: ", error.what());
+    }
+}
+
+/// In an order in which no record passes meanwhile that neither setting lets pass: those of the port hold
+/// secrets.
+void LoggingSetup::choose_records(const ecu::kova::config::Configuration& configuration)
+{
+    const std::string names = configuration.get("logmodules");
+    auto modules = modules_in(names);
     const std::string level = configuration.get("loglevel");
-    if (!level.empty() && !options.loglevel_given) {
+    if (modules.empty()) {
+        choose_level(level);
+        if (!names.empty() || !modules_.empty()) {
+            logging::enable_all();
+        }
+    } else {
+        for (const auto& name : modules) {
+            logging::enable(name, true);
+        }
+        for (const auto& name : modules_) {
+            if (modules.count(name) == 0) {
+                logging::enable(name, false);
+            }
+        }
+        choose_level(level);
+    }
+    modules_ = std::move(modules);
+}
+
+void LoggingSetup::choose_level(const std::string& level)
+{
+    if (!level.empty() && !options_.loglevel_given) {
         logging::configure_logging(level);
-    } else if (!options.loglevel.empty()) {
-        logging::configure_logging(options.loglevel);
+    } else if (!options_.loglevel.empty()) {
+        logging::configure_logging(options_.loglevel);
     }
 }

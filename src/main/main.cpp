@@ -1,6 +1,7 @@
 #include "at/at_recording.hpp"
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
+#include "main/hangup.hpp"
 #include "main/instance_lock.hpp"
 #include "main/logging_setup.hpp"
 #include "main/slips.hpp"
@@ -31,7 +32,8 @@ int run(const CommandLineOptions& options)
 {
     auto configuration = get_config();
     register_defaults(*configuration);
-    set_up_logging(*configuration, options);
+    LoggingSetup logging_setup(options);
+    logging_setup.set_up(*configuration);
     warn_of_slips(*configuration, options);
     if (!configuration->verify()) {
         LOG.error("Unable to verify Configuration.");
@@ -52,8 +54,19 @@ int run(const CommandLineOptions& options)
     stop_handler::install();
 
     auto modem = std::make_unique<Modem>(std::move(configuration), port);
-    modem->each_pass([&watchdog] { watchdog.pass_begins(); });
-    modem->init(stop_handler::signalled);
+    const auto look_for_hangup = [&logging_setup] {
+        if (hangup::has_come()) {
+            logging_setup.read_again();
+        }
+    };
+    modem->each_pass([&] {
+        watchdog.pass_begins();
+        look_for_hangup();
+    });
+    modem->init([&] { // which may wait for long
+        look_for_hangup();
+        return stop_handler::signalled();
+    });
     const stop_handler::Watch watch(*modem); // gone before the modem is, however this ends
 
     const auto action = action_of(options.action);
@@ -72,6 +85,7 @@ int main(int argc, char** argv)
     // Its threads allocate little and seldom at once; an arena each would be theirs alone for ever
     // (mallopt(3)).
     static_cast<void>(mallopt(M_ARENA_MAX, 1)); // NOLINT(concurrency-mt-unsafe): before the first of them
+    hangup::hold();
     version();
     CommandLineOptions options;
     if (!parse_opts(argc, argv, options)) {

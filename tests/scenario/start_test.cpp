@@ -116,6 +116,9 @@ TEST_F(OneShot, PoweroffWaitsForItsSignalAndNeverSwitchesOn)
     start_celld({"poweroff"});
     await_state(DISABLED);
     await_more_statuses(2);
+    configure("loglevel = INFO\nlogmodules = celld.main\n");
+    celld().signal(SIGHUP);
+    await("new log settings", [this] { return said("log level INFO, log modules celld.main;") == 1; });
     EXPECT_EQ(terminate(), 0);
     EXPECT_FALSE(supply());
     EXPECT_THAT(root().read("/sim.log"), Not(HasSubstr("module up")));

@@ -1,5 +1,6 @@
 #include "main/command_line.hpp"
 #include "main/configuration_defaults.hpp"
+#include "main/hangup.hpp"
 #include "main/instance_lock.hpp"
 #include "main/logging_setup.hpp"
 #include "main/slips.hpp"
@@ -9,6 +10,7 @@
 #include <ecu/kova/logging.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -244,14 +246,14 @@ TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)
     for (const auto& [word, mode] :
          {std::pair{"stdout", LogMode::STDOUT}, {"stderr", LogMode::STDERR}, {"syslog", LogMode::SYSLOG}}) {
         configuration.set("logmode", word);
-        set_up_logging(configuration, options);
+        LoggingSetup(options).set_up(configuration);
         EXPECT_EQ(logging::get_log_mode(), mode) << word;
     }
     EXPECT_TRUE(logging::module("celld.sim").wants(logging::Level::DEBUG));
     EXPECT_FALSE(logging::module("celld.atport").wants(logging::Level::DEBUG));
     configuration.set("logmodules", "celld.modem,all,celld.sim");
     configuration.set("logmode", "printer");
-    set_up_logging(configuration, options);
+    LoggingSetup(options).set_up(configuration);
     EXPECT_EQ(log.count("logmode from config 'printer' not recognized"), 1U);
     EXPECT_EQ(logging::get_log_level(), logging::Level::DEBUG);
     EXPECT_TRUE(logging::module("celld.atport").wants(logging::Level::DEBUG));
@@ -260,7 +262,80 @@ TEST(LoggingSetUp, TheCommandLineBeatsTheFileAndAllComesFirst)
     options.loglevel = "WARNING";
     options.log_to_stdout = true;
     log.clear();
-    set_up_logging(configuration, options);
+    LoggingSetup(options).set_up(configuration);
     EXPECT_EQ(logging::get_log_level(), logging::Level::WARNING);
     EXPECT_EQ(log.count("not recognized"), 0U);
+}
+
+TEST(Hangup, ReadsLevelAndModulesAgainOrKeepsThem)
+{
+    struct Case {
+        std::string file;
+        std::string told;
+        const char* level;
+        std::set<std::string> wanted; // of those below, at DEBUG
+    };
+    const std::set<std::string> all{"celld.sim", "celld.atport.raw", "celld.main"};
+    const std::string tail = "; other keys take a restart";
+    TempRoot root;
+    LogCapture log(logging::Level::NOTICE);
+    root.write(CONFIGURATION, "loglevel = DEBUG\nlogmode = stderr\nlogmodules = celld.sim\n");
+    LoggingSetup setup({});
+    setup.set_up(*get_config());
+    for (const auto& [file, told, level, wanted] : std::vector<Case>{
+             {"loglevel = INFO\nlogmodules = celld.main\nlogmode = stdout\n",
+              "read again: log level INFO, log modules celld.main" + tail,
+              "INFO",
+              {"celld.main"}},
+             {"loglevel = DEBUG\nlogmodules = celld.sim,celld.main\n",
+              "read again: log level DEBUG, log modules celld.main,celld.sim" + tail,
+              "DEBUG",
+              {"celld.sim", "celld.main"}},
+             {"loglevel = EMERG\nno equals sign\n",
+              "Configuration not read again, log level and modules stay: " +
+                  root.path(CONFIGURATION).string() + ": line 2: no '=' in it",
+              "DEBUG",
+              {"celld.sim", "celld.main"}},
+             {"loglevel = LOUD\nlogmodules = celld.sim\n",
+              "Unknown log level 'LOUD', keeping DEBUG",
+              "DEBUG",
+              {"celld.sim"}},
+             {"loglevel = DEBUG\nlogmodules = celld.simm\n",
+              "Unknown log module 'celld.simm', did you mean 'celld.sim'?",
+              "DEBUG",
+              {}},
+             {"loglevel = DEBUG\nlogmodules = all,celld.sim\n",
+              "read again: log level DEBUG, log modules all" + tail, "DEBUG", all},
+             {"", "read again: log level NOTICE, log modules all" + tail, "NOTICE", all},
+         }) {
+        log.clear();
+        root.write(CONFIGURATION, file);
+        setup.read_again();
+        EXPECT_EQ(log.count(told), 1U) << log;
+        EXPECT_STREQ(logging::to_str(logging::get_log_level()), level);
+        for (const auto& name : all) {
+            logging::configure_logging("DEBUG");
+            EXPECT_EQ(logging::module(name).wants(logging::Level::DEBUG), wanted.count(name) != 0)
+                << name << " with " << file;
+            logging::configure_logging(level);
+        }
+        EXPECT_EQ(logging::get_log_mode(), logging::LogMode::STDERR) << "the sink is none of its business";
+    }
+    logging::set_log_mode(logging::LogMode::SYSLOG);
+
+    CommandLineOptions options;
+    options.loglevel_given = true;
+    options.loglevel = "WARNING";
+    root.write(CONFIGURATION, "loglevel = DEBUG\n");
+    LoggingSetup(options).read_again();
+    EXPECT_EQ(logging::get_log_level(), logging::Level::WARNING) << "the command line's stays";
+    EXPECT_FALSE(hangup::has_come());
+    hangup::hold(); // or it would end the test
+    for (const bool comes : {true, false, true}) {
+        if (comes) {
+            raise(SIGHUP);
+            raise(SIGHUP);
+        }
+        EXPECT_EQ(hangup::has_come(), comes);
+    }
 }

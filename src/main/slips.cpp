@@ -100,6 +100,11 @@ std::string Slip::text() const
            (meant == nullptr ? std::string() : ", did you mean '" + std::string(meant) + "'?");
 }
 
+utils::Words known_keys()
+{
+    return KEYS;
+}
+
 std::vector<Slip> slips_in(const Configuration& configuration)
 {
     std::vector<Slip> slips;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "main/command_line.hpp"
+#include "utils/words.hpp"
 
 #include <ecu/kova/config/configuration.hpp>
 
@@ -16,6 +17,9 @@ struct Slip {
     /// "Unknown key in the configuration 'client-name', did you mean 'client_name'?"
     std::string text() const;
 };
+
+/// Every key of the configuration that somebody reads, the platform library's included.
+utils::Words known_keys();
 
 /// The keys, words for a choice and log modules of the configuration that are slips, in this order. Pure.
 std::vector<Slip> slips_in(const ecu::kova::config::Configuration& configuration);

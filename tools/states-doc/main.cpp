@@ -3,6 +3,7 @@
 #include "modem/boot_phase.hpp"
 #include "modem/modem_limits.hpp"
 #include "modem/state_table.hpp"
+#include "picture.hpp"
 #include "utils/strings.hpp"
 
 #include <cstdlib>
@@ -38,12 +39,6 @@ std::string with_limits(std::string text)
     return text;
 }
 
-std::string short_name(S state)
-{
-    constexpr std::string_view PREFIX = "Modem::State::";
-    return state_text(state).substr(PREFIX.size());
-}
-
 std::string successors(S from)
 {
     std::string text;
@@ -63,21 +58,6 @@ std::string usual_road()
     return text;
 }
 
-void write_picture(std::ostream& out)
-{
-    out << "```mermaid\nstateDiagram-v2\n    [*] --> OFF\n";
-    for (const auto& row : state_table()) {
-        for (const S to : row.may_go_to) {
-            out << "    " << short_name(row.state) << " --> " << short_name(to) << '\n';
-        }
-        if (row.may_go_to.empty() && row.usual_next) {
-            out << "    " << short_name(row.state) << " --> " << short_name(*row.usual_next)
-                << " : usual road\n";
-        }
-    }
-    out << "```\n";
-}
-
 std::string document()
 {
     std::ostringstream out;
@@ -94,10 +74,10 @@ std::string document()
         out << "| " << static_cast<int>(row.state) << " | `" << short_name(row.state) << "` | "
             << with_limits(row.what_happens) << " | " << successors(row.state) << " |\n";
     }
-    out << "\nEvery state may go to `OFF` and `POWER_OFF`. A state with \"any\" has no rule of its own: the "
+    out << "\n![the states and what leads from one to another](images/states.svg)\n\n"
+           "Every state may go to `OFF` and `POWER_OFF`. A state with \"any\" has no rule of its own: the "
            "steps of the run loop alone\ndecide. A transition that is not allowed is refused with a WARNING "
-           "on `celld.modem.state`, and the state stays.\n\n";
-    write_picture(out);
+           "on `celld.modem.state`, and the state stays.\n";
     return out.str();
 }
 
@@ -127,7 +107,11 @@ int run(int argc, char** argv)
     if (argc == 3 && std::string_view(argv[1]) == "--check") {
         return is_current(argv[2]) ? EXIT_SUCCESS : EXIT_FAILURE;
     }
-    std::cerr << "usage: states-doc [--check FILE]\n";
+    if (argc == 2 && std::string_view(argv[1]) == "--dot") {
+        std::cout << states_graph() << std::flush;
+        return std::cout ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    std::cerr << "usage: states-doc [--check FILE | --dot]\n";
     return 2;
 }
 

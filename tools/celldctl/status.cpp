@@ -1,4 +1,3 @@
-#include "history_model.hpp"
 #include "snapshot_observer.hpp"
 #include "status_views.hpp"
 #include "verbs.hpp"
@@ -27,11 +26,17 @@ int answer(const ModemFacts& facts, const Snapshot& snapshot)
     return facts.connected ? SUCCESS : NO;
 }
 
-/// What the journal has counted, where the unit is this one and has one.
-std::string counts_line(bool is_local)
+/// Of this unit, where the bus is this unit's.
+JournalCounts counts_of_journal(bool is_local)
 {
-    const auto contents = is_local ? journal::read() : journal::Contents();
-    return contents.records.empty() ? "" : "  Journal: " + counts_text(history_of(contents).counts);
+    if (!is_local) {
+        return {std::nullopt, "the broker is not on this host, where the journal would be read"};
+    }
+    const auto contents = journal::read();
+    if (!contents.records.empty()) {
+        return {history_of(contents).counts, ""};
+    }
+    return {std::nullopt, contents.wrong.value_or("nothing is recorded yet")};
 }
 
 int show(Session& session, const Settings& settings)
@@ -40,8 +45,9 @@ int show(Session& session, const Settings& settings)
     link.wait_until_connected(session.signals, patience(settings.timeout, TIMEOUT));
     const auto snapshot = snapshot_of(session, link, settings.timeout.value_or(TIMEOUT));
     const auto facts = facts_of(snapshot, now_of(link.is_local()));
-    session.output.write(settings.json ? status_json(facts, snapshot)
-                                       : status_text(facts, snapshot) + counts_line(link.is_local()));
+    const auto journal = counts_of_journal(link.is_local());
+    session.output.write(settings.json ? status_json(facts, snapshot, journal)
+                                       : status_text(facts, snapshot) + journal_text(journal));
     return answer(facts, snapshot);
 }
 

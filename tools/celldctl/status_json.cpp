@@ -1,3 +1,4 @@
+#include "counts_json.hpp"
 #include "status_views.hpp"
 
 #include <nlohmann/json.hpp>
@@ -110,9 +111,14 @@ Json ages(const ModemFacts& facts)
     return object;
 }
 
+Json journal_json(const JournalCounts& journal)
+{
+    return journal.counts ? counts_json(*journal.counts) : Json{{"absent", journal.absent}};
+}
+
 } // namespace
 
-std::string status_json(const ModemFacts& facts, const Snapshot& snapshot)
+std::string status_json(const ModemFacts& facts, const Snapshot& snapshot, const JournalCounts& journal)
 {
     auto root = Json::object();
     root["connected"] = facts.connected;
@@ -131,6 +137,7 @@ std::string status_json(const ModemFacts& facts, const Snapshot& snapshot)
     root["hardware"] = hardware(facts);
     root["bus"] = bus(snapshot);
     root["age_s"] = ages(facts);
+    root["journal"] = journal_json(journal);
     const bool ascii = true; // it may be read on a terminal, and UTF-8 has control characters too
     return root.dump(INDENT, ' ', ascii, Json::error_handler_t::replace) + '\n';
 }

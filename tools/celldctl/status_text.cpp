@@ -167,6 +167,11 @@ void add_bus(Screen& screen, const ModemFacts& facts, const Snapshot& snapshot)
 
 } // namespace
 
+std::string journal_text(const JournalCounts& journal)
+{
+    return journal.counts ? "  Journal: " + counts_text(*journal.counts) : "";
+}
+
 std::string status_text(const ModemFacts& facts, const Snapshot& snapshot)
 {
     Screen screen;

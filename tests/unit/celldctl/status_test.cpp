@@ -150,14 +150,14 @@ constexpr auto HEALTHY_JSON = R"({"connected":true,"daemon_gone":false,"stale":f
 "cell":{"mcc":262,"mnc":1,"area_code":65535,"cell_id":4294967295},"signal":{"rssi_dbm":-71,"bars":2},
 "active_sim":"SIM_EXTERNAL","sims":[{"type":"SIM_EXTERNAL","active":true,"iccid":"8949020000001234567"}],
 "hardware":{"model":"SARA-R5","imei":"004999010640000"},
-"bus":{"status":"present","registration":"present","hardware":"present","sim":"present","backend":"present"},"age_s":{}})";
+"bus":{"status":"present","registration":"present","hardware":"present","sim":"present","backend":"present"},"age_s":{},"journal":{"absent":"none"}})";
 
 const std::string HOSTILE_JSON = R"({"connected":false,"daemon_gone":true,"stale":false,"state":"UNKNOWN",
 "registration":{"status":"ROAMING","packet_service":"PS_LTE","technology":"EUTRAN"},
 "operator":{"name":"\u001b[2J\u009b)" +
                                  std::string(1000, 'x') + R"(","id":"\ufffd\n"},"cell":{},"signal":{},
 "sims":[],"hardware":{},
-"bus":{"status":"present","registration":"present","hardware":"unreadable","sim":"unreadable","backend":"missing"},"age_s":{}})";
+"bus":{"status":"present","registration":"present","hardware":"unreadable","sim":"unreadable","backend":"missing"},"age_s":{},"journal":{"absent":"none"}})";
 
 /// Without the layout between the tokens; a text of the tables has no blank within.
 std::string packed(std::string json)
@@ -182,7 +182,8 @@ TEST(Status, TellsAProgramTheSame)
     const std::pair<Snapshot, std::string> cases[] = {{healthy_bus(), HEALTHY_JSON},
                                                       {hostile_bus(), HOSTILE_JSON}};
     for (const auto& [bus, json] : cases) {
-        EXPECT_EQ(packed(celldctl::status_json(celldctl::facts_of(bus, {}), bus)), packed(json));
+        EXPECT_EQ(packed(celldctl::status_json(celldctl::facts_of(bus, {}), bus, {{}, "none"})),
+                  packed(json));
     }
 }
 

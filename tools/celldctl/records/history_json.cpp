@@ -1,4 +1,4 @@
-#include "history_model.hpp"
+#include "counts_json.hpp"
 #include "utils/utc.hpp"
 
 #include <algorithm>
@@ -17,18 +17,6 @@ void put_text(Json& object, const char* key, const std::string& text)
     if (!text.empty()) {
         object[key] = text;
     }
-}
-
-Json counts_json(const History::Counts& counts)
-{
-    Json object{{"resets", counts.resets},
-                {"connections", counts.connections},
-                {"connected_s", counts.connected.count()}};
-    if (counts.last_connected) {
-        object[counts.last_is_begin ? "connected_since" : "last_connected"] =
-            utils::utc_text(*counts.last_connected);
-    }
-    return object;
 }
 
 Json row_json(const History& history, const History::Row& row)
@@ -69,6 +57,18 @@ Json row_json(const History& history, const History::Row& row)
 }
 
 } // namespace
+
+Json counts_json(const History::Counts& counts)
+{
+    Json object{{"resets", counts.resets},
+                {"connections", counts.connections},
+                {"connected_s", counts.connected.count()}};
+    if (counts.last_connected) {
+        object[counts.last_is_begin ? "connected_since" : "last_connected"] =
+            utils::utc_text(*counts.last_connected);
+    }
+    return object;
+}
 
 std::string history_json(const History& history, std::size_t last)
 {

@@ -2,8 +2,10 @@
 #include "doctor/bus_check.hpp"
 #include "doctor/checks.hpp"
 #include "doctor/processes.hpp"
+#include "doctor/records_check.hpp"
 #include "main/configuration_defaults.hpp"
 #include "main/instance_lock.hpp"
+#include "record/journal_file.hpp"
 #include "support/temp_root.hpp"
 
 #include <ecu/kova/logging.hpp>
@@ -200,6 +202,57 @@ TEST_F(Doctor, SaysWhoHasThePortAndWhetherTheDaemonRuns)
     ASSERT_EQ(holders.size(), 1U);
     EXPECT_EQ(holders.front().id, getpid());
     EXPECT_THAT(holders.front().name, HasSubstr("celldctl"));
+}
+
+TEST_F(Doctor, SaysWhetherJournalAndRecordingCanBeKept)
+{
+    const auto folder = root.path("/var/lib/celld");
+    const Writer owner{"celld", getuid() == 0 ? 1000 : getuid(), getuid() == 0 ? 1000 : getgid()};
+    const Writer stranger{"celld", owner.user + 1, owner.group + 1};
+    const auto of = [](const Writer& writer, bool recording, bool runs) {
+        Findings findings;
+        check_records(writer, recording, runs, findings);
+        auto lines = told(findings);
+        std::erase_if(lines,
+                      [](const auto& line) { return line.find("left on the disk") != std::string::npos; });
+        for (auto& line : lines) {
+            const auto at = line.find("/tmp");
+            const auto end = line.find("/var", std::min(at, line.size()));
+            line = at == std::string::npos ? line : line.replace(at, end - at, "");
+        }
+        return lines;
+    };
+    const std::string off = "ok: the AT dialogue is not recorded (at.recording)";
+    using Lines = std::vector<std::string>;
+    EXPECT_EQ(of(owner, false, false), (Lines{"warning: /var/lib/celld: No such file or directory", off}));
+    EXPECT_EQ(of(owner, false, true),
+              (Lines{"error: /var/lib/celld: No such file or directory; celld keeps no journal", off}));
+
+    std::filesystem::create_directories(folder);
+    ASSERT_TRUE(getuid() != 0 || chown(folder.c_str(), owner.user, owner.group) == 0);
+    EXPECT_EQ(of(owner, false, true), (Lines{"ok: the journal is empty: celld has not run here", off}));
+    EXPECT_EQ(of(stranger, false, true),
+              (Lines{"error: /var/lib/celld cannot be written by celld: celld keeps no journal", off}));
+    EXPECT_EQ(of(owner, true, true).back(),
+              "warning: at.recording is set, and /var/lib/celld/at.recording is not there");
+
+    const auto line = journal::to_line(JournalRecord()) + "\n";
+    root.write(journal::PATH, line + "torn\n");
+    EXPECT_EQ(
+        of({"root", 0, 0}, false, true),
+        (Lines{"ok: records in the journal: 1, the newest of 1970-01-01T00:00:00.000Z; damaged lines: 1",
+               off}));
+    root.write(journal::PATH, line + "torn\nand\nchanged\n");
+    EXPECT_EQ(
+        of({"root", 0, 0}, false, true).front(),
+        "warning: records in the journal: 1, the newest of 1970-01-01T00:00:00.000Z; damaged lines: 3, more "
+        "than power cuts leave");
+    chmod(root.path(journal::PATH).c_str(), 0444);
+    EXPECT_EQ(of(owner, false, true).front(),
+              "error: /var/lib/celld/journal cannot be written by celld, nothing is added to it");
+    root.write("/var/lib/celld/at.recording", "");
+    EXPECT_EQ(of({"root", 0, 0}, true, true).back(),
+              "ok: the AT dialogue is recorded in /var/lib/celld/at.recording, which has 0 KiB");
 }
 
 TEST_F(Doctor, ReadsTheBoardsLines)

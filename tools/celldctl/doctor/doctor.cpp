@@ -1,4 +1,7 @@
+#include "at/at_recording.hpp"
 #include "doctor/checks.hpp"
+#include "doctor/processes.hpp"
+#include "doctor/records_check.hpp"
 #include "main/configuration_defaults.hpp"
 #include "verbs.hpp"
 
@@ -36,7 +39,8 @@ UnitSettings settings_of(const ecu::kova::config::Configuration& configuration)
                                [] { return true; }});
 }
 
-void check_files(Findings& findings)
+/// The configuration as the daemon would have it.
+ecu::kova::config::Configuration check_files(Findings& findings)
 {
     const auto file = read_unit_file(CONFIGURATION);
     findings.area("celld.conf");
@@ -52,9 +56,11 @@ void check_files(Findings& findings)
     check_parameters(read_unit_file(PARAMETERS), findings);
     findings.area("unit");
     check_settings(settings_of(configuration), findings);
+    return configuration;
 }
 
-void check_surroundings(Session& session, const Settings& settings, Findings& findings)
+void check_surroundings(Session& session, const Settings& settings,
+                        const ecu::kova::config::Configuration& configuration, Findings& findings)
 {
     findings.area("daemon");
     check_daemon(findings);
@@ -62,6 +68,9 @@ void check_surroundings(Session& session, const Settings& settings, Findings& fi
     check_device(findings);
     findings.area("board");
     check_board(ecu::kova::var::create_var_client()->get("hwversion", "", 0ms), findings);
+    findings.area("records");
+    check_records(writer_of_records(), configuration.get(AtRecording::CONFIG_KEY) == "true",
+                  running_celld() != 0, findings);
     findings.area("bus");
     check_bus(session, settings.timeout.value_or(CONNECT_TIMEOUT), findings);
 }
@@ -71,9 +80,9 @@ int examine(Session& session, const Settings& settings)
     // What the daemon's parts would log is what is told here.
     ecu::kova::logging::configure_logging("EMERG");
     Findings findings;
-    check_files(findings);
+    const auto configuration = check_files(findings);
     if (!settings.files) {
-        check_surroundings(session, settings, findings);
+        check_surroundings(session, settings, configuration, findings);
     }
     session.output.write(settings.json ? findings_json(findings) : findings_text(findings));
     return findings.count(Level::ERROR) == 0 ? SUCCESS : NO;

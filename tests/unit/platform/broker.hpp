@@ -28,7 +28,7 @@ public:
         process_.start({"/usr/sbin/mosquitto", plain ? "-p" : "-c",
                         plain ? std::to_string(port_) : configuration.string()},
                        "/dev/null");
-        wait_until_listening();
+        wait_until_listening(port_);
     }
     void stop() { process_.kill(); }
 
@@ -56,13 +56,12 @@ public:
         return listener;
     }
 
-private:
-    void wait_until_listening() const
+    static void wait_until_listening(int port)
     {
         using namespace std::chrono_literals;
         for (int tries = 0; tries < 3000; ++tries, std::this_thread::sleep_for(10ms)) {
             const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            const auto address = loopback(port_);
+            const auto address = loopback(port);
             const bool listening =
                 connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
             close(probe);
@@ -73,6 +72,7 @@ private:
         throw std::runtime_error("the broker does not listen");
     }
 
+private:
     int port_;
     Child process_;
 };

@@ -1,6 +1,7 @@
 #include "bus_link.hpp"
 
 #include "fields.hpp"
+#include "fleet/unit_client.hpp"
 
 namespace celldctl {
 
@@ -28,13 +29,17 @@ std::optional<Trouble> trouble_of(const Client& client)
 BusLink::BusLink(const BrokerOptions& broker)
     : configuration_(bus_configuration(broker)),
       broker_(configuration_.get("host") + ":" + configuration_.get("port")),
-      client_(com::create_client(configuration_, com::TransportType::MQTT))
+      is_of_a_fleet_(broker.unit.has_value()),
+      client_(com::create_client(configuration_, com::TransportType::MQTT)), unit_(client_)
 {
+    if (broker.unit) {
+        unit_ = std::make_shared<UnitClient>(client_, *broker.unit);
+    }
 }
 
 void BusLink::subscribe(const std::string& topic, const std::shared_ptr<com::ISubscriptionObserver>& observer)
 {
-    if (!client_->subscribe(topic, observer)) {
+    if (!unit_->subscribe(topic, observer)) {
         throw Failure(FAILURE, "cannot subscribe to " + topic);
     }
 }
@@ -69,13 +74,27 @@ Failure BusLink::no_connection() const
 bool BusLink::is_local() const
 {
     const std::string host = configuration_.get("host");
-    return host == "localhost" || host == "::1" || host.rfind("127.", 0) == 0;
+    return !is_of_a_fleet_ && (host == "localhost" || host == "::1" || host.rfind("127.", 0) == 0);
 }
 
 std::string BusLink::reason() const
 {
     const auto why = trouble();
-    return why ? printable(why->reason) : "the broker does not answer";
+    if (!why) {
+        return "the broker does not answer";
+    }
+    const bool has_tls = !configuration_.get("bus.cafile").empty();
+    return printable(why->reason) + (has_tls ? certificate_hint(why->reason) : "");
+}
+
+/// OpenSSL does not name what a broker does to a client whose certificate is not to its liking, or is not there.
+std::string BusLink::certificate_hint(const std::string& reason) const
+{
+    if (reason.find("lost") == std::string::npos && reason.find("Protocol error") == std::string::npos) {
+        return {};
+    }
+    return configuration_.get("bus.certfile").empty() ? "; does it want a certificate (--cert, --key)?"
+                                                      : "; does it take this certificate?";
 }
 
 std::optional<BusLink::Trouble> BusLink::trouble() const

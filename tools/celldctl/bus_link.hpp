@@ -23,8 +23,8 @@ public:
     /// Throws Failure for a configuration that cannot be used.
     explicit BusLink(const BrokerOptions& broker);
 
-    ecu::kova::com::ITransportClient& client() { return *client_; }
-    std::shared_ptr<ecu::kova::com::ITransportClient>& shared() { return client_; }
+    ecu::kova::com::ITransportClient& client() { return *unit_; }
+    std::shared_ptr<ecu::kova::com::ITransportClient>& shared() { return unit_; }
     bool is_connected() const { return client_->is_connected(); }
 
     /// Throws Failure when a subscription cannot be asked for.
@@ -38,7 +38,9 @@ public:
     /// What to throw when there is no connection; the reason where one is known.
     Failure no_connection() const;
 
-    /// The broker runs on this host, so that the time stamps of its messages are of this host's clock.
+    /// The broker is the fleet's, and the unit another host.
+    bool is_of_a_fleet() const { return is_of_a_fleet_; }
+    /// The unit is this host, so that the time stamps of its messages are of this host's clock.
     bool is_local() const;
     const std::string& broker() const { return broker_; }
     /// Why there is no connection, where that is known.
@@ -49,12 +51,15 @@ private:
         bool refused;
         std::string reason;
     };
+    std::string certificate_hint(const std::string& reason) const;
     /// What the platform library says of it where it is the bundled one.
     std::optional<Trouble> trouble() const;
 
     ecu::kova::config::Configuration configuration_;
     std::string broker_; // "host:port"
+    const bool is_of_a_fleet_;
     std::shared_ptr<ecu::kova::com::ITransportClient> client_;
+    std::shared_ptr<ecu::kova::com::ITransportClient> unit_; // the client, or what puts the unit's prefix on
 };
 
 /// Of a verb that asks once: `given` on the command line, or `otherwise` and no second try.

@@ -1,5 +1,7 @@
 #include "bus_listener.hpp"
 
+#include "snapshot.hpp"
+
 #include <array>
 
 namespace celldctl {
@@ -17,6 +19,9 @@ BusListener::BusListener(const BrokerOptions& broker) : link_(broker)
 {
     for (const auto* const topic : TOPICS) {
         link_.subscribe(topic, feed_);
+    }
+    if (link_.is_of_a_fleet()) {
+        link_.subscribe(BRIDGE_TOPIC, feed_);
     }
 }
 

@@ -1,6 +1,8 @@
 #include "command_line.hpp"
 
 #include "exit_status.hpp"
+#include "fields.hpp"
+#include "fleet/unit_id.hpp"
 #include "utils/strings.hpp"
 
 #include <CLI/CLI.hpp>
@@ -74,6 +76,16 @@ void add_broker_options(CLI::App& app, BrokerOptions& broker)
     add("--cafile", broker.cafile, "PEM file of the certificate authorities; switches TLS on");
     add("--cert", broker.certfile, "PEM file of the client's certificate");
     add("--key", broker.keyfile, "PEM file of the client's key");
+    app.add_option("--unit", broker.unit, "a unit of the fleet whose central broker this is")
+        ->take_last()
+        ->check(CLI::Validator(
+            [](const std::string& id) {
+                const auto fault = fault_of_unit_id(id);
+                return fault ? "'" + printable(id) + "' is no id of a unit: " + *fault : std::string();
+            },
+            ""))
+        ->type_name("ID")
+        ->group("Broker");
 }
 
 /// What the parser could not place stands in `rest`.
@@ -90,10 +102,16 @@ void refuse_rest(const std::vector<std::string>& rest, bool has_verb)
     }
 }
 
+void refuse_unit(const Verb& verb)
+{
+    throw UsageError(std::string("--unit is not for '") + verb.name + "', which " +
+                     (verb.scope == Scope::FILES ? "reads files of this host" : "is about all units"));
+}
+
 /// The application with its verbs; each gets its declared options.
 class Parser {
 public:
-    explicit Parser(BrokerOptions& broker)
+    explicit Parser(BrokerOptions& broker) : broker_(broker)
     {
         app_.name("celldctl");
         app_.footer(FOOTER);
@@ -108,7 +126,7 @@ public:
             command->group("Verbs");
             command->footer("The broker's options (celldctl --help) may stand before and behind the verb.");
             Options options(*command);
-            runs_.emplace_back(command, verb.declare(options));
+            runs_.push_back({command, verb, verb.declare(options)});
         }
         app_.allow_extras(); // told in our own words
     }
@@ -117,9 +135,12 @@ public:
     Run parse(int argc, const char* const* argv)
     {
         app_.parse(argc, argv);
-        for (const auto& [command, run] : runs_) {
+        for (const auto& [command, verb, run] : runs_) {
             if (command->parsed()) {
                 refuse_rest(app_.remaining(true), true);
+                if (broker_.unit && verb.scope != Scope::UNIT) {
+                    refuse_unit(verb);
+                }
                 return run;
             }
         }
@@ -131,7 +152,13 @@ public:
 
 private:
     CLI::App app_{"celldctl shows and steers the modem daemon over the unit's bus."};
-    std::vector<std::pair<CLI::App*, Run>> runs_;
+    BrokerOptions& broker_;
+    struct Declared {
+        CLI::App* command;
+        const Verb& verb;
+        Run run;
+    };
+    std::vector<Declared> runs_;
 };
 
 } // namespace

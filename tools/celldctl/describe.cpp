@@ -2,6 +2,7 @@
 
 #include "bus/message_adapter.hpp"
 #include "message_fields.hpp"
+#include "snapshot.hpp"
 #include "utils/strings.hpp"
 
 #include <ecu/kova/rt/signal_adapter.hpp>
@@ -101,6 +102,17 @@ Description signals(const com::Message& message)
     return described(std::move(fields), "no signal in the group");
 }
 
+Description bridge(const com::Message& message)
+{
+    const auto up = bridge_is_up(message);
+    if (!up) {
+        return noted("neither 0 nor 1", message, true);
+    }
+    Fields fields;
+    fields.add("bridge", *up ? "up" : "down");
+    return described(std::move(fields), "");
+}
+
 struct Decoder {
     const char* topic;
     Kind kind;
@@ -113,6 +125,7 @@ constexpr std::array DECODERS{
     Decoder{"system/modem/sim", Kind::SIM, &framed<pb::ModemSimInformation>},
     Decoder{"system/modem/registration", Kind::REGISTRATION, &framed<pb::ModemRegistration>},
     Decoder{"be/status", Kind::BACKEND, &framed<pb::BackendProxyStatus>},
+    Decoder{BRIDGE_TOPIC, Kind::OTHER, &bridge},
 };
 constexpr std::string_view SIGNALS_BELOW = "rt/";
 

@@ -128,6 +128,8 @@ void add_ages(ModemFacts& facts, const Snapshot& snapshot, std::optional<std::in
     const auto status_age = age(status.stamp_ns, now_ns);
     facts.stale = status.presence == Presence::PRESENT && status.retained && now_ns &&
                   (!status_age || *status_age > LONGEST_SILENCE);
+    facts.bridge_up = snapshot.bridge_up;
+    facts.stale = facts.stale || facts.bridge_up == false;
     facts.connected = facts.connected && !facts.stale;
 }
 

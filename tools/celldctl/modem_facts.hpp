@@ -24,6 +24,7 @@ struct ModemFacts {
     bool connected = false;   ///< the state is CONNECTED, and the status not stale
     bool daemon_gone = false; ///< the status is the daemon's last will
     bool stale = false;       ///< the status is retained, and older than a daemon that lives would let it be
+    std::optional<bool> bridge_up; ///< of another unit; what is down makes its status stale
 
     /// Of each message of the snapshot: seconds since it was sent, where that is known.
     std::vector<std::pair<std::string_view, std::optional<std::int64_t>>> ages_s;

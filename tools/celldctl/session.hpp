@@ -20,6 +20,7 @@ struct BrokerOptions {
     std::optional<std::string> cafile; ///< the three as the shell has them, not below CELLD_ROOT
     std::optional<std::string> certfile;
     std::optional<std::string> keyfile;
+    std::optional<std::string> unit; ///< its id, where the broker is the fleet's; without a fault
 };
 
 /// What every verb works with.

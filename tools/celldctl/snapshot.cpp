@@ -33,6 +33,15 @@ Piece<T> read(const com::Message& message)
 
 } // namespace
 
+std::optional<bool> bridge_is_up(const com::Message& message)
+{
+    const auto& payload = message.payload();
+    if (payload.size() != 1 || (payload[0] != '0' && payload[0] != '1')) {
+        return std::nullopt;
+    }
+    return payload[0] == '1';
+}
+
 void Snapshot::take(const std::string& topic, const com::Message& message)
 {
     namespace pb = ecu::kova::pb;
@@ -46,6 +55,8 @@ void Snapshot::take(const std::string& topic, const com::Message& message)
         sim = read<pb::ModemSimInformation>(message);
     } else if (topic == "be/status") {
         backend = read<pb::BackendProxyStatus>(message);
+    } else if (topic == BRIDGE_TOPIC) {
+        bridge_up = bridge_is_up(message);
     }
 }
 

@@ -29,6 +29,7 @@ struct Snapshot {
     Piece<ecu::kova::pb::ModemHardware> hardware;
     Piece<ecu::kova::pb::ModemSimInformation> sim;
     Piece<ecu::kova::pb::BackendProxyStatus> backend;
+    std::optional<bool> bridge_up; ///< of another unit: what its bridge to the central broker says
 
     /// Any bytes under any topic; logs nothing. What is no frame of its topic, or too long for one, takes the
     /// place of the piece as UNREADABLE: the last good value is no longer what the bus says.
@@ -46,6 +47,10 @@ struct Snapshot {
 };
 
 inline constexpr auto STATUS_TOPIC = "system/modem/status";
+/// "1" or, by the will of the bridge, "0" (packaging/fleet/unit-bridge.conf).
+inline constexpr auto BRIDGE_TOPIC = "bridge";
+/// What it says; nothing for other bytes.
+std::optional<bool> bridge_is_up(const ecu::kova::com::Message& message);
 /// The topics that make up a snapshot.
 inline constexpr std::array SNAPSHOT_TOPICS{STATUS_TOPIC, "system/modem/registration",
                                             "system/modem/hardware", "system/modem/sim", "be/status"};

@@ -61,6 +61,9 @@ void observe(BusLink& link, const std::shared_ptr<SnapshotObserver>& observer)
     for (const auto* const topic : SNAPSHOT_TOPICS) {
         link.subscribe(topic, observer);
     }
+    if (link.is_of_a_fleet()) {
+        link.subscribe(BRIDGE_TOPIC, observer);
+    }
 }
 
 Snapshot snapshot_of(Session& session, BusLink& link, std::chrono::seconds timeout)

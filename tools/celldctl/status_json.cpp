@@ -124,6 +124,9 @@ std::string status_json(const ModemFacts& facts, const Snapshot& snapshot, const
     root["connected"] = facts.connected;
     root["daemon_gone"] = facts.daemon_gone;
     root["stale"] = facts.stale;
+    if (facts.bridge_up) {
+        root["bridge"] = *facts.bridge_up ? "up" : "down";
+    }
     put(root, "state", facts.state);
     put(root, "reset_reason", facts.reset_reason);
     put(root, "backend", facts.backend);

@@ -150,9 +150,10 @@ void add_bus(Screen& screen, const ModemFacts& facts, const Snapshot& snapshot)
         {"age", ages(facts)},
         {"not there", snapshot.names(Presence::MISSING)},
         {"unreadable", snapshot.names(Presence::UNREADABLE)},
-        {"daemon", facts.daemon_gone ? "gone; the rest is what it said last"
-                   : facts.stale     ? "silent; this is what it said last"
-                                     : ""},
+        {"daemon", facts.daemon_gone          ? "gone; the rest is what it said last"
+                   : facts.bridge_up == false ? "out of reach, its bridge is down; this is what it said last"
+                   : facts.stale              ? "silent; this is what it said last"
+                                              : ""},
     };
     if (std::all_of(std::begin(rows), std::end(rows), [](const auto& row) { return row.second.empty(); })) {
         return;

@@ -12,9 +12,9 @@ constexpr std::array VERBS{
     Verb{"wait-for", "End once the modem's state is the one wanted.", &wait_for},
     Verb{"monitor", "Show what is said on the bus, decoded, a line each.", &monitor},
     Verb{"doctor", "Look at files, rights, port, board and bus, and say what is wrong.", &doctor},
-    Verb{"history", "Show the last connections, losses and resets of this unit.", &history},
-    Verb{"at", "Show a recording of the AT dialogue, each answer beside its command.", &at},
-    Verb{"report", "Draw recording, journal and bus log as one page for a browser.", &report},
+    Verb{"history", "Show the last connections, losses and resets of this unit.", &history, Scope::FILES},
+    Verb{"at", "Show a recording of the AT dialogue, each answer beside its command.", &at, Scope::FILES},
+    Verb{"report", "Draw recording, journal and bus log as one page for a browser.", &report, Scope::FILES},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

@@ -12,12 +12,20 @@ namespace celldctl {
 /// Failure.
 using Run = std::function<int(Session&)>;
 
+/// What a verb works on.
+enum class Scope {
+    UNIT,  ///< the bus of this unit, or with --unit of another
+    FILES, ///< files of this host
+    FLEET  ///< the central broker
+};
+
 /// A new verb is a row in verbs.cpp and a function that declares its options and says what then runs:
 /// the values belong to what is returned.
 struct Verb {
     const char* name;
     const char* purpose; ///< one sentence for `--help`
     Run (*declare)(Options& options);
+    Scope scope = Scope::UNIT;
 };
 
 std::span<const Verb> verbs();

@@ -61,11 +61,23 @@ TEST(CommandLine, SaysWhatIsWrong)
         {{"monitor", "--only", "status,foo"},
          "--only: there is no 'foo'; there are status, registration, hardware, sim, signals, backend, other"},
         {{"monitor", "--timeout", "0"}, "--timeout: Value 0 not in range 1 to 86400"},
+        {{"history", "--unit", "truck-17"}, "--unit is not for 'history', which reads files of this host"},
+        {{"status", "--unit", "a/b"},
+         "--unit: 'a/b' is no id of a unit: it has a '/' in it, which has a meaning in topics"},
+        {{"status", "--unit", ""}, "--unit: '' is no id of a unit: it is empty"},
+        {{"--unit", "a\x1b[2J", "status"},
+         "--unit: 'a\\x1b[2J' is no id of a unit: it has control characters in it, or is no UTF-8"},
         {{"status", "-p", "65536"}, "--port: Value 65536 not in range 1 to 65535"},
     };
     for (const auto& [words, fault] : cases) {
         EXPECT_EQ(fault_of(words), fault);
     }
+    for (const auto& id : {std::string("+"), std::string("a#"), std::string("\xff"), std::string("\xc2\x9b"),
+                           std::string(65, 'a')}) {
+        EXPECT_THAT(fault_of({"status", "--unit", id.c_str()}), HasSubstr("is no id of a unit")) << id;
+    }
+    EXPECT_EQ(parse({"status", "--unit", std::string(64, 'a').c_str()}).broker.unit, std::string(64, 'a'));
+    EXPECT_EQ(parse({"--unit", "L\xc3\xbc\"b\\.1", "watch"}).broker.unit, "L\xc3\xbc\"b\\.1");
     EXPECT_NE(fault_of({"monitor", "--timeout", "5x"}), "none");
     EXPECT_NE(fault_of({"monitor", "--timeout"}), "none");
 }

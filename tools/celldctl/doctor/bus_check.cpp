@@ -29,6 +29,9 @@ void check_status(const Snapshot& snapshot, const ModemFacts& facts, Findings& f
     if (snapshot.status.presence == Presence::MISSING) {
         findings.error("no status: celld has not reached this broker",
                        "look at celld's log: journalctl -u celld");
+    } else if (facts.bridge_up == false) {
+        findings.error("the unit's bridge is down" + old,
+                       "look whether the unit runs and has a link, and at its broker's log");
     } else if (facts.daemon_gone) {
         findings.error("the status is celld's last will: it has ended without a farewell",
                        "look at celld's log: journalctl -u celld");
@@ -71,7 +74,10 @@ void check_retained(const Snapshot& snapshot, const ModemFacts& facts, Findings&
         findings.warning("the module or its SIM has not been read yet",
                          "celldctl watch shows how it goes on");
     }
-    check_backend(snapshot, facts, findings);
+    const bool comes_this_way = !facts.bridge_up || snapshot.backend.presence != Presence::MISSING;
+    if (comes_this_way) { // bridges carry what celld says, and no more
+        check_backend(snapshot, facts, findings);
+    }
 }
 
 void check_bus(Session& session, std::chrono::seconds timeout, Findings& findings)

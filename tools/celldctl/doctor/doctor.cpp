@@ -75,15 +75,29 @@ void check_surroundings(Session& session, const Settings& settings,
     check_bus(session, settings.timeout.value_or(CONNECT_TIMEOUT), findings);
 }
 
-int examine(Session& session, const Settings& settings)
+/// All that it is asked for: another unit's files and board are out of reach.
+void check(Session& session, const Settings& settings, Findings& findings)
 {
-    // What the daemon's parts would log is what is told here.
-    ecu::kova::logging::configure_logging("EMERG");
-    Findings findings;
+    if (session.broker.unit) {
+        findings.area("bus");
+        check_bus(session, settings.timeout.value_or(CONNECT_TIMEOUT), findings);
+        return;
+    }
     const auto configuration = check_files(findings);
     if (!settings.files) {
         check_surroundings(session, settings, configuration, findings);
     }
+}
+
+int examine(Session& session, const Settings& settings)
+{
+    if (session.broker.unit && settings.files) {
+        throw UsageError("--files are those of this host, --unit is another");
+    }
+    // What the daemon's parts would log is what is told here.
+    ecu::kova::logging::configure_logging("EMERG");
+    Findings findings;
+    check(session, settings, findings);
     session.output.write(settings.json ? findings_json(findings) : findings_text(findings));
     return findings.count(Level::ERROR) == 0 ? SUCCESS : NO;
 }

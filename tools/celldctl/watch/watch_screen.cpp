@@ -72,8 +72,10 @@ public:
         if (!model_.connection_trouble().empty()) {
             add("connection " + model_.connection_trouble(), Style::BAD);
         } else if (facts_.daemon_gone || facts_.stale) {
-            add(facts_.daemon_gone ? "The daemon is gone; this is what it said last."
-                                   : "The daemon is silent; this is what it said last.",
+            add(std::string(facts_.daemon_gone          ? "The daemon is gone"
+                            : facts_.bridge_up == false ? "The unit's bridge is down"
+                                                        : "The daemon is silent") +
+                    "; this is what it said last.",
                 Style::BAD);
         }
         state();

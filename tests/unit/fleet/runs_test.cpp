@@ -1,0 +1,95 @@
+#include "brokers.hpp"
+#include "bus/message_adapter.hpp"
+
+#include <gmock/gmock.h>
+
+namespace com = ecu::kova::com;
+namespace pb = ecu::kova::pb;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr auto PATIENCE = FleetBrokers::PATIENCE;
+
+com::Message status(pb::ModemStatus::ModemState state)
+{
+    pb::ModemStatus message;
+    message.set_state(state);
+    message.set_reset_reason(pb::ModemStatus::NONE);
+    auto frame = *com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(message);
+    frame.retained(true);
+    return frame;
+}
+
+/// The program itself, at the central broker.
+class FleetClient : public testing::Test {
+protected:
+    struct Outcome {
+        int status;
+        std::string said; // both streams
+    };
+
+    FleetClient()
+    {
+        brokers.certificate("unit truck-17");
+        brokers.certificate("operator fleet");
+        brokers.start_central();
+    }
+
+    std::vector<std::string> command(const std::vector<std::string>& words,
+                                     bool with_certificate = true) const
+    {
+        std::vector<std::string> all{CELLDCTL,
+                                     "-h",
+                                     "localhost",
+                                     "-p",
+                                     std::to_string(brokers.operators_port()),
+                                     "--cafile",
+                                     brokers.folder() + "/central-ca.crt"};
+        if (with_certificate) {
+            all.insert(all.end(),
+                       {"--cert", brokers.folder() + "/fleet.crt", "--key", brokers.folder() + "/fleet.key"});
+        }
+        all.insert(all.end(), words.begin(), words.end());
+        return all;
+    }
+    Outcome run(const std::vector<std::string>& words, bool with_certificate = true) const
+    {
+        Child child;
+        brokers.root.write("/said", "");
+        child.start(command(words, with_certificate), brokers.root.path("/said"));
+        if (!eventually([&] { return !child.running(); }, PATIENCE)) {
+            return {-1, "it hangs: " + brokers.root.read("/said")};
+        }
+        return {child.result(), brokers.root.read("/said")};
+    }
+
+    FleetBrokers brokers;
+};
+
+} // namespace
+
+TEST_F(FleetClient, SeesOneUnitFromAfarAndWhetherItsBridgeIsUp)
+{
+    brokers.start_unit("truck-17");
+    const auto daemon = brokers.on_the_unit();
+    daemon->publish("system/modem/status", status(pb::ModemStatus::CONNECTED));
+    ASSERT_TRUE(daemon->flush(PATIENCE));
+    const std::vector<std::string> ask{"--unit", "truck-17", "status"};
+    EXPECT_TRUE(eventually([&] { return run(ask).status == 0; }, PATIENCE)) << run(ask).said;
+    EXPECT_EQ(run({"status"}).status, 1) << "another unit's state is not that of none";
+    EXPECT_EQ(run({"status", "--unit", "truck-1"}).status, 1);
+    EXPECT_THAT(run({"monitor", "--unit", "truck-17", "--timeout", "2"}).said,
+                testing::AllOf(HasSubstr("system/modem/status "), HasSubstr("bridge=up")));
+    EXPECT_THAT(run({"--unit", "truck-17", "doctor"}).said,
+                testing::AllOf(HasSubstr("the modem is CONNECTED"), Not(HasSubstr("celld.conf"))));
+
+    brokers.stop_unit();
+    EXPECT_TRUE(eventually([&] { return run(ask).status == 1; }, PATIENCE));
+    EXPECT_THAT(run(ask).said, testing::AllOf(HasSubstr("CONNECTED"), HasSubstr("its bridge is down")));
+
+    const auto anonymous = run({"status"}, false);
+    EXPECT_EQ(anonymous.status, 3);
+    EXPECT_THAT(anonymous.said, HasSubstr("does it want a certificate (--cert, --key)?"));
+}

@@ -87,7 +87,8 @@ std::string BusLink::reason() const
     return printable(why->reason) + (has_tls ? certificate_hint(why->reason) : "");
 }
 
-/// OpenSSL does not name what a broker does to a client whose certificate is not to its liking, or is not there.
+/// OpenSSL does not name what a broker does to a client whose certificate is not to its liking, or is not
+/// there.
 std::string BusLink::certificate_hint(const std::string& reason) const
 {
     if (reason.find("lost") == std::string::npos && reason.find("Protocol error") == std::string::npos) {

@@ -202,6 +202,11 @@ void Options::some_of(const std::string& name, std::vector<std::string>& values,
         ->type_name("WORD,...");
 }
 
+void Options::texts(const std::string& name, std::vector<std::string>& values, const std::string& help)
+{
+    named(app_.add_option(name, values, help), name)->allow_extra_args(false)->type_name("TEXT");
+}
+
 void Options::paths(const std::string& name, std::vector<std::string>& values, const std::string& help)
 {
     named(app_.add_option(name, values, help), name)->type_name("FILE");

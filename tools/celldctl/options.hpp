@@ -33,6 +33,8 @@ public:
     /// A comma-separated list of them.
     void some_of(const std::string& name, std::vector<std::string>& values, utils::Words known,
                  const std::string& help);
+    /// May be given again and again, one value each.
+    void texts(const std::string& name, std::vector<std::string>& values, const std::string& help);
     /// At least one argument, each a path.
     void paths(const std::string& name, std::vector<std::string>& values, const std::string& help);
 

@@ -15,6 +15,8 @@ constexpr std::array VERBS{
     Verb{"history", "Show the last connections, losses and resets of this unit.", &history, Scope::FILES},
     Verb{"at", "Show a recording of the AT dialogue, each answer beside its command.", &at, Scope::FILES},
     Verb{"report", "Draw recording, journal and bus log as one page for a browser.", &report, Scope::FILES},
+    Verb{"fleet", "Show all units of a fleet in one table, live; on a pipe a line each change.", &fleet,
+         Scope::FLEET},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

@@ -37,6 +37,7 @@ Run monitor(Options& options);
 Run doctor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);
+Run fleet(Options& options);
 Run history(Options& options);
 Run at(Options& options);
 Run report(Options& options);

@@ -70,6 +70,35 @@ protected:
 
 } // namespace
 
+TEST_F(FleetClient, ShowsAllUnitsAndTellsEachChangeOnAPipe)
+{
+    const auto nobody = run({"fleet", "--once"});
+    EXPECT_EQ(nobody.status, 1);
+    EXPECT_THAT(nobody.said, HasSubstr("no unit has reported"));
+    EXPECT_EQ(run({"fleet", "--filter", "sate=x"}).status, 2);
+
+    const auto truck = brokers.as_unit("truck-17", "truck-17");
+    truck->publish("units/truck-17/system/modem/status", status(pb::ModemStatus::SEARCHING));
+    ASSERT_TRUE(truck->flush(PATIENCE));
+    Child pipe;
+    const auto lines = [&] { return brokers.root.read("/lines"); };
+    pipe.start(command({"fleet", "--filter", "unit=truck-*"}), brokers.root.path("/lines"));
+    ASSERT_TRUE(eventually([&] { return lines().find("truck-17") != std::string::npos; }, PATIENCE))
+        << lines();
+    EXPECT_THAT(run({"fleet", "--once", "--filter", "state=searching"}).said,
+                testing::AllOf(HasSubstr("\ntruck-17 "), testing::EndsWith("1 unit: 1 SEARCHING\n")));
+    brokers.stop_central();
+    ASSERT_TRUE(eventually([&] { return lines().find("lost to localhost") != std::string::npos; }, PATIENCE));
+    truck->publish("units/truck-17/system/modem/status", status(pb::ModemStatus::CONNECTED));
+    brokers.start_central();
+    ASSERT_TRUE(eventually([&] { return lines().find("CONNECTED  (SEARCHING lasted") != std::string::npos; },
+                           PATIENCE))
+        << lines();
+    pipe.signal(SIGTERM);
+    ASSERT_TRUE(eventually([&] { return !pipe.running(); }, PATIENCE));
+    EXPECT_EQ(pipe.result(), 0);
+}
+
 TEST_F(FleetClient, SeesOneUnitFromAfarAndWhetherItsBridgeIsUp)
 {
     brokers.start_unit("truck-17");

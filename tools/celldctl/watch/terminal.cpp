@@ -3,6 +3,7 @@
 #include "exit_status.hpp"
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <langinfo.h>
@@ -105,6 +106,22 @@ std::optional<char> Terminal::key()
         return std::nullopt;
     }
     return key;
+}
+
+void Terminal::take_signals(Signals& signals)
+{
+    for (const int number : {SIGWINCH, SIGTSTP, SIGCONT}) {
+        signals.also(number);
+    }
+}
+
+void Terminal::signal(int number)
+{
+    if (number == SIGTSTP) {
+        leave();
+        static_cast<void>(raise(SIGSTOP));
+        enter();
+    }
 }
 
 void Terminal::leave()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output.hpp"
+#include "signals.hpp"
 #include "watch/watch_screen.hpp"
 
 #include <optional>
@@ -26,6 +27,11 @@ public:
     void show(const std::vector<ScreenLine>& lines);
     /// A key that was pressed; nothing when none was.
     std::optional<char> key();
+
+    /// Lets the signals that a screen heeds come as the others do: its size, and job control.
+    static void take_signals(Signals& signals);
+    /// One of them has come.
+    void signal(int number);
 
     /// Gives the terminal back to the shell, and takes it again.
     void leave();

@@ -4,7 +4,6 @@
 #include "watch/terminal.hpp"
 #include "watch/watch_model.hpp"
 
-#include <csignal>
 #include <memory>
 
 namespace celldctl {
@@ -85,11 +84,7 @@ public:
 
     void signal(int number) override
     {
-        if (number == SIGTSTP) {
-            terminal_.leave();
-            static_cast<void>(raise(SIGSTOP));
-            terminal_.enter();
-        }
+        terminal_.signal(number);
         drawn_.reset();
     }
 
@@ -103,9 +98,7 @@ private:
 std::unique_ptr<View> make_view(Session& session, const std::string& broker)
 {
     if (Terminal::is_there()) {
-        for (const int number : {SIGWINCH, SIGTSTP, SIGCONT}) {
-            session.signals.also(number);
-        }
+        Terminal::take_signals(session.signals);
         return std::make_unique<Live>(session, broker);
     }
     return std::make_unique<Lines>(session.output);

@@ -15,23 +15,9 @@ constexpr std::size_t TIME_WIDTH = 8;        // without the milliseconds
 constexpr std::size_t MOST_STATES_SHOWN = 6; // of a screen that has room for all
 constexpr auto NOT_KNOWN = "--";
 
-/// Cut behind `columns` characters; a character is all its bytes of UTF-8.
-std::string clipped(const std::string& text, std::size_t columns)
+bool begins_a_character(char byte) // of UTF-8
 {
-    std::size_t count = 0;
-    for (std::size_t pos = 0; pos < text.size(); ++pos) {
-        const bool begins = (static_cast<unsigned char>(text[pos]) & 0xc0U) != 0x80U;
-        if (begins && ++count > columns) {
-            return text.substr(0, pos);
-        }
-    }
-    return text;
-}
-
-std::string padded(std::string text, std::size_t width)
-{
-    text.resize(std::max(text.size(), width), ' ');
-    return text;
+    return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
 }
 
 std::string shown(const std::optional<std::string>& text)
@@ -187,6 +173,23 @@ private:
 };
 
 } // namespace
+
+std::string clipped(const std::string& text, std::size_t columns)
+{
+    std::size_t count = 0;
+    for (std::size_t pos = 0; pos < text.size(); ++pos) {
+        if (begins_a_character(text[pos]) && ++count > columns) {
+            return text.substr(0, pos);
+        }
+    }
+    return text;
+}
+
+std::string padded(std::string text, std::size_t columns)
+{
+    const auto count = static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins_a_character));
+    return text.append(columns > count ? columns - count : 0, ' ');
+}
 
 std::vector<ScreenLine> watch_screen(const WatchModel& model, WatchModel::Time now, const std::string& broker,
                                      const ScreenSize& size, bool utf8)

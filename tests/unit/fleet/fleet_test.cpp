@@ -1,0 +1,301 @@
+#include "bus/message_adapter.hpp"
+#include "exit_status.hpp"
+#include "fleet/fleet_views.hpp"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+namespace com = ecu::kova::com;
+namespace pb = ecu::kova::pb;
+using namespace celldctl;
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using State = pb::ModemStatus;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+constexpr FleetTime NOON{1'769'860'800s}; // 2026-01-31T12:00:00Z
+
+com::Message text(const std::string& bytes, bool retained = false)
+{
+    com::Message message(com::Message::Payload(bytes.begin(), bytes.end()));
+    message.retained(retained);
+    return message;
+}
+
+struct Said {
+    State::ModemState state = State::CONNECTED;
+    State::ModemResetReason reason = State::NONE;
+    std::string operator_name = {};
+    int rssi = 99;
+    std::chrono::nanoseconds up = 0s; ///< the sender's time since boot
+};
+
+com::Message status(const Said& said, bool retained = false)
+{
+    pb::ModemStatus message;
+    message.set_state(said.state);
+    message.set_reset_reason(said.reason);
+    message.set_operator_name(said.operator_name);
+    message.set_rssi(said.rssi);
+    auto payload = com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(message)->payload();
+    for (std::size_t byte = 0; byte < 8; ++byte) { // docs/bus.md, "Frame"
+        payload[10 + byte] =
+            static_cast<std::uint8_t>(static_cast<std::uint64_t>(said.up.count()) >> 8 * byte);
+    }
+    com::Message frame(std::move(payload));
+    frame.retained(retained);
+    return frame;
+}
+
+template <class T>
+com::Message frame_of(const T& message)
+{
+    return *com::PbInternalMessageAdapter<T>().serialize(message);
+}
+
+/// A fleet to talk to; time goes on by hand.
+class Fleet : public testing::Test {
+protected:
+    Fleet() { model.connection(true, now); }
+
+    void says(const std::string& unit, const com::Message& message, const std::string& topic = STATUS_TOPIC)
+    {
+        model.take("units/" + unit + "/" + topic, message, now);
+    }
+    void pass(std::chrono::seconds time)
+    {
+        now += time;
+        model.advance(now);
+    }
+    /// "a: CONNECTED" of each that is new.
+    std::vector<std::string> news()
+    {
+        std::vector<std::string> all;
+        for (const auto& one : model.take_news()) {
+            all.push_back(one.unit + ": " + one.text);
+        }
+        return all;
+    }
+    const UnitRecord& unit(const std::string& id) const { return model.units().at(id); }
+    std::vector<std::string> ids(const FleetChoice& choice)
+    {
+        std::vector<std::string> all;
+        for (const auto& row : fleet_rows(model, choice, now)) {
+            all.push_back(row.id);
+        }
+        return all;
+    }
+
+    FleetModel model;
+    FleetTime now = NOON;
+};
+
+using FleetTells = Fleet;
+using FleetTable = Fleet;
+
+} // namespace
+
+TEST_F(FleetTells, WhatEachUnitBecomes)
+{
+    says("a", status({State::CONNECTED, State::NONE, "Mobile", 20}, true));
+    EXPECT_EQ(unit("a").last_seen, std::nullopt) << "nobody knows when that was sent";
+    says("b", text("1", true), "bridge");
+    EXPECT_THAT(news(), ElementsAre("a: CONNECTED"));
+
+    pass(60s);
+    says("a", status({State::CONNECTED, State::NONE, "Mobile", 21}));
+    EXPECT_THAT(news(), IsEmpty()) << "a signal is no change";
+    says("a", status({State::CONNECTED, State::AT_PORT_TIMEOUT}));
+    says("a", status({State::DISABLING, State::AT_PORT_TIMEOUT}));
+    pass(7s);
+    says("a", status({State::ENABLING, State::AT_PORT_TIMEOUT}));
+    EXPECT_THAT(news(), ElementsAre("a: reset: AT_PORT_TIMEOUT",
+                                    "a: DISABLING  (CONNECTED lasted at least 1 min 00 s)",
+                                    "a: ENABLING  (DISABLING lasted 7 s)"));
+    EXPECT_EQ(unit("a").starts, 1U);
+
+    says("a", text("0"), "bridge");
+    pass(3600s);
+    says("a", text("1"), "bridge");
+    says("a", status({State::CONNECTED, State::AT_PORT_TIMEOUT}));
+    EXPECT_THAT(news(), ElementsAre("a: is unreachable: its bridge is down",
+                                    "b: is silent: nothing has come for five minutes",
+                                    "a: is silent: nothing has come for five minutes",
+                                    "a: CONNECTED  (ENABLING lasted 1 h 00 min)", "a: is heard again"));
+    says("a", status({}), "system/modem/nothing-known");
+    pb::ModemStatus will;
+    will.set_state(State::UNKNOWN);
+    says("a", frame_of(will));
+    EXPECT_THAT(news(), ElementsAre("a: its daemon is gone"));
+    EXPECT_EQ(unit("a").state, State::CONNECTED) << "what it said last stays";
+
+    says("a", text("garbage"));
+    says("a", text("garbage"));
+    says("a", text("garbage"), "system/modem/hardware");
+    EXPECT_THAT(news(), ElementsAre("a: its status does not decode"));
+    EXPECT_EQ(unit("a").malformed, 3U);
+    says("a", text("", true));
+    EXPECT_THAT(news(), ElementsAre("a: its status was taken off the broker"));
+    EXPECT_THAT(model.units(), SizeIs(1));
+}
+
+TEST_F(FleetTells, NoUnitSilentWhileTheBrokerIsAway)
+{
+    says("a", status({}));
+    says("b", status({}));
+    pass(301s);
+    EXPECT_EQ(unit("a").condition, Condition::SILENT);
+    says("b", status({}));
+    model.connection(false, now);
+    pass(3600s);
+    EXPECT_EQ(unit("a").condition, Condition::SILENT);
+    EXPECT_EQ(unit("b").condition, Condition::UP);
+    model.connection(true, now);
+    pass(300s);
+    EXPECT_EQ(unit("b").condition, Condition::UP) << "it has had no time to say anything";
+    pass(2s);
+    EXPECT_EQ(unit("b").condition, Condition::SILENT);
+    EXPECT_EQ(silence(unit("b"), now), 3902s);
+}
+
+TEST_F(FleetTells, TwoHostsOfOneIdButNotAHostThatBootsOrSendsAgain)
+{
+    const auto sees_two_after = [&](const std::vector<std::chrono::seconds>& stamps) {
+        model = {};
+        for (const auto stamp : stamps) {
+            now += 10s;
+            says("a", status({.up = stamp}));
+        }
+        return unit("a").two_senders;
+    };
+    EXPECT_TRUE(sees_two_after({5000s, 100s, 5010s, 110s, 5020s, 120s}));
+    EXPECT_FALSE(sees_two_after({5000s, 5010s, 60s, 70s, 80s, 90s, 100s})) << "one boot";
+    EXPECT_FALSE(sees_two_after({5000s, 4980s, 4990s, 5000s, 4990s, 5010s, 4950s, 5020s})) << "sent again";
+    EXPECT_FALSE(sees_two_after({-5s, 9'000'000'000s, -9'000'000'000s, 1s, 2s})) << "any stamp may come";
+    model = {};
+    for (const auto* const imei : {"1", "1", "2", "1", "2"}) {
+        pb::ModemHardware hardware;
+        hardware.set_imei(imei);
+        says("a", frame_of(hardware), "system/modem/hardware");
+    }
+    EXPECT_TRUE(unit("a").two_senders);
+    EXPECT_THAT(news(), ElementsAre("a: two hosts seem to have this id, or one boots again and again"));
+    pass(301s);
+    EXPECT_FALSE(unit("a").two_senders);
+}
+
+TEST_F(FleetTells, NothingUnboundedHoweverHostileTheBus)
+{
+    for (const auto& id :
+         {""s, "+"s, "#"s, "a\x1b[2J"s, "\xff"s, std::string(65, 'a'), std::string(60'000, 'b')}) {
+        says(id, status({}));
+    }
+    for (const auto* const topic : {"", "units", "units/", "units/a", "units/a/", "system/modem/status"}) {
+        model.take(topic, status({}), now);
+    }
+    EXPECT_THAT(model.units(), IsEmpty());
+    EXPECT_EQ(model.left_out().ids, 7U);
+    const auto flood = std::string(300, '\x1b') + "\xc3\xa4";
+    for (int round = 0; round < 3; ++round) {
+        const auto state = round % 2 == 0 ? State::CONNECTED : State::SEARCHING;
+        for (std::size_t index = 0; index < FleetModel::MOST_UNITS + 1; ++index) {
+            says("unit \"" + std::to_string(index), status({state, State::NONE, flood}));
+        }
+    }
+    EXPECT_THAT(model.units(), SizeIs(FleetModel::MOST_UNITS));
+    EXPECT_EQ(model.left_out(), (FleetModel::Left{7, 3, FleetModel::MOST_UNITS}));
+    EXPECT_EQ(unit("unit \"1").operator_name, std::string(64, '\x1b'));
+    FleetPage page;
+    page.first = 1'000'000;
+    for (const std::size_t columns : {0, 9, 40, 150}) {
+        for (const std::size_t rows : {0, 1, 4, 30}) {
+            const auto lines = fleet_screen(model, page, now, "centre:8884", {columns, rows});
+            EXPECT_LE(lines.size(), rows);
+            for (const auto& line : lines) {
+                EXPECT_LE(line.text.size(), columns);
+                EXPECT_EQ(line.text.find('\x1b'), std::string::npos);
+            }
+        }
+    }
+    EXPECT_THAT(left_out_text(model.left_out()), AllOf(HasSubstr("7 messages below ids that are none"),
+                                                       HasSubstr("3 messages of units beyond 10000")));
+}
+
+TEST_F(FleetTable, IsSortedAndFilteredByAnyColumn)
+{
+    says("a", status({State::SEARCHING, State::NONE, "Mobile", 5}));
+    pass(10s);
+    says("b", status({State::CONNECTED, State::BACKEND_TIMEOUT, "mobile II", 30}));
+    pass(10s);
+    says("c", status({State::CONNECTED, State::NONE, "Other"}));
+    says("c", text("0"), "bridge");
+    pass(10s);
+    const std::pair<FleetChoice, std::vector<std::string>> orders[] = {
+        {{}, {"a", "b", "c"}},
+        {{{}, "unit", true}, {"c", "b", "a"}},
+        {{{}, "state"}, {"c", "a", "b"}},
+        {{{}, "signal"}, {"c", "a", "b"}},
+        {{{}, "since"}, {"a", "b", "c"}},
+        {{{}, "operator"}, {"a", "c", "b"}},
+    };
+    for (const auto& [choice, expected] : orders) {
+        EXPECT_EQ(ids(choice), expected) << choice.sort;
+    }
+    const std::pair<std::vector<std::string>, std::vector<std::string>> filters[] = {
+        {{"unit=[ab]"}, {"a", "b"}},
+        {{"state=connected"}, {"b", "c"}},
+        {{"state=connected", "state!=unreachable"}, {"b"}},
+        {{"operator=MOBILE*"}, {"a", "b"}},
+        {{"reset!=none"}, {"b"}},
+        {{"signal<-90"}, {"a"}},
+        {{"signal>-200"}, {"a", "b"}},
+        {{"since>15"}, {"a", "b"}},
+        {{"seen<15"}, {"c"}},
+    };
+    for (const auto& [expressions, expected] : filters) {
+        FleetChoice choice;
+        for (const auto& expression : expressions) {
+            choice.filters.push_back(fleet_filter(expression));
+        }
+        EXPECT_EQ(ids(choice), expected) << expressions.front();
+    }
+    for (const auto* const wrong :
+         {"", "unit", "unit<a", "sate=x", "signal=5", "signal<", "signal<x", "signal<5x", "=", "unit!a"}) {
+        EXPECT_THROW(fleet_filter(wrong), UsageError) << wrong;
+    }
+}
+
+TEST_F(FleetTable, SaysTheSameToAPersonAndToAProgram)
+{
+    says("truck \"7\"", status({State::SEARCHING, State::NONE, "T\xc3\xa4st\x1b", 20}));
+    says("truck \"7\"", text("1", true), "bridge");
+    now += 31s;
+    says("truck \"7\"", status({State::CONNECTED, State::NONE, "T\xc3\xa4st\x1b", 20}));
+    const auto news = model.take_news();
+    EXPECT_EQ(
+        fleet_text(news.at(1)),
+        "2026-01-31T12:00:31.000Z  truck \\\"7\\\"          CONNECTED  (SEARCHING lasted at least 31 s)\n");
+    const auto object = nlohmann::json::parse(fleet_json(news.at(1)));
+    EXPECT_EQ(object["unit"], "truck \"7\"");
+    EXPECT_EQ(object["kind"], "state");
+    EXPECT_EQ(object["state"], "CONNECTED");
+    EXPECT_EQ(object["connected"], true);
+    EXPECT_EQ(object["operator"]["name"], "T\xc3\xa4st\x1b");
+    EXPECT_EQ(object["signal"]["rssi_dbm"], -73);
+    EXPECT_EQ(object["last_seen_s"], 0);
+    EXPECT_EQ(object["bridge"], "up");
+    now += 65s;
+    FleetPage page;
+    const auto lines = fleet_screen(model, page, now, "centre:8884", {120, 24});
+    EXPECT_EQ(lines.at(1).text, "1 unit: 1 CONNECTED");
+    EXPECT_EQ(lines.at(3).text,
+              "truck \\\"7\\\"        CONNECTED      1 min 05 s     T\xc3\xa4st\\x1b         -73 dBm   "
+              "1 min 05 s   0 NONE");
+}

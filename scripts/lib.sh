@@ -4,7 +4,7 @@
 # Everything that `cmake --preset release` needs, and the broker.
 BUILD_PACKAGES=(
     g++ cmake ninja-build pkg-config protobuf-compiler libprotobuf-dev libmosquittopp-dev libgtest-dev libgmock-dev
-    nlohmann-json3-dev libcli11-dev mosquitto ca-certificates openssl
+    nlohmann-json3-dev libcli11-dev libmicrohttpd-dev mosquitto ca-certificates openssl
 )
 
 # What counts the cost of the code (bench/check-counts).

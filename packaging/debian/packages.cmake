@@ -48,6 +48,6 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "bus client and bench module of celld
 celldctl shows and steers what celld says on the unit's bus and looks at all
 that an integrator checks by hand. celld-sim stands in for the module and its
 board where there is no hardware.")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "celld, mosquitto")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "celld, mosquitto, prometheus")
 
 include(CPack)

@@ -17,6 +17,7 @@ constexpr std::array VERBS{
     Verb{"report", "Draw recording, journal and bus log as one page for a browser.", &report, Scope::FILES},
     Verb{"fleet", "Show all units of a fleet in one table, live; on a pipe a line each change.", &fleet,
          Scope::FLEET},
+    Verb{"exporter", "Offer the same as metrics for Prometheus.", &exporter, Scope::FLEET},
     Verb{"backend", "Stand in for the backend service: publish its status.", &backend},
     Verb{"blackout", "Switch the unit's radio silence on or off.", &blackout},
 };

@@ -38,6 +38,7 @@ Run doctor(Options& options);
 Run backend(Options& options);
 Run blackout(Options& options);
 Run fleet(Options& options);
+Run exporter(Options& options);
 Run history(Options& options);
 Run at(Options& options);
 Run report(Options& options);

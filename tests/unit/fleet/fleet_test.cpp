@@ -1,10 +1,13 @@
 #include "bus/message_adapter.hpp"
 #include "exit_status.hpp"
 #include "fleet/fleet_views.hpp"
+#include "fleet/metrics.hpp"
 
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 
 namespace com = ecu::kova::com;
 namespace pb = ecu::kova::pb;
@@ -99,6 +102,7 @@ protected:
 
 using FleetTells = Fleet;
 using FleetTable = Fleet;
+using FleetMetrics = Fleet;
 
 } // namespace
 
@@ -298,4 +302,40 @@ TEST_F(FleetTable, SaysTheSameToAPersonAndToAProgram)
     EXPECT_EQ(lines.at(3).text,
               "truck \\\"7\\\"        CONNECTED      1 min 05 s     T\xc3\xa4st\\x1b         -73 dBm   "
               "1 min 05 s   0 NONE");
+}
+
+TEST_F(FleetMetrics, AreFamiliesOfSamplesThatNoTextOfAUnitBreaks)
+{
+    const auto forged = "x\"} 1\ncelld_up{unit=\"other\\\x1b\xff"s;
+    says("a", status({State::SEARCHING, State::AT_PORT_TIMEOUT, forged, 20}, true));
+    says("b\"\\", status({State::CONNECTED}));
+    says("b\"\\", text("0"), "bridge");
+    const auto page = metrics_text(model, true);
+    for (const auto* const line :
+         {"celld_exporter_broker_connected 1", "celld_exporter_units 2", R"(celld_up{unit="a"} 1)",
+          R"(celld_up{unit="b\"\\"} 0)", R"(celld_bridge_up{unit="b\"\\"} 0)",
+          R"(celld_signal_strength_dbm{unit="a"} -73)", R"(celld_state{unit="a",state="SEARCHING"} 1)",
+          R"(celld_state{unit="a",state="CONNECTED"} 0)", R"(celld_state{unit="b\"\\",state="CONNECTED"} 1)",
+          R"(celld_last_reset_info{unit="a",reason="AT_PORT_TIMEOUT"} 1)",
+          R"(celld_last_seen_timestamp_seconds{unit="b\"\\"} 1769860800.000)",
+          "celld_network_info{unit=\"a\",operator=\"x\\\"} "
+          "1\\\\x0acelld_up{unit=\\\"other\\\\\\\\x1b\xef\xbf\xbd\","
+          "operator_id=\"\",technology=\"\"} 1"}) {
+        EXPECT_THAT("\n" + page, HasSubstr("\n"s + line + "\n"));
+    }
+    EXPECT_THAT(page, Not(HasSubstr("celld_bridge_up{unit=\"a\"}"))) << "it is not known";
+    EXPECT_THAT(page, Not(HasSubstr("celld_last_seen_timestamp_seconds{unit=\"a\"}"))) << "likewise";
+    // Each sample stands below its family's head, and no family comes twice.
+    std::set<std::string> families;
+    std::istringstream lines(page);
+    std::string family;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("# HELP ")) {
+            family = line.substr(7, line.find(' ', 7) - 7);
+            EXPECT_TRUE(families.insert(family).second) << family;
+        } else if (!line.starts_with("# TYPE " + family + ' ')) {
+            EXPECT_EQ(line.substr(0, line.find_first_of("{ ")), family);
+        }
+    }
+    EXPECT_THAT(families, SizeIs(testing::Ge(15U)));
 }

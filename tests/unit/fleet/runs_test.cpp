@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+
 namespace com = ecu::kova::com;
 namespace pb = ecu::kova::pb;
 using testing::HasSubstr;
@@ -65,6 +67,33 @@ protected:
         return {child.result(), brokers.root.read("/said")};
     }
 
+    /// What the exporter answers, head and body; empty when it does not.
+    static std::string ask(int port, const std::string& request)
+    {
+        const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const auto address = Broker::loopback(port);
+        std::string answer;
+        if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+            ::send(connection, request.data(), request.size(), MSG_NOSIGNAL) > 0) {
+            std::array<char, 4096> part{};
+            for (auto count = read(connection, part.data(), part.size()); count > 0;
+                 count = read(connection, part.data(), part.size())) {
+                answer.append(part.data(), static_cast<std::size_t>(count));
+            }
+        }
+        close(connection);
+        return answer;
+    }
+    static std::string get(int port, const std::string& path)
+    {
+        return ask(port, "GET " + path + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+    }
+    static bool comes(int port, const std::string& sample)
+    {
+        return eventually(
+            [&] { return get(port, "/metrics").find("\n" + sample + "\n") != std::string::npos; }, PATIENCE);
+    }
+
     FleetBrokers brokers;
 };
 
@@ -121,4 +150,43 @@ TEST_F(FleetClient, SeesOneUnitFromAfarAndWhetherItsBridgeIsUp)
     const auto anonymous = run({"status"}, false);
     EXPECT_EQ(anonymous.status, 3);
     EXPECT_THAT(anonymous.said, HasSubstr("does it want a certificate (--cert, --key)?"));
+}
+
+TEST_F(FleetClient, ExportsMetricsWhetherTheBrokerIsThereOrNot)
+{
+    brokers.stop_central();
+    const int port = free_port();
+    const auto listen = "127.0.0.1:" + std::to_string(port);
+    Child exporter;
+    exporter.start(command({"exporter", "--listen", listen}), brokers.root.path("/exporter"));
+    ASSERT_TRUE(comes(port, "celld_exporter_broker_connected 0"));
+    const auto second = run({"exporter", "--listen", listen});
+    EXPECT_EQ(second.status, 7);
+    EXPECT_THAT(second.said, HasSubstr("cannot listen at " + listen + ": Address already in use"));
+
+    brokers.start_central();
+    const auto truck = brokers.as_unit("truck-17", "truck-17");
+    truck->publish("units/truck-17/system/modem/status", status(pb::ModemStatus::CONNECTED));
+    ASSERT_TRUE(comes(port, "celld_exporter_broker_connected 1"));
+    ASSERT_TRUE(comes(port, R"(celld_state{unit="truck-17",state="CONNECTED"} 1)"));
+    EXPECT_THAT(get(port, "/metrics"), testing::AllOf(StartsWith("HTTP/1.1 200"),
+                                                      HasSubstr("Content-Type: text/plain; version=0.0.4")));
+    EXPECT_THAT(get(port, "/"), HasSubstr("/metrics"));
+    EXPECT_THAT(get(port, "/metrics/x"), StartsWith("HTTP/1.1 404"));
+    EXPECT_THAT(
+        ask(port, "POST /metrics HTTP/1.1\r\nHost: x\r\nContent-Length: 2\r\nConnection: close\r\n\r\nhi"),
+        StartsWith("HTTP/1.1 405"));
+    EXPECT_THAT(get(port, "/" + std::string(100'000, 'x')), Not(StartsWith("HTTP/1.1 200")));
+
+    brokers.stop_central();
+    ASSERT_TRUE(comes(port, "celld_exporter_broker_connected 0"));
+    EXPECT_THAT(get(port, "/metrics"), HasSubstr(R"(celld_state{unit="truck-17",state="CONNECTED"} 1)"));
+    exporter.signal(SIGTERM);
+    ASSERT_TRUE(eventually([&] { return !exporter.running(); }, PATIENCE));
+    EXPECT_EQ(exporter.result(), 0);
+    EXPECT_THAT(brokers.root.read("/exporter"), StartsWith("http://" + listen + "/metrics\n"));
+    for (const auto* const wrong : {"", "9818", "127.0.0.1", "127.0.0.1:", "::1:80", "localhost:80",
+                                    "127.0.0.1:65536", "127.0.0.1:x"}) {
+        EXPECT_EQ(run({"exporter", "--listen", wrong}).status, 2) << wrong;
+    }
 }

@@ -72,16 +72,21 @@ void FleetBus::wait_for_first_connection(Signals& signals, std::optional<std::ch
     link_.wait_until_connected(signals, {timeout.value_or(FIRST_CONNECTION), true});
 }
 
+Event FleetBus::connection_news(bool connected) const
+{
+    return connected ? connection_event("there again: " + link_.broker(), true)
+                     : connection_event(
+                           "lost to " + link_.broker() + ": " + link_.reason() + "; trying again", false);
+}
+
 std::optional<Event> FleetBus::look(FleetTime now)
 {
     std::optional<Event> news;
-    if (link_.is_connected() != connected_) {
-        connected_ = !connected_;
-        observer_->connection(connected_, now);
-        news = connected_
-                   ? connection_event("there again: " + link_.broker(), true)
-                   : connection_event("lost to " + link_.broker() + ": " + link_.reason() + "; trying again",
-                                      false);
+    const bool connected = link_.is_connected();
+    if (connected_ ? *connected_ != connected : connected) {
+        observer_->connection(connected, now);
+        news = connected_ ? std::optional(connection_news(connected)) : std::nullopt;
+        connected_ = connected;
     }
     if (now - advanced_ >= ADVANCE || now < advanced_) {
         advanced_ = now;

@@ -38,16 +38,18 @@ public:
     const BusLink& link() const { return link_; }
     /// For ten seconds, or as long as is given. Throws Failure.
     void wait_for_first_connection(Signals& signals, std::optional<std::chrono::seconds> timeout);
-    /// Looks at the connection and lets time pass; what became of the connection, when that is news.
+    /// Looks at the connection and lets time pass; what became of the connection once there was one.
     std::optional<Event> look(FleetTime now);
 
     FleetObserver& observer() { return *observer_; }
     const FleetObserver& observer() const { return *observer_; }
 
 private:
+    Event connection_news(bool connected) const;
+
     const std::shared_ptr<FleetObserver> observer_ = std::make_shared<FleetObserver>();
     BusLink link_;
-    bool connected_ = true;
+    std::optional<bool> connected_; // nothing before the first connection
     FleetTime advanced_;
 };
 

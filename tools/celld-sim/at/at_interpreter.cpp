@@ -171,7 +171,7 @@ void AtInterpreter::deliver(AtOutcome outcome)
             send_lines({outcome.result});
         }
     }
-    output_.when_empty([this, ended = std::move(outcome)] { end(ended); });
+    output_.when_out([this, ended = std::move(outcome)] { end(ended); });
 }
 
 void AtInterpreter::end(const AtOutcome& outcome)

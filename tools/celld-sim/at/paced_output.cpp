@@ -6,7 +6,7 @@ namespace bench {
 
 void PacedOutput::write(std::string_view bytes)
 {
-    if (pause_.count() == 0) {
+    if (pause_.count() == 0 && waiting_.empty()) {
         send_(bytes);
         return;
     }
@@ -17,13 +17,14 @@ void PacedOutput::write(std::string_view bytes)
     }
 }
 
-void PacedOutput::when_empty(std::function<void()> callback)
+void PacedOutput::when_out(std::function<void()> callback)
 {
     if (waiting_.empty()) {
         pause_ = {};
         callback();
     } else {
-        when_empty_ = std::move(callback);
+        when_out_ = std::move(callback);
+        before_it_ = waiting_.size();
     }
 }
 
@@ -31,23 +32,24 @@ void PacedOutput::reset()
 {
     timers_.cancel(timer_);
     waiting_.clear();
-    when_empty_ = nullptr;
+    when_out_ = nullptr;
     pause_ = {};
 }
 
-/// With the last byte all is out: whoever has read it may write the next command at once.
+/// With the last byte of an answer it is out: whoever has read it may write the next command at once,
+/// whatever waits behind it.
 void PacedOutput::step()
 {
     const char next = waiting_.front();
     waiting_.erase(0, 1);
     send_({&next, 1});
-    if (!waiting_.empty()) {
+    if (waiting_.empty()) {
+        pause_ = {};
+    } else {
         timer_ = timers_.after(pause_, [this] { step(); });
-        return;
     }
-    pause_ = {};
-    if (const auto callback = std::exchange(when_empty_, nullptr)) {
-        callback();
+    if (when_out_ && --before_it_ == 0) {
+        std::exchange(when_out_, nullptr)();
     }
 }
 

@@ -26,8 +26,8 @@ public:
     /// Byte by byte from now on until the output is empty.
     void pace(std::chrono::milliseconds pause) { pause_ = pause; }
 
-    /// Calls back once, when all that was written is out: at once if nothing waits.
-    void when_empty(std::function<void()> callback);
+    /// Calls back once, when all that was written before is out: at once if nothing waits.
+    void when_out(std::function<void()> callback);
 
     /// Forgets what waits.
     void reset();
@@ -37,7 +37,8 @@ private:
 
     TimerQueue& timers_;
     std::function<void(std::string_view)> send_;
-    std::function<void()> when_empty_;
+    std::function<void()> when_out_;
+    std::size_t before_it_ = 0; // bytes that wait in front of `when_out_`
     std::string waiting_;
     std::chrono::milliseconds pause_{0};
     TimerQueue::Id timer_ = 0;

@@ -107,6 +107,7 @@ TEST(TranscriptCheckTest, SeesWhatBreaksARule)
         {"down", {up, known, "3 module down", off}, {}},
         {"not known again", {up, known, "3 port gone", "4 port there", off}, {}},
         {"open again", {up, known, "3 port open", off}, {Rule::SUPPLY}},
+        {"its port away", {up, known, "3 port gone", off}, {}},
         {"asked before", {"1 command 1 AT+CPWROFF", "1 module down", up, known, off}, {Rule::SUPPLY}},
         {"never known", {up, "2 answer 1 2 open AT OK", off}, {}},
         {"booting", {"1 module booting", off}, {}},

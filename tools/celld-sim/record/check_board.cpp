@@ -23,7 +23,8 @@ void BoardRules::feed(const TranscriptLine& line)
         up_ = line.field(0) == "up";
         known_ = asked_to_end_ = false;
     } else if (line.kind == "port") {
-        known_ = known_ && line.field(0) != "there";
+        // Nobody can ask a module whose port is away.
+        known_ = known_ && line.field(0) != "there" && line.field(0) != "gone";
     } else if (line.kind == "command") {
         asked_to_end_ = asked_to_end_ || line.field(1) == POWER_OFF;
     } else if (line.kind == "answer") {

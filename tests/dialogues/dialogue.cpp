@@ -151,7 +151,7 @@ Dialogue::Dialogue(const std::string& script)
     module.on_command([this](const AtCommand& command) { recorder_.command(command); });
     const auto look = [this] { recorder_.look(); };
     clock.watched_by(look, [look] {
-        await_threads(); // or what a timer does then stands anywhere behind it
+        await_sleepers(); // or what a timer does then stands anywhere behind it
         look();
     });
 }
@@ -182,16 +182,6 @@ void Dialogue::act(const std::string& verb_and_words)
     ADD_FAILURE() << "no verb: " << verb_and_words;
 }
 
-/// Those that wait for the port or for the backend do so by now.
-void Dialogue::await_threads()
-{
-    std::optional<long> last;
-    for (auto now = switches_of_sleepers(); !now || now != last; now = switches_of_sleepers()) {
-        last = now;
-        std::this_thread::sleep_for(20us);
-    }
-}
-
 void Dialogue::let_pass(const std::function<bool()>& enough)
 {
     const auto end = clock.now() + LONGEST_WAY;
@@ -201,7 +191,7 @@ void Dialogue::let_pass(const std::function<bool()>& enough)
         left = wanted.leave;
         modem().rest(wanted);
         if (state() == State::WAITING_FOR_ATPORT || state() == State::CONNECTED) {
-            await_threads();
+            await_sleepers();
         }
         recorder_.end_pass();
     }

@@ -18,7 +18,6 @@ protected:
 private:
     void act(const std::string& verb_and_words);
     void let_pass(const std::function<bool()>& enough);
-    static void await_threads();
     void write_unit_files();
 
     friend struct Verbs;

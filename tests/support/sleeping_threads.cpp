@@ -1,8 +1,10 @@
 #include "support/sleeping_threads.hpp"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 std::optional<long> switches_of_sleepers()
@@ -20,4 +22,14 @@ std::optional<long> switches_of_sleepers()
         }
     }
     return switches;
+}
+
+void await_sleepers()
+{
+    using namespace std::chrono_literals;
+    std::optional<long> last;
+    for (auto now = switches_of_sleepers(); !now || now != last; now = switches_of_sleepers()) {
+        last = now;
+        std::this_thread::sleep_for(20us);
+    }
 }

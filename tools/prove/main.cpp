@@ -1,6 +1,8 @@
 #include "proof.hpp"
 #include "recovery.hpp"
+#include "roads.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
@@ -26,13 +28,16 @@ constexpr Part PARTS[] = {
 };
 
 constexpr const char* USAGE =
-    "Usage: prove [--every N] [--seed N] [single] [lasting] [silence] [bus] [pairs] [endurance]\n"
+    "Usage: prove [--every N] [--seed N] [--roads FILE | --compare FILE] [single] [lasting] [silence] [bus] "
+    "[pairs] [endurance]\n"
     "       prove recovery\n"
     "\n"
     "Lets things go wrong with a whole daemon in virtual time, and says what came of it.\n"
     "\n"
     "  --every N   one run in N only, another one with each seed (default: 1)\n"
     "  --seed N    which of them, and what happens in a day of endurance (default: the date)\n"
+    "  --roads FILE    writes down which way each run went: all that left the daemon, as one number\n"
+    "  --compare FILE  says which runs went another way than written there\n"
     "\n"
     "With recovery alone: prints how long the way back takes, as docs/recovery.md.\n"
     "\n"
@@ -58,46 +63,110 @@ std::vector<Run> one_in(unsigned long every, unsigned long seed, const std::vect
     return some;
 }
 
+struct Settings {
+    unsigned long every = 1;
+    unsigned long seed = static_cast<unsigned long>(std::time(nullptr) / 86400);
+    std::string roads;
+    std::string compare;
+    std::set<std::string> parts;
+};
+
+Settings settings_of(int count, char** words)
+{
+    Settings settings;
+    for (int i = 1; i < count; ++i) {
+        const std::string word = words[i];
+        if (word == "--every" || word == "--seed") {
+            (word == "--every" ? settings.every : settings.seed) = number(words[++i]);
+        } else if ((word == "--roads" || word == "--compare") && words[i + 1] != nullptr) {
+            (word == "--roads" ? settings.roads : settings.compare) = words[++i];
+        } else {
+            settings.parts.insert(word);
+        }
+    }
+    return settings;
+}
+
+void print_head(const Settings& settings)
+{
+    std::cout << "Seed " << settings.seed << ", one run in " << settings.every << ".\n\n"
+              << std::left << std::setw(28) << "" << std::setw(8) << "family" << std::right << std::setw(8)
+              << "tried" << std::setw(12) << "recovered" << std::setw(18) << "ended as stated"
+              << std::setw(12) << "fell short" << std::endl;
+}
+
+void print_row(const Part& part, Family family, const Tally& tally)
+{
+    std::cout << std::left << std::setw(28) << part.title << std::setw(8)
+              << (family == Family::SARA ? "SARA" : "TOBY") << std::right << std::setw(8) << tally.tried
+              << std::setw(12) << tally.recovered << std::setw(18) << tally.ended << std::setw(12)
+              << tally.short_of << std::endl;
+}
+
+/// Names the first few, counts all.
+void print_others(const Roads& known, const std::map<std::string, std::uint64_t>& roads)
+{
+    constexpr std::size_t NAMED = 20;
+    std::size_t others = 0;
+    for (const auto& [run, road] : roads) {
+        if (known.differs(run, road) && ++others <= NAMED) {
+            std::cout << "another way: " << run << '\n';
+        }
+    }
+    std::cout << others << " of " << roads.size() << " went another way\n";
+}
+
+bool prove_parts(const Settings& settings)
+{
+    const auto known = settings.compare.empty() ? Roads() : Roads(settings.compare);
+    if (!settings.roads.empty() || !settings.compare.empty()) {
+        Watch::steady();
+    }
+    print_head(settings);
+    std::size_t tried = 0;
+    std::size_t short_of = 0;
+    std::map<std::string, std::uint64_t> roads;
+    for (const auto& part : PARTS) {
+        for (const auto family : {Family::SARA, Family::TOBY}) {
+            if (!settings.parts.empty() && settings.parts.count(part.name) == 0) {
+                continue;
+            }
+            const auto tally = prove(one_in(settings.every, settings.seed, part.runs(family, settings.seed)));
+            print_row(part, family, tally);
+            tried += tally.tried;
+            short_of += tally.short_of;
+            for (const auto& [run, road] : tally.roads) {
+                roads[std::string(part.name) + ": " + run] = road;
+            }
+        }
+    }
+    std::cout << '\n';
+    if (!settings.roads.empty()) {
+        Roads written;
+        std::for_each(roads.begin(), roads.end(),
+                      [&](const auto& one) { written.add(one.first, one.second); });
+        written.write(settings.roads);
+    }
+    if (!settings.compare.empty()) {
+        print_others(known, roads);
+    }
+    std::cout << tried << " tried, " << short_of << " fell short" << std::endl;
+    return short_of == 0 && tried > 0;
+}
+
 } // namespace
 
 int main(int count, char** words)
 {
     testing::GTEST_FLAG(throw_on_failure) = true; // a fixture that is at a loss ends its run
     testing::InitGoogleTest(&count, words);
-    unsigned long every = 1;
-    unsigned long seed = static_cast<unsigned long>(std::time(nullptr) / 86400);
-    std::set<std::string> chosen;
-    for (int i = 1; i < count; ++i) {
-        const std::string word = words[i];
-        if (word == "--every" || word == "--seed") {
-            (word == "--every" ? every : seed) = number(words[++i]);
-        } else {
-            chosen.insert(word);
-        }
+    const auto settings = settings_of(count, words);
+    try {
+        const bool good =
+            settings.parts == std::set<std::string>{"recovery"} ? print_recovery() : prove_parts(settings);
+        return good ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::exception& error) {
+        std::cerr << "prove: " << error.what() << '\n';
+        return EXIT_FAILURE;
     }
-    if (chosen == std::set<std::string>{"recovery"}) {
-        return print_recovery() ? EXIT_SUCCESS : EXIT_FAILURE;
-    }
-    std::cout << "Seed " << seed << ", one run in " << every << ".\n\n"
-              << std::left << std::setw(28) << "" << std::setw(8) << "family" << std::right << std::setw(8)
-              << "tried" << std::setw(12) << "recovered" << std::setw(18) << "ended as stated"
-              << std::setw(12) << "fell short" << std::endl;
-    std::size_t tried = 0;
-    std::size_t short_of = 0;
-    for (const auto& part : PARTS) {
-        for (const auto family : {Family::SARA, Family::TOBY}) {
-            if (!chosen.empty() && chosen.count(part.name) == 0) {
-                continue;
-            }
-            const auto tally = prove(one_in(every, seed, part.runs(family, seed)));
-            std::cout << std::left << std::setw(28) << part.title << std::setw(8)
-                      << (family == Family::SARA ? "SARA" : "TOBY") << std::right << std::setw(8)
-                      << tally.tried << std::setw(12) << tally.recovered << std::setw(18) << tally.ended
-                      << std::setw(12) << tally.short_of << std::endl;
-            tried += tally.tried;
-            short_of += tally.short_of;
-        }
-    }
-    std::cout << '\n' << tried << " tried, " << short_of << " fell short" << std::endl;
-    return short_of == 0 && tried > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -40,11 +40,31 @@ std::string what_is_wrong(const Run& run, Unit& unit, End end)
     return text;
 }
 
-End be(const Run& run, Recovery& recovery)
+/// What a child hands over besides its words.
+struct Handover {
+    Recovery recovery;
+    std::uint64_t road = 0;
+};
+
+/// Whatever ends the run.
+class RoadAtTheEnd {
+public:
+    RoadAtTheEnd(const Unit& unit, std::uint64_t& road) : unit_(unit), road_(road) {}
+    RoadAtTheEnd(const RoadAtTheEnd&) = delete;
+    RoadAtTheEnd& operator=(const RoadAtTheEnd&) = delete;
+    ~RoadAtTheEnd() { road_ = unit_.road(); }
+
+private:
+    const Unit& unit_;
+    std::uint64_t& road_;
+};
+
+End be(const Run& run, Handover& handover)
 {
     Unit unit(run.family, run.kind);
+    const RoadAtTheEnd road(unit, handover.road);
     run.what(unit);
-    recovery = unit.recovery;
+    handover.recovery = unit.recovery;
     const End end = unit.end();
     if (end != End::CONNECTED && run.ends.count(end) == 0) {
         std::cerr << "in " << Modem::state_to_str(unit.state()) << (unit.left ? ", given up" : "")
@@ -64,14 +84,14 @@ End be(const Run& run, Recovery& recovery)
 class Child {
 public:
     explicit Child(const Run& run)
-        : run_(&run), recovery_(static_cast<Recovery*>(mmap(nullptr, sizeof(Recovery), PROT_READ | PROT_WRITE,
+        : run_(&run), handover_(static_cast<Handover*>(mmap(nullptr, sizeof(Handover), PROT_READ | PROT_WRITE,
                                                             MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
         std::array<int, 2> ends{};
-        if (recovery_ == MAP_FAILED || pipe2(ends.data(), O_CLOEXEC) != 0) {
+        if (handover_ == MAP_FAILED || pipe2(ends.data(), O_CLOEXEC) != 0) {
             throw std::runtime_error("no memory or no pipe");
         }
-        *recovery_ = {};
+        *handover_ = {};
         fcntl(ends[1], F_SETPIPE_SZ, OUTPUT_BYTES);
         std::cout << std::flush;
         process_ = fork();
@@ -92,13 +112,13 @@ public:
     Outcome outcome(int status)
     {
         Outcome outcome{WIFEXITED(status) ? static_cast<End>(WEXITSTATUS(status)) : End::ELSEWHERE,
-                        *recovery_, ""};
+                        handover_->recovery, handover_->road, ""};
         std::array<char, 4096> buffer{};
         for (ssize_t count = 0; (count = read(output_, buffer.data(), buffer.size())) > 0;) {
             outcome.text.append(buffer.data(), static_cast<std::size_t>(count));
         }
         close(output_);
-        munmap(recovery_, sizeof(Recovery));
+        munmap(handover_, sizeof(Handover));
         return outcome;
     }
 
@@ -109,7 +129,7 @@ private:
         alarm(LONGEST_RUN_S);                           // ends what never does
         End end = End::ELSEWHERE;
         try {
-            end = be(*run_, *recovery_);
+            end = be(*run_, *handover_);
         } catch (const SetUpImpossible& impossible) {
             std::cerr << impossible.what() << '\n';
             end = End::FATAL;
@@ -121,7 +141,7 @@ private:
     }
 
     const Run* run_;
-    Recovery* recovery_; // shared with the child
+    Handover* handover_; // shared with the child
     pid_t process_ = -1;
     int output_ = -1;
 };
@@ -164,6 +184,9 @@ Tally prove(const std::vector<Run>& runs)
     std::vector<const Run*> to_explain;
     make(runs, [&](const Run& run, const Outcome& outcome) {
         ++tally.tried;
+        if (!run.kind.mqtt) {
+            tally.roads[run.name] = outcome.road;
+        }
         if (!is_right(run, outcome.end)) {
             ++tally.short_of;
             std::cout << "fell short: " << run.name << '\n' << outcome.text << std::endl;

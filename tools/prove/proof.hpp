@@ -3,7 +3,9 @@
 #include "unit.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -26,12 +28,14 @@ struct Tally {
     std::size_t recovered = 0;
     std::size_t ended = 0; ///< as one of `Run::ends`
     std::size_t short_of = 0;
+    std::map<std::string, std::uint64_t> roads; ///< by the name of the run; none of those in real time
 };
 
 /// What one run came to.
 struct Outcome {
     End end = End::ELSEWHERE;
     Recovery recovery;
+    std::uint64_t road = 0;
     std::string text; ///< what there is to say of one that fell short
 };
 

@@ -97,6 +97,18 @@ Facts Unit::facts()
     return facts;
 }
 
+std::uint64_t Unit::road() const
+{
+    bus::settle(5s);
+    auto road = watch.road();
+    for (const std::string topic : TOLD) {
+        const auto last = bus::last(topic);
+        road.note(topic + ' ' + std::to_string(bus::count(topic)) + ' ' +
+                  (last ? celldctl::describe(topic, *last).text : "") + '\n');
+    }
+    return road.digest();
+}
+
 End Unit::end()
 {
     switch (state()) {

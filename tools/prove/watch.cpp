@@ -1,5 +1,7 @@
 #include "watch.hpp"
 
+#include "support/sleeping_threads.hpp"
+
 #include <fcntl.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -32,7 +34,7 @@ Watch::Watch(ManualClock& clock, ScriptedPort& module, LogCapture& log, const Te
         throw std::runtime_error("there is no line of the supply");
     }
     module_.on_command([this](const AtCommand& sent) { command(sent); });
-    clock_.watched_by([this] { time_passes(); }, [] {});
+    clock_.watched_by([this] { time_passes(); }, [] { await_threads(); });
 }
 
 Watch::~Watch()
@@ -48,6 +50,7 @@ void Watch::command(const AtCommand& command)
     }
     look_at_the_supply();
     const auto& text = command.command;
+    note("AT" + text + " " + std::to_string(command.timeout.count()));
     asked_to_end_ = asked_to_end_ || text == "+CPWROFF";
     if (text.find('=') != std::string::npos) {
         settings_.insert(text);
@@ -57,6 +60,13 @@ void Watch::command(const AtCommand& command)
     }
     if (const auto many = commands_.count(clock_.now()); many > MOST_COMMANDS_A_MINUTE) {
         breaks("commands", std::to_string(many) + " commands within a minute, the last AT" + text);
+    }
+}
+
+void Watch::await_threads()
+{
+    if (steady_) {
+        await_sleepers();
     }
 }
 
@@ -73,6 +83,7 @@ void Watch::time_passes()
 
 void Watch::pass_ended()
 {
+    await_threads();
     time_passes();
     read_records();
     refusals_ = refused_this_pass_.empty() ? 0 : refusals_;
@@ -91,7 +102,9 @@ void Watch::look_at_the_supply()
         breaks("supply", "the supply was taken from a running module without \"+CPWROFF\"");
     }
     asked_to_end_ = asked_to_end_ && supply_ == on;
-    supply_ = on;
+    if (std::exchange(supply_, on) != on) {
+        note(on ? "supply on" : "supply off");
+    }
     if (on && silence_since_ && clock_.now() - *silence_since_ > SILENT_WITHIN) {
         breaks("radio silence", "the supply is on though radio silence was ordered long ago");
     }
@@ -103,6 +116,7 @@ void Watch::read_records()
         if (record.level > LogCapture::Level::NOTICE) {
             continue;
         }
+        note(record.text);
         if (const auto many = records_.count(clock_.now()); many > MOST_RECORDS_A_MINUTE) {
             breaks("records", std::to_string(many) + " records within a minute, the last: " + record.text);
         }
@@ -119,6 +133,11 @@ void Watch::read_records()
     if (story_.size() > 2 * STORY_END) {
         story_.erase(0, story_.size() - STORY_END);
     }
+}
+
+void Watch::note(const std::string& text)
+{
+    road_.note(std::to_string((clock_.now() - beginning_) / 1ms) + ' ' + text + '\n');
 }
 
 /// Often: the file is kept open.

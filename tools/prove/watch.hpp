@@ -1,5 +1,6 @@
 #pragma once
 
+#include "roads.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
 #include "support/scripted_port.hpp"
@@ -27,6 +28,10 @@ class Watch {
 public:
     Watch(ManualClock& clock, ScriptedPort& module, LogCapture& log, const TempRoot& root);
 
+    /// From now on a run goes the same way each time: whenever time has passed or a pass is over, the
+    /// daemon's other threads are waited for. That takes several times as long.
+    static void steady() { steady_ = true; }
+
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
     ~Watch(); ///< what is watched may live on
@@ -53,6 +58,8 @@ public:
     /// The records from NOTICE up, oldest first.
     const std::string& story() const { return story_; }
     std::size_t resets() const { return resets_; }
+    /// All that was seen.
+    const Road& road() const { return road_; }
 
 private:
     /// How often something came within the last minute.
@@ -64,11 +71,16 @@ private:
         std::deque<Clock::time_point> times_;
     };
 
+    static void await_threads();
     bool supplied() const;
     void look_at_the_supply();
     void read_records();
+    void note(const std::string& text);
+
+    static inline bool steady_ = false;
 
     ManualClock& clock_;
+    const Clock::time_point beginning_ = clock_.now();
     ScriptedPort& module_;
     LogCapture& log_;
     UniqueFd supply_file_;
@@ -88,4 +100,5 @@ private:
     std::vector<std::string> broken_;
     std::string story_;
     std::size_t resets_ = 0;
+    Road road_;
 };

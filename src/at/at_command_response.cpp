@@ -31,10 +31,9 @@ void AtCommandResponse::init(std::string_view text)
     }
 }
 
-std::string AtCommandResponse::payload(const std::string& wanted) const
+std::string AtCommandResponse::payload(std::string_view wanted) const
 {
-    const auto found = at::pieces_of(message, wanted);
-    return found.empty() ? value : found.back();
+    return std::string(at::last_piece_of(message, wanted).value_or(value));
 }
 
 bool AtCommandResponse::parse(const char* format, ...) const
@@ -51,7 +50,7 @@ bool AtCommandResponse::vparse(const char* format, std::va_list arguments) const
     return std::vsscanf(value.c_str(), format, arguments) >= 1;
 }
 
-bool AtCommandResponse::operator==(const std::string& text) const
+bool AtCommandResponse::operator==(std::string_view text) const
 {
     return prefix.find(text) != std::string::npos;
 }

@@ -24,14 +24,14 @@ struct AtCommandResponse {
     /// What stands behind the last "<wanted>:" of the message, blanks in front dropped: the same text as
     /// `value` for the stated form, and also right without the blank, or with URCs of the same prefix joined
     /// in front. `value` when the message has no such piece. Its fields are read with at::Fields.
-    std::string payload(const std::string& wanted) const;
+    std::string payload(std::string_view wanted) const;
 
     /// Scans `value` with vsscanf(3); true when at least one value was converted.
     __attribute__((format(scanf, 2, 3))) bool parse(const char* format, ...) const;
     __attribute__((format(scanf, 2, 0))) bool vparse(const char* format, std::va_list arguments) const;
 
     /// True when `text` occurs anywhere in the prefix: "+CGREG" equals "+CG".
-    bool operator==(const std::string& text) const;
+    bool operator==(std::string_view text) const;
 
     Type type = Type::Final;
     std::string prefix;  ///< text before the first ':' of a "name: value" line, else empty

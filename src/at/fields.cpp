@@ -8,11 +8,12 @@
 namespace at {
 namespace {
 
+constexpr std::size_t FEW_FIELDS = 5; // of most reports
+
 template <class Number>
-std::optional<Number> whole_number(const std::string& field, int base)
+std::optional<Number> whole_number(std::string_view field, int base)
 {
-    std::string text = field;
-    utils::trim(text); // a quoted field keeps its blanks
+    const auto text = utils::trimmed(field); // a quoted field keeps its blanks
     if (text.size() > MAX_NUMBER_LENGTH) {
         return std::nullopt;
     }
@@ -28,6 +29,7 @@ std::optional<Number> whole_number(const std::string& field, int base)
 std::vector<Field> split(std::string_view text)
 {
     std::vector<Field> fields;
+    fields.reserve(FEW_FIELDS);
     Field field;
     bool inside = false;
     const auto finish = [&] {
@@ -70,8 +72,8 @@ std::optional<std::uint32_t> Field::hex() const
 
 Fields::Fields(std::string_view text) : fields_(split(text)) {}
 
-Fields::Fields(const AtCommandResponse& response, const std::string& prefix)
-    : Fields(response.payload(prefix))
+Fields::Fields(const AtCommandResponse& response, std::string_view prefix)
+    : Fields(last_piece_of(response.message, prefix).value_or(response.value))
 {
 }
 
@@ -86,6 +88,19 @@ bool Fields::read(std::size_t index, int& value) const
     const auto number = (*this)[index].decimal();
     value = number.value_or(value);
     return number.has_value();
+}
+
+std::optional<std::string_view> last_piece_of(std::string_view message, std::string_view prefix)
+{
+    const auto is_start = [&](std::size_t at) { return message.substr(at + prefix.size()).starts_with(':'); };
+    auto start = prefix.empty() ? std::string_view::npos : message.rfind(prefix);
+    while (start != std::string_view::npos && !is_start(start)) {
+        start = start > 0 ? message.rfind(prefix, start - 1) : std::string_view::npos;
+    }
+    if (start == std::string_view::npos) {
+        return std::nullopt;
+    }
+    return utils::trimmed(message.substr(start + prefix.size() + 1));
 }
 
 std::vector<std::string> pieces_of(const std::string& message, const std::string& prefix)

@@ -42,7 +42,7 @@ public:
     /// Of the text behind a prefix.
     explicit Fields(std::string_view text);
     /// Of `response.payload(prefix)`.
-    Fields(const AtCommandResponse& response, const std::string& prefix);
+    Fields(const AtCommandResponse& response, std::string_view prefix);
 
     /// At least 1: an empty text is one empty field.
     std::size_t size() const { return fields_.size(); }
@@ -57,5 +57,7 @@ private:
 
 /// The pieces of an answer that start with "<prefix>:", without prefix and blanks in front, oldest first.
 std::vector<std::string> pieces_of(const std::string& message, const std::string& prefix);
+/// The last of them, of which there may be none. Refers to the message.
+std::optional<std::string_view> last_piece_of(std::string_view message, std::string_view prefix);
 
 } // namespace at

@@ -144,11 +144,11 @@ const char* prefix_of(Domain domain)
 
 std::optional<Update> parse_urc(Domain domain, const std::string& message)
 {
-    const auto pieces = at::pieces_of(message, prefix_of(domain));
-    if (pieces.empty()) {
+    const auto piece = at::last_piece_of(message, prefix_of(domain));
+    if (!piece) {
         return std::nullopt;
     }
-    const Fields fields(pieces.back());
+    const Fields fields(*piece);
     return is_no_report(fields) ? std::nullopt : read(domain, fields, 0);
 }
 

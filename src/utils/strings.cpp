@@ -13,6 +13,22 @@ bool is_space(char c)
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
+std::string_view without_front_blanks(std::string_view text)
+{
+    while (!text.empty() && is_space(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
+}
+
+std::string_view without_back_blanks(std::string_view text)
+{
+    while (!text.empty() && is_space(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
 bool is_control(unsigned char c)
 {
     return c < 0x20 || c == 0x7f;
@@ -68,24 +84,23 @@ std::string replace_crlf(const std::string& text)
 
 void ltrim(std::string& text)
 {
-    std::size_t first = 0;
-    while (first < text.size() && is_space(text[first])) {
-        ++first;
-    }
-    text.erase(0, first);
+    text.erase(0, text.size() - without_front_blanks(text).size());
 }
 
 void rtrim(std::string& text)
 {
-    while (!text.empty() && is_space(text.back())) {
-        text.pop_back();
-    }
+    text.resize(without_back_blanks(text).size());
 }
 
 void trim(std::string& text)
 {
     rtrim(text);
     ltrim(text);
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    return without_front_blanks(without_back_blanks(text));
 }
 
 std::string lower_case(std::string text)

@@ -18,6 +18,7 @@ std::string replace_crlf(const std::string& text);
 void ltrim(std::string& text);
 void rtrim(std::string& text);
 void trim(std::string& text);
+std::string_view trimmed(std::string_view text);
 
 /// ASCII letters only.
 std::string lower_case(std::string text);

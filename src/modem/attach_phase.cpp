@@ -66,6 +66,7 @@ Pass AttachPhase::activation_failed(ActivationCode code)
         LOG.error(
             "Subscriber is not allowed to setup a data context ('Service not subscribed'), modem will be "
             "turned off");
+        LOG.notice("It stays off until the service is restarted");
         idle_.subscription_refused();
         machine_.change(S::POWER_OFF, "service not subscribed");
         return {};
@@ -74,7 +75,8 @@ Pass AttachPhase::activation_failed(ActivationCode code)
         return {};
     }
     if (code == ActivationCode::UNANSWERED) {
-        LOG.warning("The context activation was not answered, re-registration will be triggered");
+        LOG.warning(
+            "The context activation was not answered in three minutes, re-registration will be triggered");
         escalation_.data_path_free();
         give_up("context activation not answered"); // at once: another try would take three minutes again
         return {};

@@ -86,6 +86,8 @@ Pass BootPhase::count_pass()
     LOG.warning("AT port never became available after ", port_wait_.count(), " retries!");
     static_cast<void>(
         escalation_.strike(Cause::PORT_ABSENT)); // a reset now; the next wait looks at the limit
-    resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE, "port absent after power-on");
+    resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE,
+                    "port absent after power-on (" + std::to_string(escalation_.count(Cause::PORT_ABSENT)) +
+                        " of " + std::to_string(escalation_.limit(Cause::PORT_ABSENT)) + ")");
     return {};
 }

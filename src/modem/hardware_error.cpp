@@ -22,6 +22,7 @@ bool HardwareError::report(const std::string& cause)
     if (!utils::publish_rt_data_raw(bus_, TOPIC, {0x01})) {
         if (!std::exchange(vain_, true)) {
             LOG.error("Unable to publish on ", TOPIC, " with data 01");
+            LOG.notice("The hardware error is reported as soon as the bus takes it");
         }
         return false;
     }

@@ -114,7 +114,9 @@ void Modem::finish()
         rooms_->ground.status.update(false, true);
     }
     if (!rooms_->ground.bus->flush(FLUSH_TIMEOUT)) {
-        LOG.notice("The last state did not reach the broker");
+        LOG.notice("The last state did not reach the broker in ",
+                   std::chrono::duration_cast<std::chrono::seconds>(FLUSH_TIMEOUT).count(),
+                   " s: what it retains is older");
     }
 }
 

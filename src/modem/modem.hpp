@@ -114,7 +114,7 @@ private:
     std::function<void()> pass_begins_;
 
     ModemData data_;
-    StateMachine machine_{data_};
+    StateMachine machine_{data_, clock_};
     Orders orders_{*port_};
     WakeableClock pauses_;
     BusInbox bus_inbox_{orders_, clock_};

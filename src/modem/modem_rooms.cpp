@@ -28,7 +28,8 @@ UnitSettings Modem::Rooms::Ground::read(Modem& modem)
     status.publish();
     for (const char* topic : {BusInbox::BLACKOUT_TOPIC, BusInbox::BACKEND_TOPIC}) {
         if (!bus->subscribe(topic, subscription)) {
-            LOG.error("Unable to subscribe to ", topic);
+            LOG.error("Unable to subscribe to ", topic,
+                      ": what is said there is not heard until celld is restarted");
         }
     }
     const auto variable = [this](const char* name, std::optional<std::chrono::milliseconds> patience) {

@@ -39,7 +39,10 @@ void ModuleSetup::set_up()
         data_.pb_state(pb::ModemStatus_ModemState_FAILED);
         static_cast<void>(
             escalation_.strike(Cause::PORT_MUTE)); // a reset now; the next wait looks at the limit
-        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE, "port does not open or answer");
+        resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE,
+                        "port does not open or answer (" +
+                            std::to_string(escalation_.count(Cause::PORT_MUTE)) + " of " +
+                            std::to_string(escalation_.limit(Cause::PORT_MUTE)) + ")");
         return;
     }
     static_cast<void>(port_->execute(AtCommand("E0"))); // a module that goes on echoing is understood too
@@ -50,7 +53,7 @@ void ModuleSetup::set_up()
 
     const auto changed = PersistentSettings(port_, *variant_).ensure();
     if (changed && wants_restart(*changed)) {
-        LOG.notice("The module's persistent settings were changed, restart it");
+        LOG.info("The module's persistent settings were changed, restart it"); // the reason names them
         resets_.prepare(pb::ModemStatus_ModemResetReason_AT_PORT_UNAVAILABLE,
                         "settings corrected that act after a restart: " + changed->names);
         return;

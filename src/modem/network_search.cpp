@@ -15,6 +15,12 @@ constexpr int AUTOMATIC_SELECTION = 0;  // <mode> of +COPS
 
 } // namespace
 
+NetworkSearch::NetworkSearch(AtTtyPort& port, Clock& pauses)
+    : port_(port), pauses_(pauses),
+      unknown_(LOG, ecu::kova::logging::Level::WARNING, "the operator selection (+COPS?)", pauses)
+{
+}
+
 bool NetworkSearch::query_active()
 {
     if (!active_) {
@@ -28,9 +34,10 @@ bool NetworkSearch::ask()
     // +COPS: <mode>[,<format>,"<oper>"[,<AcT>]]
     const auto answer = port_.execute(AtCommand("+COPS?", OPERATOR_TIMEOUT));
     if (!answer.is_ok()) {
-        LOG.warning("Unable to query the operator selection (+COPS?): ", to_log_text(answer.unwrapErr()));
+        unknown_.failed("Unable to query the operator selection (+COPS?): ", to_log_text(answer.unwrapErr()));
         return false;
     }
+    unknown_.succeeded();
     return at::Fields(answer.unwrap(), "+COPS")[0].decimal() == AUTOMATIC_SELECTION;
 }
 

@@ -2,6 +2,7 @@
 
 #include "at/at_tty_port.hpp"
 #include "timer/clock.hpp"
+#include "utils/lasting_failure.hpp"
 
 #include <optional>
 
@@ -13,7 +14,7 @@ public:
     static constexpr unsigned int DEREGISTRATION_S = 5;
 
     /// `pauses` ends its pauses early when something overtakes them.
-    NetworkSearch(AtTtyPort& port, Clock& pauses) : port_(port), pauses_(pauses) {}
+    NetworkSearch(AtTtyPort& port, Clock& pauses);
 
     /// Asks whether the automatic selection runs; once in a pass, and again after a start or stop.
     bool query_active();
@@ -30,4 +31,5 @@ private:
     AtTtyPort& port_;
     Clock& pauses_;
     std::optional<bool> active_; // the answer of this pass
+    LastingFailure unknown_;
 };

@@ -110,8 +110,10 @@ bool PersistentSettings::ensure_rat()
     if (wanted || port_->is_interrupted()) {
         return false;
     }
-    LOG.notice("Radio access technology is ", selected, ",", preferred, ", set ", variant_.selected_rat(),
-               ",", variant_.preferred_rat());
+    LOG.notice("Radio access technology ",
+               answer.is_ok() ? "is " + std::to_string(selected) + "," + std::to_string(preferred)
+                              : "cannot be read (" + to_log_text(answer.unwrapErr()) + ")",
+               ", set ", variant_.selected_rat(), ",", variant_.preferred_rat());
     const std::string pair =
         std::to_string(variant_.selected_rat()) + "," + std::to_string(variant_.preferred_rat());
     // Their results tell nothing: the next set-up asks again.

@@ -33,6 +33,9 @@ Pass RecoveryPhase::reset()
     const auto limit = escalation_.limit(Cause::RESET);
     if (verdict == Verdict::END) {
         LOG.error("Max reset counter (", count, "/", limit, ") has been reached, exited with failure");
+        LOG.notice(
+            "The module is switched off and celld ends with status 0: the service manager starts it anew, "
+            "and with it the count");
         power_.off(); // nobody supervises the module from here on
         return {true};
     }

@@ -38,7 +38,10 @@ bool StateMachine::change(ModemState to, const std::string& cause)
         phase->left(from, to);
     }
     LOG.notice("Change state from '", state_text(from), "' to '", state_text(to), "'");
-    LOG.write(is_routine(from, to) ? Level::INFO : Level::NOTICE, "Reason: ", cause);
+    const auto now = clock_.now();
+    LOG.write(is_routine(from, to) ? Level::INFO : Level::NOTICE, "Reason: ", cause, ", after ",
+              std::chrono::floor<std::chrono::seconds>(now - since_).count(), " s");
+    since_ = now;
     state_.store(to);
     if (observer_) {
         observer_({from, to, cause});

@@ -2,6 +2,7 @@
 
 #include "modem/phase.hpp"
 #include "modem/state_table.hpp"
+#include "timer/clock.hpp"
 
 #include <array>
 #include <atomic>
@@ -21,7 +22,7 @@ struct StateChange {
 /// main thread. Logs on "celld.modem.state".
 class StateMachine {
 public:
-    explicit StateMachine(ModemData& data) : data_(data) {}
+    StateMachine(ModemData& data, const Clock& clock) : data_(data), clock_(clock), since_(clock.now()) {}
 
     ModemState state() const { return state_.load(); }
     const StateTraits& traits() const { return row_of(state()).traits; }
@@ -47,6 +48,8 @@ private:
     Phase* phase_of(ModemState state) const;
 
     ModemData& data_;
+    const Clock& clock_;
+    Clock::time_point since_; // of the present state
     std::atomic<ModemState> state_{ModemState::OFF};
     std::array<Phase*, PHASE_COUNT> phases_{};
     std::function<void(const StateChange&)> observer_;

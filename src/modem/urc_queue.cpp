@@ -20,8 +20,9 @@ void UrcQueue::push(const AtCommandResponse& response)
         while (queue_.size() > MAX_QUEUED || bytes_ > MAX_BYTES) {
             bytes_ -= queue_.front().message.size();
             queue_.pop_front();
-            first_loss = !overflown_;
-            overflown_ = true;
+            first_loss = first_loss || dropped_ == 0;
+            ++dropped_;
+            ++newly_dropped_;
         }
     }
     if (first_loss) {
@@ -31,8 +32,18 @@ void UrcQueue::push(const AtCommandResponse& response)
 
 std::deque<AtCommandResponse> UrcQueue::take_all()
 {
-    const threads::MutexLock lock(mutex_);
-    bytes_ = 0;
-    overflown_ = false;
-    return std::exchange(queue_, {});
+    std::uint64_t lost = 0;
+    std::deque<AtCommandResponse> all;
+    {
+        const threads::MutexLock lock(mutex_);
+        bytes_ = 0;
+        if (std::exchange(newly_dropped_, 0) == 0) { // none since the last time: it is over
+            lost = std::exchange(dropped_, 0);
+        }
+        all = std::exchange(queue_, {});
+    }
+    if (lost != 0) {
+        LOG.notice("All URCs are worked off again, dropped were ", lost);
+    }
+    return all;
 }

@@ -11,6 +11,8 @@
 
 namespace {
 
+using ecu::kova::logging::Level;
+
 const ecu::kova::logging::Module& LOG = ecu::kova::logging::module("celld.antenna");
 
 // <rssi> of +CSQ (3GPP TS 27.007, 8.5)
@@ -50,7 +52,8 @@ AntennaHandler::AntennaHandler(std::shared_ptr<AtTtyPort> port, ModemData* data,
                                std::shared_ptr<ecu::kova::com::ITransportClient> client,
                                const Settings& settings, const AntennaLimits& limits, Clock& clock)
     : port_(std::move(port)), data_(data), client_(std::move(client)), settings_(settings), limits_(limits),
-      clock_(clock)
+      clock_(clock), rssi_unknown_(LOG, Level::ERROR, "the signal strength (+CSQ)", clock),
+      impedance_unknown_(LOG, Level::ERROR, "the antenna's impedance (+UANTR=0)", clock)
 {
 }
 
@@ -127,13 +130,14 @@ bool AntennaHandler::update_rssi()
     int error_rate = 0;
     const auto answer = port_->execute(AtCommand("+CSQ"), "%d,%d", &rssi, &error_rate);
     if (!answer.is_ok()) {
-        LOG.error("Error occurred querying rssi (+CSQ): '", to_log_text(answer.unwrapErr()), "'");
+        rssi_unknown_.failed("Error occurred querying rssi (+CSQ): '", to_log_text(answer.unwrapErr()), "'");
         return false;
     }
     if (rssi < 0 || (rssi > MAX_RSSI && rssi != RSSI_NOT_KNOWN)) {
-        LOG.notice("Signal strength ", rssi, " (+CSQ) is none, ignored");
+        rssi_unknown_.failed("Signal strength ", rssi, " (+CSQ) is none, the last one stays");
         return false;
     }
+    rssi_unknown_.succeeded();
     data_->antenna.rssi(rssi);
     const auto quality = data_->antenna.signal_quality();
     LOG.info("updated rssi: ", rssi, " signal_quality: ", defs::to_str(quality), " (",
@@ -196,11 +200,12 @@ std::optional<int> AntennaHandler::measure_impedance()
     const auto answer = port_->execute(AtCommand("+UANTR=0"));
     const auto impedance = answer.is_ok() ? impedance_of(answer.unwrap().complete_message()) : std::nullopt;
     if (!impedance) {
-        LOG.error("Unable to execute antenna dectection +UANTR=0, response: '",
-                  answer.is_ok() ? at::mask_secrets(answer.unwrap().value) : to_log_text(answer.unwrapErr()),
-                  "'");
+        impedance_unknown_.failed(
+            "Unable to execute antenna dectection +UANTR=0, response: '",
+            answer.is_ok() ? at::mask_secrets(answer.unwrap().value) : to_log_text(answer.unwrapErr()), "'");
         return std::nullopt;
     }
+    impedance_unknown_.succeeded();
     LOG.debug("Impedance from celld: ", *impedance);
     return impedance;
 }

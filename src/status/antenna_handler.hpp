@@ -4,6 +4,7 @@
 #include "data/modem_data.hpp"
 #include "status/antenna_limits.hpp"
 #include "timer/clock.hpp"
+#include "utils/lasting_failure.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>
 
@@ -68,6 +69,8 @@ private:
     Clock& clock_;
 
     // The handler's thread only, while it runs.
+    LastingFailure rssi_unknown_;
+    LastingFailure impedance_unknown_;
     bool check_requested_ = false;
     bool open_circuit_ = false;
     bool short_to_ground_ = false;

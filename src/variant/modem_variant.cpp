@@ -12,7 +12,9 @@ constexpr auto POWER_OFF_TIMEOUT = 40s; // +CPWROFF: the network detach included
 } // namespace
 
 ModemVariant::ModemVariant(int context_id, const ecu::kova::logging::Module& log, Clock& clock)
-    : context_id_(context_id), log_(log), clock_(clock)
+    : context_id_(context_id), log_(log), clock_(clock),
+      context_unknown_(log, ecu::kova::logging::Level::ERROR, "the state of the data context (+CGACT?)",
+                       clock)
 {
 }
 
@@ -42,9 +44,10 @@ ContextState ModemVariant::query_context(const Port& port, const char* failure_t
     const AtCommand query("+CGACT?");
     const auto answer = port->execute(query);
     if (!answer.is_ok()) {
-        log().error(failure_text, query.text_for_log(), "': ", to_log_text(answer.unwrapErr()));
+        context_unknown_.failed(failure_text, query.text_for_log(), "': ", to_log_text(answer.unwrapErr()));
         return ContextState::UNKNOWN;
     }
+    context_unknown_.succeeded();
     const auto contexts = utils::extract_cid_from_cgact(answer.unwrap().complete_message());
     const auto own = contexts.find(context_id_);
     return own != contexts.end() && own->second ? ContextState::ACTIVE : ContextState::INACTIVE;

@@ -4,6 +4,7 @@
 #include "data/defs.hpp"
 #include "gpio/gpio_ctrl.hpp"
 #include "timer/clock.hpp"
+#include "utils/lasting_failure.hpp"
 
 #include <ecu/kova/logging.hpp>
 
@@ -102,6 +103,7 @@ private:
     int context_id_;
     const ecu::kova::logging::Module& log_;
     Clock& clock_;
+    mutable LastingFailure context_unknown_; // main thread
 };
 
 /// An APN text taken apart at its colon.

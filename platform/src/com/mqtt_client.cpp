@@ -210,7 +210,14 @@ bool MqttWorker::is_to_be_replaced(const MqttSession& session)
 
 void MqttWorker::session_connected()
 {
-    logger().notice("Connected to ", settings_.host, ":", settings_.port);
+    if (failure_reported_) {
+        logger().notice(
+            "Connected to ", settings_.host, ":", settings_.port, ", after ",
+            std::chrono::floor<std::chrono::seconds>(steady_clock::now() - failing_since_).count(),
+            " s without");
+    } else {
+        logger().notice("Connected to ", settings_.host, ":", settings_.port);
+    }
     failure_reported_ = false;
     {
         const threads::MutexLock lock(mutex_);
@@ -264,6 +271,9 @@ void MqttWorker::report_failure(ConnectionFailure failure)
     const auto level = failure_reported_ ? logging::Level::DEBUG : logging::Level::WARNING;
     logger().write(level, "No connection to ", settings_.host, ":", settings_.port, ": ", failure.reason,
                    "; trying again for ever, next in ", retries_.delay().count(), " s");
+    if (!failure_reported_) {
+        failing_since_ = steady_clock::now();
+    }
     failure_reported_ = true;
     const threads::MutexLock lock(mutex_);
     failure_ = std::move(failure);

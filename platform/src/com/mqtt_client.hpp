@@ -88,6 +88,7 @@ private:
     // The thread's own.
     Retries retries_;
     bool failure_reported_ = false;
+    std::chrono::steady_clock::time_point failing_since_; // where it is reported
 };
 
 class MqttClient final : public ITransportClient {

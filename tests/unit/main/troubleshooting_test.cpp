@@ -22,6 +22,7 @@ std::string read(const std::filesystem::path& file)
 std::vector<std::string> statements(const std::string& source)
 {
     static const std::regex begin(R"(\w*(LOG|log|log_)\.(warning|error|critical|alert|emerg)\()"
+                                  R"(|\b\w*unknown_\.failed\()"
                                   R"(|Level::(WARNING|ERROR|CRITICAL|ALERT|EMERG)\b(?!:))");
     std::vector<std::string> all;
     for (std::sregex_iterator at(source.begin(), source.end(), begin), none; at != none; ++at) {
@@ -63,9 +64,9 @@ TEST(Troubleshooting, KnowsEveryWarningAndError)
 {
     constexpr std::size_t TELLING = 6;
     // Their text is made elsewhere in the file; the page has it by hand.
-    std::set<std::string> by_hand{"instance_lock.cpp", "message_adapter.cpp", "mqtt_client.cpp",
-                                  "sim_handler.cpp",   "sim_unlock.cpp",      "slips.cpp",
-                                  "stream_sink.cpp",   "syslog_sink.cpp"};
+    std::set<std::string> by_hand{"instance_lock.cpp", "message_adapter.cpp", "modem_variant.cpp",
+                                  "mqtt_client.cpp",   "sim_handler.cpp",     "sim_unlock.cpp",
+                                  "slips.cpp",         "stream_sink.cpp",     "syslog_sink.cpp"};
     const std::filesystem::path tree = CELLD_SOURCE_DIR;
     const auto page = read(tree / "docs/troubleshooting.md");
     std::size_t texts = 0;

@@ -91,7 +91,7 @@ TEST_F(JournalOfAModem, KeepsTheChainOfResetsAndTheCountsOverRuns)
     EXPECT_EQ(fault.connections, 5U);
     EXPECT_EQ(fault.connected, 1000s);
     EXPECT_EQ(records.at(6).reason, "AT_PORT_UNAVAILABLE");
-    EXPECT_EQ(records.at(6).cause, "port absent after power-on");
+    EXPECT_EQ(records.at(6).cause, "port absent after power-on (5 of 5)");
 }
 
 TEST_F(JournalOfAModem, RadioSilenceAndAResetSayTheirOwnReasonAndNoMore)

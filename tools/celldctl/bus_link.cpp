@@ -68,7 +68,8 @@ void BusLink::check_not_refused() const
 Failure BusLink::no_connection() const
 {
     const auto why = trouble();
-    return {why && why->refused ? REFUSED : NO_CONNECTION, "no connection to " + broker_ + ": " + reason()};
+    return {why && why->refused ? REFUSED : NO_CONNECTION,
+            "no connection to " + broker_ + ": " + reason() + certificate_hint(reason())};
 }
 
 bool BusLink::is_local() const
@@ -83,19 +84,21 @@ std::string BusLink::reason() const
     if (!why) {
         return "the broker does not answer";
     }
-    const bool has_tls = !configuration_.get("bus.cafile").empty();
-    return printable(why->reason) + (has_tls ? certificate_hint(why->reason) : "");
+    return printable(why->reason);
 }
 
 /// OpenSSL does not name what a broker does to a client whose certificate is not to its liking, or is not
-/// there.
+/// there. Nothing for other failures.
 std::string BusLink::certificate_hint(const std::string& reason) const
 {
-    if (reason.find("lost") == std::string::npos && reason.find("Protocol error") == std::string::npos) {
+    const bool may_be =
+        reason.find("lost") != std::string::npos || reason.find("Protocol error") != std::string::npos;
+    if (configuration_.get("bus.cafile").empty() || !may_be) {
         return {};
     }
-    return configuration_.get("bus.certfile").empty() ? "; does it want a certificate (--cert, --key)?"
-                                                      : "; does it take this certificate?";
+    return std::string(reason.ends_with('.') ? "" : ".") +
+           (configuration_.get("bus.certfile").empty() ? " Does it want a certificate (--cert, --key)?"
+                                                       : " Does it take this certificate?");
 }
 
 std::optional<BusLink::Trouble> BusLink::trouble() const

@@ -26,6 +26,8 @@ expect 'status,sim status,signals' monitor --only status,si
 expect 'connecting connected' wait-for conn
 expect 'on off' blackout ''
 expect "$completion" --cafile "${completion%n}"
+expect 'state since signal seen' fleet --sort s
+expect '' status --unit ''
 expect '' status --timeout ''
 expect '*--files*' doctor --f
 exit $wrong

@@ -149,7 +149,7 @@ TEST_F(FleetClient, SeesOneUnitFromAfarAndWhetherItsBridgeIsUp)
 
     const auto anonymous = run({"status"}, false);
     EXPECT_EQ(anonymous.status, 3);
-    EXPECT_THAT(anonymous.said, HasSubstr("does it want a certificate (--cert, --key)?"));
+    EXPECT_THAT(anonymous.said, HasSubstr("Does it want a certificate (--cert, --key)?"));
 }
 
 TEST_F(FleetClient, ExportsMetricsWhetherTheBrokerIsThereOrNot)

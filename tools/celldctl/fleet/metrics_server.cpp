@@ -18,7 +18,7 @@ namespace celldctl {
 
 namespace {
 
-constexpr unsigned MOST_CONNECTIONS = 32;
+constexpr unsigned MOST_CONNECTIONS = 16;
 constexpr unsigned CONNECTION_TIMEOUT_S = 10;     // without a byte either way
 constexpr std::size_t MOST_REQUEST = 16UL * 1024; // bytes of one connection, headers included
 constexpr int BACKLOG = 64;

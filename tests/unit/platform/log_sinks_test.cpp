@@ -1,7 +1,7 @@
-#include "support/datagrams.hpp"
 #include "logging/format.hpp"
 #include "logging/stream_sink.hpp"
 #include "logging/syslog_sink.hpp"
+#include "support/datagrams.hpp"
 #include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,7 @@
 #include "timer/clock.hpp"
 
 #include "timer/wakeup.hpp"
+#include "timer/wall_clock.hpp"
 
 #include <algorithm>
 #include <poll.h>
@@ -26,7 +27,7 @@ Clock::time_point SystemClock::now() const
 
 std::chrono::system_clock::time_point SystemClock::wall_now() const
 {
-    return std::chrono::system_clock::now();
+    return timer::wall_now();
 }
 
 void SystemClock::sleep_for(std::chrono::milliseconds pause)

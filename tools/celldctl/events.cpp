@@ -1,6 +1,7 @@
 #include "events.hpp"
 
 #include "freshness.hpp"
+#include "timer/wall_clock.hpp"
 
 #include <array>
 #include <cstdio>
@@ -35,7 +36,7 @@ Event event_of(const Heard& heard, std::optional<std::int64_t> now_ns)
 Event connection_event(std::string text, bool connected)
 {
     Event event;
-    event.when = std::chrono::system_clock::now();
+    event.when = timer::wall_now();
     event.what.fields.add_number("connected", connected ? 1 : 0);
     event.what.note = text;
     event.what.text = std::move(text);

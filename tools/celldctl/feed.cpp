@@ -1,5 +1,7 @@
 #include "feed.hpp"
 
+#include "timer/wall_clock.hpp"
+
 #include <utility>
 
 namespace celldctl {
@@ -18,7 +20,7 @@ std::size_t size_of(const std::string& topic, const ecu::kova::com::Message& mes
 
 void Feed::message(const std::string& topic, const ecu::kova::com::Message& message)
 {
-    const auto now = std::chrono::system_clock::now();
+    const auto now = timer::wall_now();
     const threads::MutexLock lock(mutex_);
     const auto size = size_of(topic, message);
     if (heard_.size() >= MOST_MESSAGES || bytes_ + size > MOST_BYTES) {

@@ -2,6 +2,7 @@
 #include "fleet/fleet_views.hpp"
 #include "fleet/metrics.hpp"
 #include "fleet/metrics_server.hpp"
+#include "timer/wall_clock.hpp"
 #include "verbs.hpp"
 
 #include <memory>
@@ -29,7 +30,7 @@ public:
     {
         const auto now = Clock::now();
         was_connected_ = was_connected_ || bus.link().is_connected();
-        if (const auto event = bus.look(std::chrono::system_clock::now())) {
+        if (const auto event = bus.look(timer::wall_now())) {
             complain("connection " + event->what.note);
         } else if (!was_connected_ && !told_ && now - begin_ >= FIRST_CONNECTION) {
             complain(std::string(bus.link().no_connection().what()) + "; trying again");

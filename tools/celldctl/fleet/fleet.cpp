@@ -1,5 +1,6 @@
 #include "fleet/fleet_bus.hpp"
 #include "fleet/fleet_views.hpp"
+#include "timer/wall_clock.hpp"
 #include "verbs.hpp"
 #include "watch/terminal.hpp"
 
@@ -146,7 +147,7 @@ private:
     {
         const auto size = terminal_.size();
         rows_ = size.rows;
-        terminal_.show(fleet_screen(model, page_, std::chrono::system_clock::now(), broker_, size));
+        terminal_.show(fleet_screen(model, page_, timer::wall_now(), broker_, size));
     }
 
     bool press(char key)
@@ -194,7 +195,7 @@ int follow(Session& session, const Settings& settings)
     bus.wait_for_first_connection(session.signals, settings.timeout);
     const auto view = make_view(session, bus, settings);
     while (!settings.timeout || Clock::now() - begin < *settings.timeout) {
-        if (const auto event = bus.look(std::chrono::system_clock::now())) {
+        if (const auto event = bus.look(timer::wall_now())) {
             view->connection(*event);
         }
         view->news(bus.observer().take_news());
@@ -215,10 +216,10 @@ int follow(Session& session, const Settings& settings)
 /// Until the broker has sent all that it retains.
 void wait_for_all(Session& session, FleetBus& bus, std::chrono::seconds timeout)
 {
-    const auto begin = std::chrono::system_clock::now();
+    const auto begin = timer::wall_now();
     for (auto now = begin;
          now - std::max(begin, bus.observer().last_retained()) < QUIET && now - begin < timeout;
-         now = std::chrono::system_clock::now()) {
+         now = timer::wall_now()) {
         if (session.signals.wait(LOOK_AGAIN)) {
             throw Failure(BY_SIGNAL + session.signals.ending(), "");
         }
@@ -235,7 +236,7 @@ int show_once(Session& session, const Settings& settings)
     bus.wait_for_first_connection(session.signals, settings.timeout);
     wait_for_all(session, bus, settings.timeout.value_or(TIMEOUT));
     const auto model = bus.observer().model();
-    const auto now = std::chrono::system_clock::now();
+    const auto now = timer::wall_now();
     if (const auto left = left_out_text(model.left_out()); !left.empty()) {
         complain(left);
     }

@@ -1,6 +1,7 @@
 #include "fleet/fleet_bus.hpp"
 
 #include "fleet/unit_id.hpp"
+#include "timer/wall_clock.hpp"
 
 namespace celldctl {
 
@@ -15,7 +16,7 @@ constexpr auto ADVANCE = 1s; // between two looks at every unit
 
 void FleetObserver::message(const std::string& topic, const ecu::kova::com::Message& message)
 {
-    const auto now = std::chrono::system_clock::now();
+    const auto now = timer::wall_now();
     const threads::MutexLock lock(mutex_);
     model_.take(topic, message, now);
     last_retained_ = message.retained() ? now : last_retained_;
@@ -61,7 +62,7 @@ FleetTime FleetObserver::last_retained() const
 
 FleetBus::FleetBus(const BrokerOptions& broker) : link_(broker)
 {
-    observer_->connection(true, std::chrono::system_clock::now());
+    observer_->connection(true, timer::wall_now());
     for (const auto* const topic : FLEET_TOPICS) {
         link_.subscribe(std::string(UNITS) + "+/" + topic, observer_);
     }

@@ -1,5 +1,6 @@
 #include "bus_listener.hpp"
 #include "snapshot_observer.hpp"
+#include "timer/wall_clock.hpp"
 #include "verbs.hpp"
 #include "watch/terminal.hpp"
 #include "watch/watch_model.hpp"
@@ -76,8 +77,7 @@ public:
         const auto now = Clock::now();
         if (!drawn_ || now - *drawn_ >= REDRAW) {
             drawn_ = now;
-            terminal_.show(
-                watch_screen(model, std::chrono::system_clock::now(), broker_, terminal_.size(), utf8_));
+            terminal_.show(watch_screen(model, timer::wall_now(), broker_, terminal_.size(), utf8_));
         }
         return true;
     }
@@ -116,7 +116,7 @@ void take_news(BusListener& bus, WatchModel& model, View& view)
             view.event(model, *news);
         }
     }
-    model.advance(std::chrono::system_clock::now(), now_ns);
+    model.advance(timer::wall_now(), now_ns);
 }
 
 int run(Session& session, const Settings& settings)

@@ -7,7 +7,7 @@
 #   data
 #   bus, record, timer, utils
 #   the platform's public headers
-#   threads, service (in common/: the locks, the datagram for the service manager)
+#   files, service, threads (in common/: what is at a path, the datagram for the service manager, the locks)
 # platform/ knows nothing of src/, and its public headers nothing of the locks. celld-sim knows nothing of them all: it
 # stands in for the module, not for the daemon.
 set -u
@@ -60,9 +60,9 @@ check_apart() { # FOLDER FORBIDDEN WHY
 readonly DAEMON='^(src|main|modem|variant|sim|status|at|gpio|data|bus|record|timer|utils)/|(^|/)\.\./(\.\./)*src/(main|modem|at)/'
 check_daemon
 check_apart platform "$DAEMON" "the platform includes the daemon"
-check_apart platform/include '(^|/)\.\./|^(src|threads|service|com|config|logging|var)/' "a public header includes a private one"
+check_apart platform/include '(^|/)\.\./|^(src|files|service|threads|com|config|logging|var)/' "a public header includes a private one"
 if [[ -d tools/celld-sim ]]; then
-    check_apart tools/celld-sim "^(src|main|modem|variant|sim|status|gpio|data|bus|timer|utils|threads|service)/|^ecu/|src/" \
+    check_apart tools/celld-sim "^(src|main|modem|variant|sim|status|gpio|data|bus|timer|utils|files|service|threads)/|^ecu/|src/" \
         "the bench includes the daemon or the platform"
 fi
 ((found == 0))

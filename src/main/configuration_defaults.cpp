@@ -8,6 +8,7 @@
 #include <ecu/kova/root.hpp>
 
 #include <cerrno>
+#include <files/status.hpp>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -26,7 +27,7 @@ std::ifstream open_configuration(const std::string& path)
         throw ecu::kova::config::ConfigurationError(path + ": cannot be read: " + reason);
     };
     std::error_code error;
-    const auto status = std::filesystem::status(path, error);
+    const auto status = files::status(path, error);
     if (status.type() == std::filesystem::file_type::not_found) {
         return {};
     }

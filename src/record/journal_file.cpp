@@ -5,6 +5,7 @@
 #include <ecu/kova/root.hpp>
 
 #include <cerrno>
+#include <files/status.hpp>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
@@ -18,7 +19,8 @@ constexpr mode_t READABLE_BY_ALL = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 std::string end_of(const std::string& path, std::optional<std::string>& wrong)
 {
     std::error_code error;
-    if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
+    const auto status = files::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
         wrong = path + " is no regular file";
         return {};
     }
@@ -74,7 +76,7 @@ Contents read()
     for (const char* generation : {".1", ""}) {
         const std::string path = ecu::kova::rooted(PATH + std::string(generation));
         std::error_code error;
-        if (std::filesystem::exists(path, error) || error) {
+        if (files::status(path, error).type() != std::filesystem::file_type::not_found) {
             add_lines(end_of(path, contents.wrong), contents);
         }
     }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstddef>
+#include <files/status.hpp>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -67,7 +68,7 @@ private:
     static std::string trouble_opening(const std::string& path, std::ifstream& input)
     {
         std::error_code error;
-        const auto status = std::filesystem::status(path, error);
+        const auto status = files::status(path, error);
         if (status.type() == std::filesystem::file_type::not_found) {
             return " is missing";
         }

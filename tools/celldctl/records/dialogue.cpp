@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <files/status.hpp>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -169,7 +170,7 @@ void read_file(const std::string& path, Builder& builder, const Dialogue& dialog
     std::error_code ignored;
     errno = 0;
     std::ifstream file(path);
-    if (!file || std::filesystem::is_directory(path, ignored)) {
+    if (!file || std::filesystem::is_directory(files::status(path, ignored))) {
         throw Failure(FAILURE, utils::errno_text("cannot read " + path));
     }
     std::string text;

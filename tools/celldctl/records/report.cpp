@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <files/status.hpp>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -35,7 +36,7 @@ Content content_of(const std::string& path)
     std::error_code ignored;
     errno = 0;
     std::ifstream file(path);
-    if (!file || std::filesystem::is_directory(path, ignored)) {
+    if (!file || std::filesystem::is_directory(files::status(path, ignored))) {
         throw Failure(FAILURE, utils::errno_text("cannot read " + path));
     }
     std::string line;

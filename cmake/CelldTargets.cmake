@@ -8,6 +8,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
     # False alarms on "text" + std::string under optimisation (GCC bug 105651).
     target_compile_options(celld_options INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    target_compile_options(celld_options INTERFACE -Wno-psabi) # notes on how GCC before 7.1 passed some arguments
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     # Clang holds against std::vector<AtCommand> what at_command.hpp explains.
     target_compile_options(celld_options INTERFACE -Wthread-safety -Wno-delete-non-abstract-non-virtual-dtor)

@@ -20,6 +20,17 @@ SANITIZER_PACKAGES=(clang libclang-rt-dev llvm)
 # shellcheck disable=SC2034 # for scripts/build-packages.sh
 PACKING_PACKAGES=(dpkg-dev file)
 
+# What building for another architecture needs besides: what its own packages of the sysroot are, and, on the building
+# machine, compiler and emulator.
+# shellcheck disable=SC2034 # for scripts/make-sysroot.sh
+SYSROOT_PACKAGES=(
+    libc6-dev libprotobuf-dev libmosquittopp-dev libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libmicrohttpd-dev
+)
+# shellcheck disable=SC2034 # for scripts/build-packages.sh
+CROSS_PACKAGES_armhf=(crossbuild-essential-armhf qemu-user-static debian-archive-keyring)
+# shellcheck disable=SC2034 # likewise
+CROSS_PACKAGES_arm64=(crossbuild-essential-arm64 qemu-user-static debian-archive-keyring)
+
 if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
     BOLD=$'\e[1m' RED=$'\e[31m' GREEN=$'\e[32m' CYAN=$'\e[36m' YELLOW=$'\e[33m' PLAIN=$'\e[0m'
 else

@@ -1,0 +1,16 @@
+# Debian's cross compiler for CELLD_TRIPLET, with the libraries of the sysroot that scripts/make-sysroot.sh makes. What is
+# built is run with qemu-user.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${CELLD_TRIPLET}-gcc)
+set(CMAKE_CXX_COMPILER ${CELLD_TRIPLET}-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE ${CELLD_TRIPLET})
+
+get_filename_component(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/${CPACK_DEBIAN_PACKAGE_ARCHITECTURE}
+    ABSOLUTE)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER) # protoc is the building machine's
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
+set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/${CELLD_TRIPLET}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CELLD_EMULATOR} -L ${CMAKE_SYSROOT})

@@ -108,7 +108,7 @@ private:
     ModemData data_;
     const std::shared_ptr<BabblingPort> port_;
     const std::shared_ptr<ModemVariant> variant_;
-    StateMachine machine_{data_};
+    StateMachine machine_{data_, clock_};
     NetworkSearch search_{*port_, clock_};
     RegistrationWatch registration_{*port_, variant_, data_, machine_, search_, clock_};
     SimHandler sim_{port_, &data_, clock_};

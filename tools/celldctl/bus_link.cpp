@@ -3,6 +3,9 @@
 #include "fields.hpp"
 #include "fleet/unit_client.hpp"
 
+#include <algorithm>
+#include <array>
+
 namespace celldctl {
 
 namespace {
@@ -91,8 +94,11 @@ std::string BusLink::reason() const
 /// there. Nothing for other failures.
 std::string BusLink::certificate_hint(const std::string& reason) const
 {
-    const bool may_be =
-        reason.find("lost") != std::string::npos || reason.find("Protocol error") != std::string::npos;
+    constexpr std::array ENDS{"lost", "Protocol error", "reset by peer",
+                              "Broken pipe"}; // whichever is seen first
+    const bool may_be = std::any_of(ENDS.begin(), ENDS.end(), [&reason](const char* end) {
+        return reason.find(end) != std::string::npos;
+    });
     if (configuration_.get("bus.cafile").empty() || !may_be) {
         return {};
     }

@@ -56,7 +56,7 @@ class Fleet:
         self.published = world.folder / "published"
         self.load = world.start("load", [
             world.programs / "fleet-load", world.units_port, world.certificates, PREFIX, len(replayed),
-            ROOT / "tests/fleet/frames.recording", self.published], stdin=subprocess.PIPE, text=True)
+            ROOT / "tools/fleet-load/frames.recording", self.published], stdin=subprocess.PIPE, text=True)
         for name in self.daemons:
             world.start_daemon(name)
 

@@ -129,14 +129,14 @@ def table_delays(fleet, since):
 
 
 def probe(fleet, step, seen):
-    """Seconds from a change until `seen(unit, state)`, again and again."""
+    """Seconds from a change until `seen(unit, state, since)`, again and again."""
     delays = []
     for number in range(PROBES if step == 0 else PROBES // 2):
         unit = f"{PREFIX}{1 + step + number * 7 % max(1, fleet.options.units - fleet.options.daemons - step)}"
         for state in ("LOCKED", "FAILED"):  # no recording has them
-            begin = time.monotonic()
+            begin, began = time.monotonic(), time.time()
             fleet.change(unit, state)
-            while not seen(unit, state):
+            while not seen(unit, state, began):
                 if time.monotonic() - begin > 60:
                     raise RuntimeError(f"{unit} does not become {state}")
                 time.sleep(0.02)
@@ -202,15 +202,15 @@ def measure(fleet):
     delays, missed = table_delays(fleet, began)
     print(f"to the line {spread(delays)}, {missed} missed")
     lines = fleet.lines
-    print("to the line of a change that is waited for: " + spread(probe(fleet, 0, lambda unit, state: any(
-        f'"unit":"{unit}"' in line and f'"state":"{state}"' in line for _, line in lines.all[-200:]))))
-    print("to the metric, a scrape behind the other: " + spread(probe(fleet, 1, lambda unit, state: (
+    print("to the line of a change that is waited for: " + spread(probe(fleet, 0, lambda unit, state, since: any(
+        when >= since and f'"unit":"{unit}"' in line and f'"state":"{state}"' in line for when, line in lines.all[-200:]))))
+    print("to the metric, a scrape behind the other: " + spread(probe(fleet, 1, lambda unit, state, _: (
         f'celld_state{{unit="{unit}",state="{state}"}} 1\n' in fleet.metrics()))))
     page = fleet.metrics()
     fleet.world.write("metrics", page)
     print(f"            a scrape has {len(page) / 1e6:.2f} MB, {page.count(chr(10))} lines")
     if fleet.prometheus:
-        print(f"to Prometheus, which scrapes each {SCRAPE_S} s: " + spread(probe(fleet, 2, lambda unit, state: fleet.query(
+        print(f"to Prometheus, which scrapes each {SCRAPE_S} s: " + spread(probe(fleet, 2, lambda unit, state, _: fleet.query(
             f'celld_state{{unit="{unit}",state="{state}"}} == 1')), "s"))
         seconds = float(fleet.query("scrape_duration_seconds")[0]["value"][1])
         print(f"            it takes {seconds * 1000:.0f} ms for a scrape")

@@ -286,10 +286,10 @@ private:
     bool obey()
     {
         pollfd input{STDIN_FILENO, POLLIN, 0};
-        if (poll(&input, 1, 0) <= 0) {
+        if (std::cin.rdbuf()->in_avail() <= 0 && poll(&input, 1, 0) <= 0) {
             return true;
         }
-        std::string line;
+        std::string line; // the next may have been read with it
         std::getline(std::cin, line);
         std::istringstream words(line);
         std::string verb;

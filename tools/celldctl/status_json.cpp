@@ -1,4 +1,5 @@
 #include "counts_json.hpp"
+#include "json_put.hpp"
 #include "status_views.hpp"
 
 #include <nlohmann/json.hpp>
@@ -10,15 +11,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int INDENT = 2;
-
-/// What is not known has no key.
-template <class T>
-void put(Json& object, const char* key, const std::optional<T>& value)
-{
-    if (value) {
-        object[key] = *value;
-    }
-}
 
 Json registration(const ModemFacts& facts)
 {
@@ -46,14 +38,6 @@ Json cell(const ModemFacts& facts)
     put(object, "area_code", facts.area_code);
     put(object, "cell_id", facts.cell_id);
     put(object, "routing_area_code", facts.routing_area_code);
-    return object;
-}
-
-Json signal(const ModemFacts& facts)
-{
-    auto object = Json::object();
-    put(object, "rssi_dbm", facts.rssi_dbm);
-    put(object, "bars", facts.bars);
     return object;
 }
 
@@ -134,7 +118,7 @@ std::string status_json(const ModemFacts& facts, const Snapshot& snapshot, const
     root["operator"] = network_operator(facts);
     put(root, "network_time", facts.network_time);
     root["cell"] = cell(facts);
-    root["signal"] = signal(facts);
+    root["signal"] = signal_json(facts);
     put(root, "active_sim", facts.active_sim);
     root["sims"] = sims(facts);
     root["hardware"] = hardware(facts);

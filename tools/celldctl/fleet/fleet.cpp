@@ -2,6 +2,7 @@
 #include "fleet/fleet_views.hpp"
 #include "timer/wall_clock.hpp"
 #include "verbs.hpp"
+#include "watch/live.hpp"
 #include "watch/terminal.hpp"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto LOOK_AGAIN = 50ms;  // between a message and its line at worst
+constexpr auto LOOK_AGAIN = 50ms;
 constexpr auto REDRAW = 1s;        // the durations go on
 constexpr auto MOST_OFTEN = 250ms; // the screen, however much changes
 constexpr auto COMPLAIN_AGAIN = 60s;
@@ -189,27 +190,19 @@ std::unique_ptr<FleetView> make_view(Session& session, const FleetBus& bus, cons
 
 int follow(Session& session, const Settings& settings)
 {
-    const auto begin = Clock::now();
+    const auto end = deadline(settings.timeout);
     static_cast<void>(choice_of(settings)); // what is wrong with it is told before the broker is asked
     FleetBus bus(session.broker);
     bus.wait_for_first_connection(session.signals, settings.timeout);
     const auto view = make_view(session, bus, settings);
-    while (!settings.timeout || Clock::now() - begin < *settings.timeout) {
+    const auto refresh = [&] {
         if (const auto event = bus.look(timer::wall_now())) {
             view->connection(*event);
         }
         view->news(bus.observer().take_news());
-        if (!view->refresh(bus.observer())) {
-            break;
-        }
-        const int number = session.signals.next(LOOK_AGAIN);
-        if (session.signals.ending() != 0) {
-            break;
-        }
-        if (number != 0) {
-            view->signal(number);
-        }
-    }
+        return view->refresh(bus.observer());
+    };
+    live(session, end, refresh, [&view](int number) { view->signal(number); });
     return SUCCESS;
 }
 

@@ -1,6 +1,7 @@
 #include "fields.hpp"
 #include "fleet/fleet_views.hpp"
 #include "freshness.hpp"
+#include "json_put.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -10,29 +11,12 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// What is not known has no key.
-template <class T>
-void put(Json& object, const char* key, const std::optional<T>& value)
-{
-    if (value) {
-        object[key] = *value;
-    }
-}
-
 Json named(std::initializer_list<std::pair<const char*, const std::optional<std::string>&>> texts)
 {
     auto object = Json::object();
     for (const auto& [key, text] : texts) {
         put(object, key, text);
     }
-    return object;
-}
-
-Json signal(const UnitRecord& unit)
-{
-    auto object = Json::object();
-    put(object, "rssi_dbm", unit.rssi_dbm);
-    put(object, "bars", unit.bars);
     return object;
 }
 
@@ -50,7 +34,7 @@ void add_unit(Json& object, const FleetRow& row, FleetTime now)
     }
     object["operator"] = named({{"name", unit.operator_name}, {"id", unit.operator_id}});
     put(object, "technology", unit.technology);
-    object["signal"] = signal(unit);
+    object["signal"] = signal_json(unit);
     put(object, "model", unit.model);
     object["starts"] = unit.starts;
     put(object, "reset_reason", unit.reset_reason);

@@ -2,6 +2,7 @@
 #include "snapshot_observer.hpp"
 #include "timer/wall_clock.hpp"
 #include "verbs.hpp"
+#include "watch/live.hpp"
 #include "watch/terminal.hpp"
 #include "watch/watch_model.hpp"
 
@@ -14,7 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto LOOK_AGAIN = 50ms;
 constexpr auto REDRAW = 1s; // the durations go on
 constexpr char QUIT = 'q';
 
@@ -121,24 +121,16 @@ void take_news(BusListener& bus, WatchModel& model, View& view)
 
 int run(Session& session, const Settings& settings)
 {
-    const auto begin = Clock::now();
+    const auto end = deadline(settings.timeout);
     BusListener bus(session.broker);
     bus.wait_for_first_connection(session.signals, settings.timeout);
     const auto view = make_view(session, bus.link().broker());
     WatchModel model;
-    while (!settings.timeout || Clock::now() - begin < *settings.timeout) {
+    const auto refresh = [&] {
         take_news(bus, model, *view);
-        if (!view->refresh(model)) {
-            break;
-        }
-        const int number = session.signals.next(LOOK_AGAIN);
-        if (session.signals.ending() != 0) {
-            break;
-        }
-        if (number != 0) {
-            view->signal(number);
-        }
-    }
+        return view->refresh(model);
+    };
+    live(session, end, refresh, [&view](int number) { view->signal(number); });
     return SUCCESS;
 }
 

@@ -29,7 +29,8 @@ private:
     FleetTime last_retained_ THREADS_GUARDED_BY(mutex_);
 };
 
-/// All units by way of the central broker. Main thread only, save the observer.
+/// All units by way of the central broker. Main thread only, save the observer and whether there is a
+/// connection.
 class FleetBus {
 public:
     /// Throws Failure for a configuration that cannot be used.

@@ -91,4 +91,10 @@ post "/$session/goog/cdp/execute" \
 log=$(post "/$session/se/log" '{"type":"browser"}')
 [[ $log != *SEVERE* ]] || fail "the browser complains: $log"
 expect "a script error" "return document.documentElement.dataset.error || 'none'" '^none$'
+# A connection that still stands has not been a stay in the journal as yet.
+head -n 3 "$FOLDER/journal" >"$work/journal"
+"$CELLDCTL" report "$FOLDER/at.recording" "$work/journal" -o "$work/report.html" || fail "no report of less"
+post "/$session/url" "{\"url\":\"file://$work/report.html\"}" >"$work/opened"
+expect "the connection that stands" "return [...document.querySelectorAll('[data-value]')].filter((one) => one.getBoundingClientRect().y <
+    document.querySelector('[data-lane=published]').getBoundingClientRect().y - 10).pop().dataset.value" '^CONNECTED$'
 echo "passed"

@@ -100,6 +100,11 @@ const std::vector<Event> EVENTS{
          unit.module.on(PIN_ENTRY, [&unit] { unit.module.answers("+CPIN?", "+CPIN: READY"); });
      }},
     {"wrong PIN", wrong_pin},
+    {"PUK wanted",
+     [](Unit& unit) {
+         unit.module.answers("+CPIN?", "+CPIN: SIM PUK");
+         unit.module.urc("+CIEV: 12,1");
+     }},
     {"blackout on", [](Unit& unit) { unit.blackout(true); }},
     {"blackout off", [](Unit& unit) { unit.blackout(false); }},
     {"backend up", [](Unit& unit) { unit.backend(true); }},

@@ -15,7 +15,6 @@
 #include <fcntl.h>
 #include <getopt.h>
 #include <set>
-#include <sstream>
 #include <sys/stat.h>
 
 namespace logging = ecu::kova::logging;
@@ -125,37 +124,15 @@ TEST(Slips, EachIsToldOnceWithTheNearestKnownWord)
     EXPECT_EQ(log.count("Unknown word 'conect', did you mean 'connect'?"), 1U);
 }
 
-/// The lists of what is known stand apart from where it is read: they must not stay behind.
-TEST(Slips, TheSampleShowsTheDefaultsAndNothingInItOrInTheSourcesIsUnknown)
+TEST(Slips, EveryLogModuleOfTheSourcesIsKnown)
 {
-    std::string keys;
-    for (const auto& line :
-         all_found(read_text(CELLD_SOURCE_DIR "/packaging/celld.conf.sample"), "\n#([a-z_.]+ =[^\n]*)")) {
-        keys += line + '\n';
-    }
-    std::istringstream sample(keys);
-    ecu::kova::config::Configuration configuration;
-    ecu::kova::config::set_config_from_input(configuration, sample, "sample");
-    EXPECT_GT(configuration.keys().size(), 25U);
-
-    // The values shown there are the defaults; these have theirs where they are read.
-    const std::set<std::string> elsewhere{
-        "host",        "port", "logmode", "loglevel", "logmodules", "bus.cafile", "modem_restart_timeout",
-        "at.recording"};
-    ecu::kova::config::Configuration defaults;
-    register_defaults(defaults);
-    for (const auto& key : configuration.keys()) {
-        EXPECT_EQ(defaults.get(key), elsewhere.count(key) == 0 ? configuration.get(key) : "") << key;
-    }
-
-    const auto modules = found_in_the_sources("module\\(\"([a-z.]+)\"\\)");
-    EXPECT_GT(modules.size(), 20U);
     std::string all;
-    for (const auto& [module, file] : modules) {
+    for (const auto& [module, file] : found_in_the_sources("module\\(\"([a-z.]+)\"\\)")) {
         all += module + ',';
     }
+    EXPECT_GT(all.size(), 200U);
+    ecu::kova::config::Configuration configuration;
     configuration.set("logmodules", all);
-    register_defaults(configuration);
     const LogCapture log;
     warn_of_slips(configuration, {});
     EXPECT_EQ(log.records().size(), 0U) << log;

@@ -10,7 +10,8 @@
 #include <set>
 #include <sstream>
 
-// celld.conf(5) has every key of the three files, none besides, and the defaults that count.
+// celld.conf(5) has every key of the three files, none besides, and the defaults that count; the sample
+// likewise.
 
 namespace {
 
@@ -78,4 +79,17 @@ TEST(ConfigurationManual, HasEveryKeyThatIsReadWithItsDefaultAndNoOther)
     }
     EXPECT_EQ(written.size(), known.size());
     EXPECT_GT(told, 12U);
+}
+
+TEST(ConfigurationSample, HasKeysThatAreReadAndTheirDefaults)
+{
+    const auto known = keys_and_defaults();
+    const auto lines =
+        all_found(read_text(CELLD_SOURCE_DIR "/packaging/celld.conf.sample"), "\n#([a-z_.]+ =[^\n]*)");
+    EXPECT_GT(lines.size(), 25U);
+    for (const auto& line : lines) {
+        const auto key = line.substr(0, line.find(' '));
+        ASSERT_EQ(known.count(key), 1U) << line;
+        EXPECT_TRUE(known.at(key).empty() || line == key + " = " + known.at(key)) << line;
+    }
 }

@@ -1,44 +1,39 @@
 #pragma once
 
-#include "support/child.hpp"
-#include "support/temp_root.hpp"
+#include "unit/celldctl/program.hpp"
 #include "unit/platform/broker.hpp"
-#include "unit/platform/observer.hpp"
 
 #include <ecu/kova/com/transport_client.hpp>
 
-#include <map>
 #include <memory>
-#include <string>
 
 /// The shipped samples of a fleet, run by real brokers on loopback: the central one, and a unit's with its
 /// bridge. Certificates are made by the shipped script.
 class FleetBrokers {
 public:
     static constexpr auto PATIENCE = std::chrono::seconds(30); // no more than a hung test costs
-    using Replacements = std::map<std::string, std::string>;
+    using Replacements = std::vector<std::pair<std::string, std::string>>;
     using Client = std::shared_ptr<ecu::kova::com::ITransportClient>;
 
     FleetBrokers()
     {
         certificate("central localhost");
-        write("units.acl", sample("units.acl"));
-        write("operators.acl", sample("operators.acl"));
-        write("central.conf",
-              own_settings("central-db") +
-                  sample("central.conf", {{"listener 8883", "listener " + at(units_port_)},
-                                          {"listener 8884", "listener " + at(operators_port_)},
-                                          {"/etc/mosquitto/fleet", folder()}}));
+        for (const std::string name : {"units.acl", "operators.acl"}) {
+            root.write("/" + name, sample(name));
+        }
+        root.write("/central.conf",
+                   own_settings("central-db") +
+                       sample("central.conf", {{"listener 8883", "listener " + at(units_port_)},
+                                               {"listener 8884", "listener " + at(operators_port_)},
+                                               {"/etc/mosquitto/fleet", folder()}}));
     }
 
     void certificate(const std::string& words)
     {
-        Child script;
-        script.start(
-            {"/bin/sh", "-c", "cd " + folder() + " && " FLEET_SAMPLES "/fleet-certificates " + words},
-            root.path("/certificates.log"));
-        if (!eventually([&] { return !script.running(); }, PATIENCE) || script.result() != 0) {
-            throw std::runtime_error("no certificate: " + root.read("/certificates.log"));
+        const auto made = run_program(
+            root, {"/bin/sh", "-c", "cd " + folder() + " && " FLEET_SAMPLES "/fleet-certificates " + words});
+        if (made.status != 0) {
+            throw std::runtime_error("no certificate: " + made.said);
         }
     }
 
@@ -55,19 +50,21 @@ public:
     /// The unit's own broker, bridged.
     void start_unit(const std::string& id, Replacements replacements = {})
     {
-        replacements.insert({{"UNIT-ID", id},
+        replacements.insert(replacements.end(),
+                            {{"UNIT-ID", id},
                              {"central.example.org:8883", "localhost:" + std::to_string(units_port_)},
                              {"/etc/mosquitto/fleet/unit.", folder() + "/" + id + "."},
                              {"/etc/mosquitto/fleet", folder()},
                              {"restart_timeout 5 60", "restart_timeout 1"}});
-        write("unit.conf", own_settings("unit-db") + "persistence true\nlistener " + at(unit_port_) +
-                               "\nallow_anonymous true\n" + sample("unit-bridge.conf", replacements));
+        root.write("/unit.conf", own_settings("unit-db") + "persistence true\nlistener " + at(unit_port_) +
+                                     "\nallow_anonymous true\n" + sample("unit-bridge.conf", replacements));
         start(unit_, "unit.conf", unit_port_);
     }
     void stop_unit() { unit_.kill(); }
 
     /// Of the unit's own bus.
-    Client on_the_unit() { return client(unit_port_, "daemon", ""); }
+    Client on_the_unit() { return client_at(unit_port_, "daemon"); }
+    /// Without a certificate where that is empty.
     Client as_unit(const std::string& certificate, const std::string& client_id)
     {
         return client(units_port_, client_id, certificate);
@@ -78,7 +75,6 @@ public:
     }
 
     int operators_port() const { return operators_port_; }
-    int units_port() const { return units_port_; }
     std::string folder() const { return root.path("").string(); }
 
     TempRoot root;
@@ -90,11 +86,9 @@ private:
     {
         std::ifstream file(FLEET_SAMPLES "/" + name);
         std::string text{std::istreambuf_iterator<char>(file), {}};
-        // The longest first: one may begin with another.
-        for (auto pair = replacements.rbegin(); pair != replacements.rend(); ++pair) {
-            for (auto found = text.find(pair->first); found != std::string::npos;
-                 found = text.find(pair->first, found + pair->second.size())) {
-                text.replace(found, pair->first.size(), pair->second);
+        for (const auto& [from, to] : replacements) {
+            for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+                text.replace(at, from.size(), to);
             }
         }
         return text;
@@ -107,8 +101,6 @@ private:
         return "user root\npersistence_location " + folder() + "/" + database + "/\nlog_dest stderr\n";
     }
 
-    void write(const std::string& name, const std::string& text) { root.write("/" + name, text); }
-
     void start(Child& broker, const std::string& configuration, int port)
     {
         broker.start({"/usr/sbin/mosquitto", "-c", folder() + "/" + configuration},
@@ -116,18 +108,14 @@ private:
         Broker::wait_until_listening(port);
     }
 
-    Client client(int port, const std::string& id, const std::string& certificate)
+    static Client client(int port, const std::string& id, const std::string& certificate)
     {
-        ecu::kova::config::Configuration configuration;
-        configuration.set("host", "localhost");
-        configuration.set("port", std::to_string(port));
-        configuration.set("client_name", id);
+        std::map<std::string, std::string> tls{{"bus.cafile", "/central-ca.crt"}};
         if (!certificate.empty()) {
-            configuration.set("bus.cafile", "/central-ca.crt");
-            configuration.set("bus.certfile", "/" + certificate + ".crt");
-            configuration.set("bus.keyfile", "/" + certificate + ".key");
+            tls["bus.certfile"] = "/" + certificate + ".crt";
+            tls["bus.keyfile"] = "/" + certificate + ".key";
         }
-        return ecu::kova::com::create_client(configuration, ecu::kova::com::TransportType::MQTT);
+        return client_at(port, id, tls);
     }
 
     const int units_port_ = free_port();

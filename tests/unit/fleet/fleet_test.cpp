@@ -1,7 +1,8 @@
-#include "bus/message_adapter.hpp"
 #include "exit_status.hpp"
 #include "fleet/fleet_views.hpp"
 #include "fleet/metrics.hpp"
+#include "unit/celldctl/frames.hpp"
+#include "unit/platform/observer.hpp"
 
 #include <gmock/gmock.h>
 
@@ -25,42 +26,13 @@ namespace {
 
 constexpr FleetTime NOON{1'769'860'800s}; // 2026-01-31T12:00:00Z
 
-com::Message text(const std::string& bytes, bool retained = false)
+pb::ModemStatus status(State::ModemState state, State::ModemResetReason reason = State::NONE,
+                       const std::string& operator_name = {}, int rssi = 99)
 {
-    com::Message message(com::Message::Payload(bytes.begin(), bytes.end()));
-    message.retained(retained);
+    auto message = status_in(state, rssi);
+    message.set_reset_reason(reason);
+    message.set_operator_name(operator_name);
     return message;
-}
-
-struct Said {
-    State::ModemState state = State::CONNECTED;
-    State::ModemResetReason reason = State::NONE;
-    std::string operator_name = {};
-    int rssi = 99;
-    std::chrono::nanoseconds up = 0s; ///< the sender's time since boot
-};
-
-com::Message status(const Said& said, bool retained = false)
-{
-    pb::ModemStatus message;
-    message.set_state(said.state);
-    message.set_reset_reason(said.reason);
-    message.set_operator_name(said.operator_name);
-    message.set_rssi(said.rssi);
-    auto payload = com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(message)->payload();
-    for (std::size_t byte = 0; byte < 8; ++byte) { // docs/bus.md, "Frame"
-        payload[10 + byte] =
-            static_cast<std::uint8_t>(static_cast<std::uint64_t>(said.up.count()) >> 8 * byte);
-    }
-    com::Message frame(std::move(payload));
-    frame.retained(retained);
-    return frame;
-}
-
-template <class T>
-com::Message frame_of(const T& message)
-{
-    return *com::PbInternalMessageAdapter<T>().serialize(message);
 }
 
 /// A fleet to talk to; time goes on by hand.
@@ -72,6 +44,7 @@ protected:
     {
         model.take("units/" + unit + "/" + topic, message, now);
     }
+    void says(const std::string& unit, const pb::ModemStatus& status) { says(unit, frame_of(status)); }
     void pass(std::chrono::seconds time)
     {
         now += time;
@@ -87,76 +60,66 @@ protected:
         return all;
     }
     const UnitRecord& unit(const std::string& id) const { return model.units().at(id); }
-    std::vector<std::string> ids(const FleetChoice& choice)
-    {
-        std::vector<std::string> all;
-        for (const auto& row : fleet_rows(model, choice, now)) {
-            all.push_back(row.id);
-        }
-        return all;
-    }
-
     FleetModel model;
     FleetTime now = NOON;
 };
 
 using FleetTells = Fleet;
 using FleetTable = Fleet;
-using FleetMetrics = Fleet;
 
 } // namespace
 
 TEST_F(FleetTells, WhatEachUnitBecomes)
 {
-    says("a", status({State::CONNECTED, State::NONE, "Mobile", 20}, true));
+    says("a", frame_of(status(State::CONNECTED), true));
     EXPECT_EQ(unit("a").last_seen, std::nullopt) << "nobody knows when that was sent";
-    says("b", text("1", true), "bridge");
+    says("b", text_message("1", true), "bridge");
     EXPECT_THAT(news(), ElementsAre("a: CONNECTED"));
 
     pass(60s);
-    says("a", status({State::CONNECTED, State::NONE, "Mobile", 21}));
+    says("a", status(State::CONNECTED, State::NONE, "Mobile", 21));
     EXPECT_THAT(news(), IsEmpty()) << "a signal is no change";
-    says("a", status({State::CONNECTED, State::AT_PORT_TIMEOUT}));
-    says("a", status({State::DISABLING, State::AT_PORT_TIMEOUT}));
+    says("a", status(State::CONNECTED, State::AT_PORT_TIMEOUT));
+    says("a", status(State::DISABLING, State::AT_PORT_TIMEOUT));
     pass(7s);
-    says("a", status({State::ENABLING, State::AT_PORT_TIMEOUT}));
+    says("a", status(State::ENABLING, State::AT_PORT_TIMEOUT));
     EXPECT_THAT(news(), ElementsAre("a: reset: AT_PORT_TIMEOUT",
                                     "a: DISABLING  (CONNECTED lasted at least 1 min 00 s)",
                                     "a: ENABLING  (DISABLING lasted 7 s)"));
     EXPECT_EQ(unit("a").starts, 1U);
 
-    says("a", text("0"), "bridge");
+    says("a", text_message("0"), "bridge");
     pass(3600s);
-    says("a", text("1"), "bridge");
-    says("a", status({State::CONNECTED, State::AT_PORT_TIMEOUT}));
+    says("a", text_message("1"), "bridge");
+    says("a", status(State::CONNECTED, State::AT_PORT_TIMEOUT));
     EXPECT_THAT(news(), ElementsAre("a: is unreachable: its bridge is down",
                                     "b: is silent: nothing has come for five minutes",
                                     "a: is silent: nothing has come for five minutes",
                                     "a: CONNECTED  (ENABLING lasted 1 h 00 min)", "a: is heard again"));
-    says("a", status({}), "system/modem/nothing-known");
     pb::ModemStatus will;
     will.set_state(State::UNKNOWN);
-    says("a", frame_of(will));
+    says("a", frame_of(will), "system/modem/nothing-known");
+    says("a", will);
     EXPECT_THAT(news(), ElementsAre("a: its daemon is gone"));
     EXPECT_EQ(unit("a").state, State::CONNECTED) << "what it said last stays";
 
-    says("a", text("garbage"));
-    says("a", text("garbage"));
-    says("a", text("garbage"), "system/modem/hardware");
+    says("a", text_message("garbage"));
+    says("a", text_message("garbage"));
+    says("a", text_message("garbage"), "system/modem/hardware");
     EXPECT_THAT(news(), ElementsAre("a: its status does not decode"));
     EXPECT_EQ(unit("a").malformed, 3U);
-    says("a", text("", true));
+    says("a", text_message("", true));
     EXPECT_THAT(news(), ElementsAre("a: its status was taken off the broker"));
     EXPECT_THAT(model.units(), SizeIs(1));
 }
 
 TEST_F(FleetTells, NoUnitSilentWhileTheBrokerIsAway)
 {
-    says("a", status({}));
-    says("b", status({}));
+    says("a", status(State::CONNECTED));
+    says("b", status(State::CONNECTED));
     pass(301s);
     EXPECT_EQ(unit("a").condition, Condition::SILENT);
-    says("b", status({}));
+    says("b", status(State::CONNECTED));
     model.connection(false, now);
     pass(3600s);
     EXPECT_EQ(unit("a").condition, Condition::SILENT);
@@ -175,7 +138,7 @@ TEST_F(FleetTells, TwoHostsOfOneIdButNotAHostThatBootsOrSendsAgain)
         model = {};
         for (const auto stamp : stamps) {
             now += 10s;
-            says("a", status({.up = stamp}));
+            says("a", frame_of(status(State::CONNECTED), false, stamp));
         }
         return unit("a").two_senders;
     };
@@ -199,10 +162,10 @@ TEST_F(FleetTells, NothingUnboundedHoweverHostileTheBus)
 {
     for (const auto& id :
          {""s, "+"s, "#"s, "a\x1b[2J"s, "\xff"s, std::string(65, 'a'), std::string(60'000, 'b')}) {
-        says(id, status({}));
+        says(id, status(State::CONNECTED));
     }
     for (const auto* const topic : {"", "units", "units/", "units/a", "units/a/", "system/modem/status"}) {
-        model.take(topic, status({}), now);
+        model.take(topic, frame_of(status(State::CONNECTED)), now);
     }
     EXPECT_THAT(model.units(), IsEmpty());
     EXPECT_EQ(model.left_out().ids, 7U);
@@ -210,7 +173,7 @@ TEST_F(FleetTells, NothingUnboundedHoweverHostileTheBus)
     for (int round = 0; round < 3; ++round) {
         const auto state = round % 2 == 0 ? State::CONNECTED : State::SEARCHING;
         for (std::size_t index = 0; index < FleetModel::MOST_UNITS + 1; ++index) {
-            says("unit \"" + std::to_string(index), status({state, State::NONE, flood}));
+            says("unit \"" + std::to_string(index), status(state, State::NONE, flood));
         }
     }
     EXPECT_THAT(model.units(), SizeIs(FleetModel::MOST_UNITS));
@@ -234,41 +197,43 @@ TEST_F(FleetTells, NothingUnboundedHoweverHostileTheBus)
 
 TEST_F(FleetTable, IsSortedAndFilteredByAnyColumn)
 {
-    says("a", status({State::SEARCHING, State::NONE, "Mobile", 5}));
+    says("a", status(State::SEARCHING, State::NONE, "Mobile", 5));
     pass(10s);
-    says("b", status({State::CONNECTED, State::BACKEND_TIMEOUT, "mobile II", 30}));
+    says("b", status(State::CONNECTED, State::BACKEND_TIMEOUT, "mobile II", 30));
     pass(10s);
-    says("c", status({State::CONNECTED, State::NONE, "Other"}));
-    says("c", text("0"), "bridge");
+    says("c", status(State::CONNECTED, State::NONE, "Other"));
+    says("c", text_message("0"), "bridge");
     pass(10s);
-    const std::pair<FleetChoice, std::vector<std::string>> orders[] = {
-        {{}, {"a", "b", "c"}},
-        {{{}, "unit", true}, {"c", "b", "a"}},
-        {{{}, "state"}, {"c", "a", "b"}},
-        {{{}, "signal"}, {"c", "a", "b"}},
-        {{{}, "since"}, {"a", "b", "c"}},
-        {{{}, "operator"}, {"a", "c", "b"}},
+    struct {
+        std::string sort;
+        bool descending;
+        std::vector<std::string> filters;
+        std::vector<std::string> expected;
+    } const cases[] = {
+        {"", false, {}, {"a", "b", "c"}},
+        {"unit", true, {}, {"c", "b", "a"}},
+        {"state", false, {}, {"c", "a", "b"}},
+        {"signal", false, {}, {"c", "a", "b"}},
+        {"since", true, {}, {"c", "b", "a"}},
+        {"operator", false, {"unit=*"}, {"a", "c", "b"}},
+        {"", false, {"state=connected"}, {"b", "c"}},
+        {"", false, {"state=connected", "state!=unreachable"}, {"b"}},
+        {"", false, {"operator=MOBILE*"}, {"a", "b"}},
+        {"", false, {"reset!=none"}, {"b"}},
+        {"", false, {"signal<-90"}, {"a"}},
+        {"", false, {"since>15"}, {"a", "b"}},
+        {"", false, {"seen<15"}, {"c"}},
     };
-    for (const auto& [choice, expected] : orders) {
-        EXPECT_EQ(ids(choice), expected) << choice.sort;
-    }
-    const std::pair<std::vector<std::string>, std::vector<std::string>> filters[] = {
-        {{"unit=[ab]"}, {"a", "b"}},
-        {{"state=connected"}, {"b", "c"}},
-        {{"state=connected", "state!=unreachable"}, {"b"}},
-        {{"operator=MOBILE*"}, {"a", "b"}},
-        {{"reset!=none"}, {"b"}},
-        {{"signal<-90"}, {"a"}},
-        {{"signal>-200"}, {"a", "b"}},
-        {{"since>15"}, {"a", "b"}},
-        {{"seen<15"}, {"c"}},
-    };
-    for (const auto& [expressions, expected] : filters) {
-        FleetChoice choice;
-        for (const auto& expression : expressions) {
+    for (const auto& [sort, descending, filters, expected] : cases) {
+        FleetChoice choice{{}, sort, descending};
+        for (const auto& expression : filters) {
             choice.filters.push_back(fleet_filter(expression));
         }
-        EXPECT_EQ(ids(choice), expected) << expressions.front();
+        std::vector<std::string> ids;
+        for (const auto& row : fleet_rows(model, choice, now)) {
+            ids.push_back(row.id);
+        }
+        EXPECT_EQ(ids, expected) << sort << testing::PrintToString(filters);
     }
     for (const auto* const wrong :
          {"", "unit", "unit<a", "sate=x", "signal=5", "signal<", "signal<x", "signal<5x", "=", "unit!a"}) {
@@ -278,22 +243,19 @@ TEST_F(FleetTable, IsSortedAndFilteredByAnyColumn)
 
 TEST_F(FleetTable, SaysTheSameToAPersonAndToAProgram)
 {
-    says("truck \"7\"", status({State::SEARCHING, State::NONE, "T\xc3\xa4st\x1b", 20}));
-    says("truck \"7\"", text("1", true), "bridge");
+    says("truck \"7\"", status(State::SEARCHING, State::NONE, "T\xc3\xa4st\x1b", 20));
+    says("truck \"7\"", text_message("1", true), "bridge");
     now += 31s;
-    says("truck \"7\"", status({State::CONNECTED, State::NONE, "T\xc3\xa4st\x1b", 20}));
+    says("truck \"7\"", status(State::CONNECTED, State::NONE, "T\xc3\xa4st\x1b", 20));
     const auto news = model.take_news();
     EXPECT_EQ(
         fleet_text(news.at(1)),
         "2026-01-31T12:00:31.000Z  truck \\\"7\\\"          CONNECTED  (SEARCHING lasted at least 31 s)\n");
     const auto object = nlohmann::json::parse(fleet_json(news.at(1)));
     EXPECT_EQ(object["unit"], "truck \"7\"");
-    EXPECT_EQ(object["kind"], "state");
     EXPECT_EQ(object["state"], "CONNECTED");
-    EXPECT_EQ(object["connected"], true);
     EXPECT_EQ(object["operator"]["name"], "T\xc3\xa4st\x1b");
     EXPECT_EQ(object["signal"]["rssi_dbm"], -73);
-    EXPECT_EQ(object["last_seen_s"], 0);
     EXPECT_EQ(object["bridge"], "up");
     now += 65s;
     FleetPage page;
@@ -304,17 +266,16 @@ TEST_F(FleetTable, SaysTheSameToAPersonAndToAProgram)
               "1 min 05 s   0 NONE");
 }
 
-TEST_F(FleetMetrics, AreFamiliesOfSamplesThatNoTextOfAUnitBreaks)
+TEST_F(FleetTable, GivesMetricsInFamiliesOfSamplesThatNoTextOfAUnitBreaks)
 {
     const auto forged = "x\"} 1\ncelld_up{unit=\"other\\\x1b\xff"s;
-    says("a", status({State::SEARCHING, State::AT_PORT_TIMEOUT, forged, 20}, true));
-    says("b\"\\", status({State::CONNECTED}));
-    says("b\"\\", text("0"), "bridge");
+    says("a", frame_of(status(State::SEARCHING, State::AT_PORT_TIMEOUT, forged, 20), true));
+    says("b\"\\", status(State::CONNECTED));
+    says("b\"\\", text_message("0"), "bridge");
     const auto page = metrics_text(model, true);
     for (const auto* const line :
-         {"celld_exporter_broker_connected 1", "celld_exporter_units 2", R"(celld_up{unit="a"} 1)",
-          R"(celld_up{unit="b\"\\"} 0)", R"(celld_bridge_up{unit="b\"\\"} 0)",
-          R"(celld_signal_strength_dbm{unit="a"} -73)", R"(celld_state{unit="a",state="SEARCHING"} 1)",
+         {"celld_exporter_units 2", R"(celld_up{unit="a"} 1)", R"(celld_up{unit="b\"\\"} 0)",
+          R"(celld_bridge_up{unit="b\"\\"} 0)", R"(celld_signal_strength_dbm{unit="a"} -73)",
           R"(celld_state{unit="a",state="CONNECTED"} 0)", R"(celld_state{unit="b\"\\",state="CONNECTED"} 1)",
           R"(celld_last_reset_info{unit="a",reason="AT_PORT_TIMEOUT"} 1)",
           R"(celld_last_seen_timestamp_seconds{unit="b\"\\"} 1769860800.000)",

@@ -1,9 +1,7 @@
 #include "brokers.hpp"
-#include "bus/message_adapter.hpp"
+#include "unit/celldctl/frames.hpp"
 
 #include <gmock/gmock.h>
-
-#include <array>
 
 namespace com = ecu::kova::com;
 namespace pb = ecu::kova::pb;
@@ -16,22 +14,12 @@ constexpr auto PATIENCE = FleetBrokers::PATIENCE;
 
 com::Message status(pb::ModemStatus::ModemState state)
 {
-    pb::ModemStatus message;
-    message.set_state(state);
-    message.set_reset_reason(pb::ModemStatus::NONE);
-    auto frame = *com::PbInternalMessageAdapter<pb::ModemStatus>().serialize(message);
-    frame.retained(true);
-    return frame;
+    return frame_of(status_in(state), true);
 }
 
 /// The program itself, at the central broker.
 class FleetClient : public testing::Test {
 protected:
-    struct Outcome {
-        int status;
-        std::string said; // both streams
-    };
-
     FleetClient()
     {
         brokers.certificate("unit truck-17");
@@ -42,53 +30,32 @@ protected:
     std::vector<std::string> command(const std::vector<std::string>& words,
                                      bool with_certificate = true) const
     {
-        std::vector<std::string> all{CELLDCTL,
-                                     "-h",
-                                     "localhost",
-                                     "-p",
-                                     std::to_string(brokers.operators_port()),
-                                     "--cafile",
-                                     brokers.folder() + "/central-ca.crt"};
+        const auto folder = brokers.folder();
+        std::vector<std::string> all{CELLDCTL, "-h", "localhost", "--cafile", folder + "/central-ca.crt"};
+        all.insert(all.end(), {"-p", std::to_string(brokers.operators_port())});
         if (with_certificate) {
-            all.insert(all.end(),
-                       {"--cert", brokers.folder() + "/fleet.crt", "--key", brokers.folder() + "/fleet.key"});
+            all.insert(all.end(), {"--cert", folder + "/fleet.crt", "--key", folder + "/fleet.key"});
         }
         all.insert(all.end(), words.begin(), words.end());
         return all;
     }
     Outcome run(const std::vector<std::string>& words, bool with_certificate = true) const
     {
-        Child child;
-        brokers.root.write("/said", "");
-        child.start(command(words, with_certificate), brokers.root.path("/said"));
-        if (!eventually([&] { return !child.running(); }, PATIENCE)) {
-            return {-1, "it hangs: " + brokers.root.read("/said")};
-        }
-        return {child.result(), brokers.root.read("/said")};
+        return run_program(brokers.root, command(words, with_certificate));
     }
 
-    /// What the exporter answers, head and body; empty when it does not.
-    static std::string ask(int port, const std::string& request)
+    /// What the exporter answers, head and body.
+    std::string ask(int port, const std::string& request) const
     {
-        const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const auto address = Broker::loopback(port);
-        std::string answer;
-        if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-            ::send(connection, request.data(), request.size(), MSG_NOSIGNAL) > 0) {
-            std::array<char, 4096> part{};
-            for (auto count = read(connection, part.data(), part.size()); count > 0;
-                 count = read(connection, part.data(), part.size())) {
-                answer.append(part.data(), static_cast<std::size_t>(count));
-            }
-        }
-        close(connection);
-        return answer;
+        const auto dialogue = "exec 3<>/dev/tcp/127.0.0.1/" + std::to_string(port) +
+                              " && printf '%s' \"$0\" >&3 && exec cat <&3";
+        return run_program(brokers.root, {"/bin/bash", "-c", dialogue, request}).said;
     }
-    static std::string get(int port, const std::string& path)
+    std::string get(int port, const std::string& path) const
     {
         return ask(port, "GET " + path + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
     }
-    static bool comes(int port, const std::string& sample)
+    bool comes(int port, const std::string& sample) const
     {
         return eventually(
             [&] { return get(port, "/metrics").find("\n" + sample + "\n") != std::string::npos; }, PATIENCE);

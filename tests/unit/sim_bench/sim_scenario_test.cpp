@@ -37,34 +37,18 @@ TEST(ScenarioFileTest, NamesLineFaultAndWhatWouldBeRight)
 {
     const std::vector<std::tuple<std::string, std::string, std::string>> cases{
         {"at 1 - reboot", "no ' -> '", "TRIGGER -> COMMAND"},
-        {"-> reboot", "no ' -> '", ""},
-        {"at 1->reboot", "no ' -> '", ""},
         {"soon -> reboot", "unexpected 'soon'", "'at SECONDS'"},
         {"at -> reboot", "'' are no seconds", "such as 2 or 0.5"},
-        {"at -1 -> reboot", "'-1' are no seconds", ""},
-        {"at 2s -> reboot", "'2s' are no seconds", ""},
-        {"at inf -> reboot", "'inf' are no seconds", ""},
         {"at nan -> reboot", "'nan' are no seconds", ""},
         {"at 2678401 -> reboot", "are no seconds", "a month"},
-        {"at 1 2 -> reboot", "unexpected '2'", ""},
         {"at 1 +2 -> reboot", "unexpected '+2'", ""},
-        {"on -> reboot", "unknown event ''", "command, answer, unanswered, report, line"},
         {"on comand AT -> reboot", "unknown event 'comand'", "command"},
         {"on 0 command AT -> reboot", "'0' is no count", "from 1"},
-        {"each 3x command AT -> reboot", "'3x' is no count", ""},
-        {"on command -> reboot", "no event 'command '", "command PREFIX"},
         {"on command +CSQ +COPS -> reboot", "no event 'command +CSQ +COPS'", ""},
-        {"on command +3 -> reboot", "no event 'command '", "command PREFIX"},
         {"on line VINT on -> reboot", "no event 'line VINT on'", "VCC|PWRON|RESET on|off|pulsed"},
-        {"on line VCC -> reboot", "no event 'line VCC'", ""},
-        {"on line VCC 1 -> reboot", "no event 'line VCC 1'", ""},
-        {"on module on -> reboot", "no event 'module on'", "booting|up|down"},
-        {"on port lost -> reboot", "no event 'port lost'", "there|gone|open|closed"},
         {"on pin 4 -> reboot", "no event 'pin 4'", ""},
-        {"on report -> reboot", "no event 'report '", ""},
         {"then on module up + -> reboot", "no event 'module up +'", ""},
         {"then at 5 -> reboot", "unexpected 'at'", ""},
-        {"then 5 -> reboot", "unexpected '5'", ""},
         {"at 1 -> bad", "no such command", ""},
         {"at 1 ->", "nothing to do", ""},
         {std::string("at 1 -> urc \x07"), "control characters", "plain text"},
@@ -84,7 +68,6 @@ TEST(ScenarioFileTest, NamesLineFaultAndWhatWouldBeRight)
 
 TEST(ScenarioFileTest, RefusesWhatIsNoScenario)
 {
-    EXPECT_THAT(refusal(""), HasSubstr("/day.scn: no event"));
     EXPECT_THAT(refusal("# only\n  \t\n"), HasSubstr("no event"));
     EXPECT_THAT(refusal("\n# first\nthen +1 -> reboot\n"), HasSubstr("line 3: 'then' without a line above"));
     EXPECT_THAT(refusal(std::string("\x7F"
@@ -95,14 +78,12 @@ TEST(ScenarioFileTest, RefusesWhatIsNoScenario)
     std::string lines(999, '\n');
     EXPECT_EQ(refusal(lines + "at 1 -> reboot"), "");
     EXPECT_THAT(refusal(lines + "\nat 1 -> reboot"), HasSubstr("line 1001: more than 1000 lines"));
-    EXPECT_THROW(read_scenario("/nowhere/day.scn", no_check), BenchError);
     EXPECT_THROW(read_scenario("/", no_check), BenchError);
 }
 
 TEST(ScenarioFileTest, TakesBlanksTabsAndBothLineEnds)
 {
     const TempRoot root;
-    root.write("/day.scn", "\r\n\tthe first is a comment -> no\n");
     root.write("/day.scn", "# c\r\n\t at\t0.25  ->  urc a -> b \r\non 3 report  +CREG:  2 +1.5 -> reboot");
     const auto scenario = read_scenario(root.path("/day.scn"), no_check);
     ASSERT_EQ(scenario.size(), 2U);
@@ -151,7 +132,6 @@ protected:
     TimerQueue timers_{TimerQueue::TimePoint{}};
     Transcript transcript_{timers_};
     std::unique_ptr<ScenarioPlayer> player_;
-    bool nested_ = false; ///< a command ran within another
 
 private:
     std::string run(const std::string& command)
@@ -160,7 +140,7 @@ private:
         std::ostringstream text;
         text << second << ":" << command << " ";
         happened_ += text.str();
-        nested_ = nested_ || std::exchange(running_, true);
+        EXPECT_FALSE(std::exchange(running_, true)) << "a command ran within another";
         if (command.starts_with("say ")) {
             note("report " + command.substr(4));
         }
@@ -203,43 +183,23 @@ TEST_F(ScenarioPlayerTest, LetsEachLineHappenWhenItsTriggerSays)
     };
     const std::vector<Case> cases{
         {"at 2.5 -> a\nat 0 -> b\nat 1 -> c", {}, "0:b 1:c 2.5:a "},
-        {"on command +csq -> a", asked, "1:a "},
-        {"on 2 command +CSQ -> a", asked, "3:a "},
         {"each command +CSQ -> a", asked, "1:a 3:a "},
-        {"each 2 command * -> a", asked, "2:a 4:a "},
-        {"on command AT -> a", asked, "4:a "},
-        {"on command +C +2 -> a", asked, "3:a "},
         {"each command * +1.5 -> a", asked, "2.5:a 4.5:a 7.5:a "}, // what comes meanwhile is not counted
-        {"on answer +CSQ -> a", asked, "5:a "},
         {"on unanswered AT -> a", {{1, "unanswered 1 1 mute AT"}}, "1:a "},
         {"on line VCC off -> a\non 2 line VCC off -> b\non line VCC on -> c", lines, "0:a 1:c 3:b "},
         {"on line RESET pulsed -> a\non line RESET on -> b\non line RESET off -> c", lines, "2:a 2:b "},
-        {"on line VCC pulsed -> a", lines, ""},
         {"on module up +2 -> a", {{1, "module booting"}, {2, "module up"}}, "4:a "},
-        {"on port open -> a", {{1, "port there"}, {2, "port open"}}, "2:a "},
-        {"on pin 2 -> a", {{1, "pin 3"}, {2, "pin 2"}}, "2:a "},
         {"on report +CREG: 2 -> a", {{1, "report +CREG:_1"}, {2, "report +CREG:_2,\"1F\""}}, "2:a "},
-        {"on note noon -> a", {{1, "report noon"}, {2, "note noon"}}, "2:a "},
         {"at 1 -> a\nthen +2 -> b\nthen -> c\nat 2 -> d", {}, "1:a 2:d 3:b 3:c "},
-        {"on 2 command +CSQ -> a\nthen on command +CSQ -> b", asked, "3:a "},
         {"on command +CSQ -> a\nthen on command +CSQ +1 -> b\nthen +1 -> c", asked, "1:a 4:b 5:c "},
-        {"at 5 -> a\nthen on command * -> b", asked, "5:a 6:b "},
         {"each 2 command * -> a\nthen +1 -> b", asked, "2:a 3:b 4:a 5:b "},
         {"each command * -> a\nthen on answer * -> b", asked, "1:a 2:a 3:a 4:a 5:b 6:a "},
-        {"at 12 -> a\nat 9 -> b", {}, "9:b "}, // nor does the first come to the next scenario
         {"at 1 -> say x\nthen on report x -> a\nat 3 -> say x", {}, "1:say x 3:say x 3:a "},
     };
     for (const auto& [scenario, events, expected] : cases) {
         play(scenario, events, 9);
         EXPECT_EQ(happened(), expected) << scenario;
     }
-}
-
-TEST_F(ScenarioPlayerTest, RunsNoCommandWithinAnother)
-{
-    play("on report a -> say b\non report b -> say c\non report c -> x", {{1, "report a"}}, 1);
-    EXPECT_EQ(happened(), "1:say b 1:say c 1:x ");
-    EXPECT_FALSE(nested_);
 }
 
 TEST_F(ScenarioPlayerTest, EndsALineThatSetsItselfOffForEver)

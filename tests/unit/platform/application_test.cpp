@@ -2,7 +2,7 @@
 #include "support/temp_root.hpp"
 
 #include <ecu/kova/application.hpp>
-#include <ecu/kova/root.hpp>
+#include <gtest/gtest.h>
 
 TEST(Application, TellsTheServiceManagerOnceThatItIsReady)
 {
@@ -20,19 +20,4 @@ TEST(Application, TellsTheServiceManagerOnceThatItIsReady)
     EXPECT_EQ(abstract.received(), std::vector<std::string>{"STATUS=Starting"});
     unsetenv("NOTIFY_SOCKET"); // NOLINT(concurrency-mt-unsafe): no other thread
     EXPECT_EQ(manager.received(), (std::vector<std::string>{"STATUS=Starting", "READY=1\nSTATUS=Running"}));
-}
-
-TEST(Rooted, PutsTheRootInFrontOfAbsolutePathsOnly)
-{
-    const TempRoot root; // which takes the variable away again
-    for (const auto& [prefix, path, rooted] :
-         std::vector<std::array<const char*, 3>>{{"/r", "/a/b", "/r/a/b"},
-                                                 {"/r//", "/a", "/r/a"},
-                                                 {"/", "/a", "/a"},
-                                                 {"", "/a", "/a"},
-                                                 {"/r", "a", "a"},
-                                                 {"/r", "", ""}}) {
-        setenv("CELLD_ROOT", prefix, 1); // NOLINT(concurrency-mt-unsafe): no other thread
-        EXPECT_EQ(ecu::kova::rooted(path), rooted) << prefix;
-    }
 }

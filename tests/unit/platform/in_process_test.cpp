@@ -36,51 +36,6 @@ TEST_F(InProcessBus, DeliversToMatchingFiltersAndRetainedStateToLateSubscribers)
     in_process::publish("rt/system/blackout_mode", text_message("off"));
 }
 
-TEST_F(InProcessBus, AnOutageIsWhatABrokerOutageIs)
-{
-    in_process::set_outage(true);
-    EXPECT_FALSE(client->is_connected());
-    EXPECT_FALSE(client->publish("rt/a", text_message("dropped")));
-    EXPECT_TRUE(client->publish("system/a", text_message("overtaken", true)));
-    EXPECT_TRUE(client->publish("system/a", text_message("newest", true)));
-    EXPECT_FALSE(client->flush(1ms));
-    EXPECT_FALSE(in_process::retained("system/a"));
-    in_process::set_outage(false);
-    EXPECT_TRUE(client->is_connected() && client->flush(1ms));
-    in_process::set_outage(true);
-    in_process::set_outage(false); // what was kept is sent once
-    EXPECT_EQ(in_process::count("rt/a"), 0U);
-    EXPECT_EQ(in_process::history("system/a").size(), 1U);
-    EXPECT_EQ(in_process::retained("system/a")->payload(), text_message("newest").payload());
-    client->publish("system/a", text_message("", true));
-    EXPECT_FALSE(in_process::retained("system/a")) << "an empty message clears the topic";
-}
-
-TEST_F(InProcessBus, RemembersTheNewestThousandAndForgetsAllWithAReset)
-{
-    EXPECT_FALSE(client->last_will("system/#", text_message("no topic")));
-    EXPECT_TRUE(client->last_will("system/w", text_message("gone")));
-    for (int i = 0; i < 1001; ++i) {
-        in_process::publish(i == 0 ? "rt/first" : "rt/a", text_message(std::to_string(i), true));
-    }
-    EXPECT_EQ(in_process::count("rt/first"), 1U);
-    EXPECT_TRUE(in_process::history("rt/first").empty());
-    EXPECT_EQ(in_process::history("rt/a").size(), 1000U);
-    EXPECT_EQ(in_process::last("rt/a")->payload(), text_message("1000").payload());
-    EXPECT_EQ(in_process::last_will("system/w")->payload(), text_message("gone").payload());
-    EXPECT_FALSE(in_process::last_will("system/x"));
-
-    in_process::set_outage(true);
-    EXPECT_TRUE(client->publish("system/a", text_message("kept", true)));
-    in_process::reset();
-    EXPECT_TRUE(client->is_connected() && client->flush(1ms));
-    in_process::set_outage(false);
-    for (const char* topic : {"rt/a", "system/a"}) {
-        EXPECT_TRUE(in_process::history(topic).empty() && in_process::count(topic) == 0U) << topic;
-        EXPECT_FALSE(in_process::retained(topic)) << topic;
-    }
-}
-
 TEST_F(InProcessBus, ABusyClientHoldsUpNobodyAndMissesTheOldestOfTenThousand)
 {
     std::promise<void> release;

@@ -122,18 +122,6 @@ protected:
     SyslogSink sink{root.path("/log").string()};
 };
 
-TEST_F(SystemLogger, GetsLevelFacilityAndIdentity)
-{
-    for (int level = 0; level < 8; ++level) {
-        sink.write(NOON, static_cast<Level>(level), "test.module", "text");
-        // Facility daemon is 3; the levels are syslog's own (RFC 3164, 4.1.1).
-        EXPECT_THAT(logger.received(),
-                    ElementsAre(MatchesRegex(
-                        "<" + std::to_string(3 * 8 + level) +
-                        ">Sep 13 [ 0-9][0-9]:[0-9][0-9]:[0-9][0-9] celld.[0-9]+.: test.module: text")));
-    }
-}
-
 TEST_F(SystemLogger, MayBeRestartedOrAwayOrStuck)
 {
     const auto say = [this](const std::string& text, int times = 1) {
@@ -146,6 +134,8 @@ TEST_F(SystemLogger, MayBeRestartedOrAwayOrStuck)
                         " records were dropped: nobody read them");
     };
     say("one");
+    // Facility daemon is 3, an error 3 (RFC 3164, 4.1.1).
+    EXPECT_THAT(logger.received(), ElementsAre(MatchesRegex("<27>Sep 13 ..:..:.. celld.[0-9]+.: m: one")));
     logger.close();
     logger.open();
     say("two");

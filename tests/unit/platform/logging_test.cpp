@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -104,35 +105,26 @@ TEST(Logging, NamingModulesNarrowsInfoAndDebugOnly)
         }
         return names;
     };
-    struct Case {
-        const char* name; // nullptr: all
-        bool enabled;
-        const char* wanting;
-    };
-    for (const auto& [name, enabled, expected] : std::vector<Case>{{nullptr, true, "abc"},
-                                                                   {"b", false, "ac"},
-                                                                   {"a", true, "a"},
-                                                                   {"b", true, "ab"},
-                                                                   {"a", false, "b"},
-                                                                   {nullptr, true, "abc"},
-                                                                   {"c", true, "c"},
-                                                                   {nullptr, true, "abc"},
-                                                                   {"c", false, "ab"},
-                                                                   {nullptr, true, "abc"}}) {
+    using Case = std::tuple<const char*, bool, const char*>; // without a name: all
+    for (const auto& [name, enabled, expected] : {Case{nullptr, true, "abc"},
+                                                  {"b", false, "ac"},
+                                                  {"a", true, "a"},
+                                                  {"b", true, "ab"},
+                                                  {"a", false, "b"},
+                                                  {nullptr, true, "abc"},
+                                                  {"c", true, "c"}}) {
         name == nullptr ? logging::enable_all() : logging::enable(name, enabled);
         EXPECT_EQ(wanting(Level::INFO), expected);
         EXPECT_EQ(wanting(Level::DEBUG), expected);
         EXPECT_EQ(wanting(Level::NOTICE), "abc");
     }
+    logging::enable_all();
     logging::configure_logging("error");
     EXPECT_EQ(wanting(Level::WARNING), "");
     logging::configure_logging("warning");
     logging::configure_logging("chatty");
     EXPECT_EQ(logging::get_log_level(), Level::WARNING);
-    EXPECT_EQ(log.records().back().text,
-              "Unknown log level 'chatty', keeping WARNING; known are EMERG, ALERT, "
-              "CRITICAL, ERROR, WARNING, NOTICE, INFO, DEBUG");
-    EXPECT_EQ(log.records().back().level, Level::WARNING);
+    EXPECT_TRUE(log.contains(Level::WARNING, "Unknown log level 'chatty', keeping WARNING")) << log;
 }
 
 TEST(Logging, ASignalThatInterruptsTheWriterIsLoggedAfterwardsInOrder)

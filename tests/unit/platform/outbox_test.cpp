@@ -5,13 +5,11 @@
 #include "com/thread_without_signals.hpp"
 #include "observer.hpp"
 #include "support/log_capture.hpp"
-#include "support/temp_root.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -184,25 +182,6 @@ TEST(Retries, WaitLongerUntilAConnectionHeldAndKnowATakenIdByItsShortLives)
     }
 }
 
-TEST(MqttSettings, AreWhatTheConfigurationSaysOrTheirDefaults)
-{
-    const TempRoot root;
-    config::Configuration configuration;
-    const auto all = [&] {
-        const auto read = MqttSettings::from(configuration);
-        return std::vector<std::string>{
-            read.host,    std::to_string(read.port), read.client_id, read.username, read.password,
-            read.ca_file, read.certificate_file,     read.key_file};
-    };
-    EXPECT_THAT(all(), ElementsAre("localhost", "1883", "", "", "", "", "", ""));
-    std::istringstream file(
-        "host = broker\nport = 8883\nclient_name = celld\nbus.username = truck\n"
-        "bus.password = secret\nbus.cafile = /ca\nbus.certfile = /cert\nbus.keyfile = key");
-    set_config_from_input(configuration, file, "celld.conf");
-    EXPECT_THAT(all(), ElementsAre("broker", "8883", "celld", "truck", "secret", root.path("/ca").string(),
-                                   root.path("/cert").string(), "key"));
-}
-
 TEST(ThreadWithoutSignals, TakesNoneAndLeavesThemToWhoStartsIt)
 {
     const auto blocked = [] {
@@ -231,9 +210,6 @@ TEST(SubscriptionList, NamesEachFilterOnceAndForgetsThoseThatNobodyWantsAnyMore)
     gone.reset();
     EXPECT_THAT(subscriptions.filters(), ElementsAre("rt/+", "a"));
     EXPECT_FALSE(subscriptions.matches("be/status"));
-    EXPECT_EQ(publication_qos("system/modem/status"), 1);
-    EXPECT_EQ(publication_qos("rt/system/x"), 0);
-    EXPECT_TRUE(is_topic("a/b") && is_filter("a/#"));
     EXPECT_FALSE(is_topic("") || is_topic("a/+") || is_topic(std::string("a\0b", 3)));
     EXPECT_FALSE(is_filter("a#") || is_filter(std::string("a\0", 2)));
     EXPECT_TRUE(is_client_id(std::string(65535, 'x')));

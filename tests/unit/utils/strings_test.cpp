@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-
 TEST(Strings, ReplaceAndSplit)
 {
     std::string text = "aXa";
@@ -11,11 +9,8 @@ TEST(Strings, ReplaceAndSplit)
     EXPECT_EQ(text, "aaXaa");
     utils::replace(text, "", "b");
     EXPECT_EQ(text, "aaXaa");
-    EXPECT_EQ(utils::replace_crlf("OK\r\n"), "OK<CR><LF>");
     EXPECT_EQ(utils::split_as(" celld.modem , all,celld.sim,,all,x", ','),
               (std::set<std::string>{"all", "celld.modem", "celld.sim", "x"}));
-    errno = EIO;
-    EXPECT_EQ(utils::errno_text("tcflush() error"), "tcflush() error: Input/output error (5)");
 }
 
 // The borders of table 3-7 of the Unicode standard.

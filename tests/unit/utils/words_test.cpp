@@ -1,4 +1,3 @@
-#include "support/log_capture.hpp"
 #include "utils/words.hpp"
 
 #include <gtest/gtest.h>
@@ -23,14 +22,4 @@ TEST(Words, TheNearestIsWhatWasMeantOrNothing)
     }
     EXPECT_EQ(utils::nearest(std::string(10'000'000, 'x'), KNOWN), nullptr);
     EXPECT_EQ(utils::nearest("x", {}), nullptr);
-}
-
-TEST(Words, AWarningNamesWhatIsKnown)
-{
-    const LogCapture log;
-    for (const char* word : {"", "port", "prot"}) {
-        utils::warn_of_unknown(ecu::kova::logging::module("celld.test"), "the key", word, {KNOWN.data(), 2});
-    }
-    EXPECT_EQ(log.records().size(), 1U);
-    EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, "the key is 'prot', which is none of host, port"));
 }

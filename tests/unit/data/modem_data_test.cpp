@@ -1,6 +1,5 @@
 #include "at/registration_lines.hpp"
 #include "data/modem_data.hpp"
-#include "support/log_capture.hpp"
 
 #include <gtest/gtest.h>
 
@@ -71,35 +70,4 @@ TEST(ModemDataTest, ARegisteredDomainThatKnowsIsNotOverriddenByOneThatIsNot)
     EXPECT_EQ(data.module.imei, "490154203237518");
     EXPECT_EQ(heard(data, "+CGREG: 1"),
               "4,1,4 -> 1 usable: 255 0 0 0"); // what the old cell was is forgotten too
-}
-
-TEST(ModemDataTest, LogsChangesOfThePublishedStateOnly)
-{
-    const LogCapture log;
-    ModemData data;
-    for (int i = 0; i < 2; ++i) {
-        data.pb_state(ecu::kova::pb::ModemStatus_ModemState_CONNECTED);
-        data.pb_reset_reason(ecu::kova::pb::ModemStatus_ModemResetReason_SIM_ERROR);
-    }
-    EXPECT_EQ(data.pb_state(), ecu::kova::pb::ModemStatus_ModemState_CONNECTED);
-    EXPECT_EQ(data.pb_reset_reason(), ecu::kova::pb::ModemStatus_ModemResetReason_SIM_ERROR);
-    EXPECT_EQ(log.count("change pb_state from 'UNKNOWN' to 'CONNECTED'"), 1U);
-    EXPECT_EQ(log.count("Set reset reason from 'NONE' to 'SIM_ERROR'"), 1U);
-    EXPECT_EQ(log.records().size(), 2U);
-}
-
-TEST(Defs, TextsOfNumbersOutOfRangeAndBack)
-{
-    std::string qualities;
-    for (int number = -2; number <= 6; ++number) {
-        qualities += std::string(defs::to_str(defs::signal_quality_of(number))) + ';';
-    }
-    EXPECT_EQ(qualities,
-              "Unknown;Unknown;< -105 dBm;< -93 dBm;< -81 dBm;< -69 dBm;< -57 dBm;>= -57 dBm;Unknown;");
-    EXPECT_STREQ(defs::to_str(static_cast<defs::NwFriendlyModeType>(-1)), "NONE");
-    EXPECT_EQ(defs::from_str("pap", defs::ApnAuthenticationType::NONE), defs::ApnAuthenticationType::PAP);
-    EXPECT_EQ(defs::from_str("ENABLE", defs::SimState::AUTO), defs::SimState::ENABLE);
-    EXPECT_EQ(defs::from_str("x", defs::SimState::AUTO), std::nullopt);
-    EXPECT_EQ(defs::text_of(defs::RAT_ENUM_MAP, 42), "42");
-    EXPECT_EQ(defs::CAUSE_ENUM_MAP.size(), 35U);
 }

@@ -34,7 +34,6 @@ TEST_P(Causes, ALostConnectionSaysWhyTheNetworkOrTheCardTookIt)
 INSTANTIATE_TEST_SUITE_P(
     Lost, Causes,
     ::testing::Values(Loss{{"+CREG: 0", "+CGREG: 0"}, "not registered, no search"},
-                      Loss{{"+CREG: 3", "+CGREG: 3"}, "registration denied"},
                       Loss{{"+CREG: 3", "+CGREG: 3", "+CEREG: 3,,,,0,15"},
                            "registration denied, cause 15 (No suitable cells in tracking area)"},
                       Loss{{"+CREG: 0", "+CGREG: 0", "+CEREG: 3,,,,0,77"}, "registration denied, cause 77"},

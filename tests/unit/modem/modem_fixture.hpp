@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace pb = ecu::kova::pb;
@@ -90,20 +89,15 @@ protected:
     State state() { return modem().state(); }
 
     /// The status that a late subscriber would see.
-    pb::ModemStatus published()
+    static pb::ModemStatus published()
     {
-        return decoded<pb::ModemStatus>("system/modem/status").value_or(pb::ModemStatus());
-    }
-
-    template <class T>
-    std::optional<T> decoded(const std::string& topic)
-    {
-        const auto message = bus::retained(topic);
-        if (!message) {
-            return std::nullopt;
+        if (const auto message = bus::retained("system/modem/status")) {
+            if (auto status =
+                    ecu::kova::com::PbInternalMessageAdapter<pb::ModemStatus>().deserialize(*message)) {
+                return std::move(status.value);
+            }
         }
-        const auto result = ecu::kova::com::PbInternalMessageAdapter<T>().deserialize(*message);
-        return result ? std::optional(result.value) : std::nullopt;
+        return {};
     }
 
     void backend(bool connected)
@@ -122,18 +116,6 @@ protected:
         auto group = adapter.create_sg("rt/system/blackout_mode");
         ASSERT_TRUE(static_cast<bool>(group.set_signal_data("blackout_mode", std::move(value))));
         modem().message("rt/system/blackout_mode", adapter.pack(group).value());
-    }
-
-    std::optional<int> signal(const std::string& topic)
-    {
-        bus::settle(std::chrono::seconds(5));
-        const auto message = bus::last(topic);
-        if (!message) {
-            return std::nullopt;
-        }
-        const auto group = ecu::kova::rt::SignalAdapter::instance().unpack(*message);
-        const auto value = group ? group.value().signal(topic.substr(topic.rfind('/') + 1)) : std::nullopt;
-        return value && value->size() == 1 ? std::optional<int>(value->front()) : std::nullopt;
     }
 
     void pin(const std::string& gpio, const std::string& value, const std::string& direction) const

@@ -24,16 +24,6 @@ TEST_F(Runs, ConfigureEndsInConfiguredWhateverTheNetworkSays)
     EXPECT_EQ(level(VCC), "1\n"); // left on
 }
 
-TEST_F(Runs, InitAndConnectEndAtTheirStates)
-{
-    modem().run(Action::INIT);
-    EXPECT_EQ(state(), State::INITIALIZED);
-    EXPECT_EQ(published().state(), pb::ModemStatus_ModemState_ENABLED); // it is on, and left so
-    modem().run(Action::CONNECT);
-    EXPECT_EQ(state(), State::CONNECTED);
-    EXPECT_EQ(log.count("No BE connection"), 0U);
-}
-
 TEST_F(Runs, PoweroffNeverSwitchesOnAndAStopBeforeTheRunCounts)
 {
     clock.at(1h, [this] { modem().stop(); });

@@ -21,4 +21,7 @@ TEST(UrcQueue, TellsAFloodWhenItBeginsAndHowMuchWasLostWhenItIsOver)
         EXPECT_EQ(log.count("dropped were 15"), 1U + flood);
     }
     EXPECT_EQ(log.records().size(), 4U);
+    queue.push(report); // which the next drops by its size
+    queue.push({AtCommandResponse::Type::Unsolicited, std::string(256 * 1024, 'x'), ""});
+    EXPECT_EQ(queue.take_all().size(), 1U);
 }

@@ -80,7 +80,6 @@ private:
     Result carry_out(const AtCommand& command);
     Result unanswered(std::chrono::milliseconds silence, const AtCommand& command);
     bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
-    const Answer* find(const std::string& command) const;
 
     ManualClock& clock_;
     std::map<std::string, Answer> answers_;

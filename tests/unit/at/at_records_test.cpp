@@ -10,6 +10,19 @@ TEST(AtCommandRecord, TakesNothingOddForAnAnswersPrefix)
         const AtCommand command(row.substr(0, row.find(" -> ")));
         EXPECT_EQ(command.command + " -> " + command.prefix(), row);
     }
+    AtCommand own("+UGPIOR=23");
+    own.expected_prefix = "+UGPIO";
+    EXPECT_EQ(own.prefix(), "+UGPIO");
+}
+
+TEST(AtCommandRecord, AFinalLineThatNobodyKnowsIsAnError)
+{
+    for (const auto& [line, code] : {std::pair{"+CMS ERROR: 500", AtErrorCode::CmsError},
+                                     {"ABORTED", AtErrorCode::Error},
+                                     {"NO CARRIER", AtErrorCode::UnexpectedResponse},
+                                     {"", AtErrorCode::UnexpectedResponse}}) {
+        EXPECT_EQ(AtCommand::exec_result({"text +CME ERROR: 1", line}).unwrapErr().code, code) << line;
+    }
 }
 
 TEST(AtCommandRecord, UnwrappingTheWrongSideEndsTheProcess)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 namespace {
 
@@ -101,6 +102,18 @@ TEST_F(UnitSettingsOf, TheBoardsVariantDecidesWhatIsHeeded)
     EXPECT_EQ(seen(), (std::vector{false, true, true, false}));
     configuration.set("routermode", "false");
     EXPECT_EQ(seen(), (std::vector{false, true, false, false}));
+}
+
+TEST_F(UnitSettingsOf, TheAntennasKeysAreTakenAllOrNone)
+{
+    configuration.set("antenna.rssi_threshold", "-17");
+    configuration.set("antenna.force_check_interval", "19");
+    for (const auto& [frequency, taken] : {std::pair{"18", std::tuple{-17, 18, 19}}, {"0", {10, 10, 3}}}) {
+        configuration.set("antenna.frequency", frequency);
+        const auto antenna = read().antenna;
+        EXPECT_EQ(std::tuple(antenna.rssi_threshold, antenna.frequency_s, antenna.force_check_interval),
+                  taken);
+    }
 }
 
 TEST_F(UnitSettingsOf, KeepsOneSimUsableWhoeverDeniesBoth)

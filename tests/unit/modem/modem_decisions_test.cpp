@@ -1,7 +1,22 @@
+#include "modem/decisions.hpp"
 #include "modem/modem_limits.hpp"
 #include "status/antenna_limits.hpp"
 
 #include <gtest/gtest.h>
+
+// What no recorded dialogue comes to.
+TEST(Decisions, NeitherVoiceAloneNorEmergenciesAreAConnectionOrALoss)
+{
+    for (const auto& [cs, before] : {std::pair{1, ModemState::REGISTERING},
+                                     {8, ModemState::REGISTERING},
+                                     {8, ModemState::SEARCHING},
+                                     {1, ModemState::CONNECTED}}) {
+        ModemData::NwRegStatus status;
+        status.c_reg = cs;
+        status.cg_reg = 0;
+        EXPECT_EQ(decisions::by_registration(before, status, false), before) << cs;
+    }
+}
 
 TEST(Settings, TakeLeadingDigitsAndNothingElse)
 {

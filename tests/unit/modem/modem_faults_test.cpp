@@ -104,6 +104,26 @@ TEST_F(Faults, ABouncingSimContactHoldsNobody)
     EXPECT_LE(module.count("+CPIN?"), 2U); // one for the contact, one for the state
 }
 
+TEST_F(Faults, RunsOnWithoutGpiosAndReportsTheHardware)
+{
+    root.remove("/sys/class/gpio/gpio3/value");
+    root.remove("/sys/class/gpio/gpio3/direction");
+    root.remove("/sys/class/gpio/gpio3");
+    module.present(false);
+    run_for(10min);
+    EXPECT_TRUE(log.contains(LogCapture::Level::ERROR, "Unable to initialize GPIOs, bailing out!"));
+    EXPECT_TRUE(log.contains(LogCapture::Level::WARNING, "celld goes on without the board's lines"));
+    EXPECT_EQ(state(), State::DTC_HW_ERROR);
+}
+
+TEST_F(Faults, FatalSetUpEndsTheProcessWithItsMessage)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    module.fails("+GMM", "ERROR");
+    EXPECT_EXIT(modem().run(Action::RUN), ::testing::ExitedWithCode(1),
+                "Unable to retrieve the Model Identifier \\(\\+GMM\\)");
+}
+
 TEST_F(Faults, AnOrderThatIsOverAtOnceCostsTheModuleNoSetting)
 {
     bool due = true;

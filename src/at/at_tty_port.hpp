@@ -121,8 +121,9 @@ private:
     void send_receive_loop();
     bool is_rw_avail(short event, std::chrono::milliseconds timeout);
     short poll_line(short events, std::chrono::milliseconds timeout);
+    bool owes_nothing();
     void drain_wake();
-    void receive();
+    std::size_t receive();
     void hand_out(AtCommandResponse&& response);
     void notify_observers(const AtCommandResponse& response);
     bool read_waiting();

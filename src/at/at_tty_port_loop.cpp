@@ -27,6 +27,7 @@ const auto& raw_log = ecu::kova::logging::module("celld.atport.raw");
 constexpr auto READ_POLL = 100ms; // the upper bound should a wake-up ever be missed
 constexpr auto WRITE_POLL = 10ms; // under the exchange lock: a time-out is at most this late
 constexpr auto EMPTY_READ_PAUSE = 100ms;
+constexpr auto REPORT_REST = 10ms; // behind a report: more of them are then one read, and one wake-up
 constexpr int MAX_READS_BEFORE_WRITE = 32;
 
 std::string text_of(int error)
@@ -41,7 +42,10 @@ void AtTtyPort::send_receive_loop()
     port_log.debug("Start send & receive thread ... ");
     while (running_) {
         if (is_rw_avail(POLLIN, READ_POLL)) {
-            receive();
+            const bool is_report = owes_nothing();
+            if (receive() < input_.size() && is_report) {
+                (void)poll_line(0, REPORT_REST); // a command that is handed over, or a hang-up, ends it
+            }
         }
         if (interrupted_) {
             give_up_command();
@@ -62,12 +66,11 @@ bool AtTtyPort::is_rw_avail(short event, std::chrono::milliseconds timeout)
     return poll_line(event, timeout) != 0;
 }
 
-// Which of the events has happened. Waits for the line, and for a wake-up as well where something to read is
-// waited for.
+// Which of the events has happened. Waits for the line, and for a wake-up as well unless it is to be written
+// to.
 short AtTtyPort::poll_line(short events, std::chrono::milliseconds timeout)
 {
-    std::array<pollfd, 2> lines{
-        {{fd_.get(), events, 0}, {(events & POLLIN) != 0 ? wake_.get() : -1, POLLIN, 0}}};
+    std::array<pollfd, 2> lines{{{fd_.get(), events, 0}, {events != POLLOUT ? wake_.get() : -1, POLLIN, 0}}};
     if (::poll(lines.data(), lines.size(), static_cast<int>(timeout.count())) == -1) {
         if (errno == EINTR) { // a signal to the process is not the line's fault
             return 0;
@@ -98,13 +101,21 @@ short AtTtyPort::poll_line(short events, std::chrono::milliseconds timeout)
     return static_cast<short>(happened & events);
 }
 
+// Whether all that comes now is a report.
+bool AtTtyPort::owes_nothing()
+{
+    const threads::MutexLock held(exchange_mutex_);
+    return !current_ && unanswered_.empty();
+}
+
 void AtTtyPort::drain_wake()
 {
     std::uint64_t count = 0;
     (void)!::read(wake_.get(), &count, sizeof count); // non-blocking; an empty one is as good
 }
 
-void AtTtyPort::receive()
+// How many bytes it took.
+std::size_t AtTtyPort::receive()
 {
     const auto got = ::read(fd_.get(), input_.data(), input_.size());
     if (got <= 0) {
@@ -112,7 +123,7 @@ void AtTtyPort::receive()
             port_log.warning("read returned < 0, should not be reachable");
         }
         clock_.sleep_for(EMPTY_READ_PAUSE); // the poll before it succeeded: without a rest this would spin
-        return;
+        return 0;
     }
     {
         const threads::MutexLock held(exchange_mutex_);
@@ -133,6 +144,7 @@ void AtTtyPort::receive()
     for (auto& response : parser_.take_responses()) {
         hand_out(std::move(response));
     }
+    return bytes.size();
 }
 
 void AtTtyPort::hand_out(AtCommandResponse&& response)
@@ -211,7 +223,7 @@ bool AtTtyPort::read_waiting()
         if ((ready & POLLIN) == 0) {
             break;
         }
-        receive();
+        (void)receive();
     }
     return (ready & POLLOUT) != 0;
 }

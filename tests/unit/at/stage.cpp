@@ -77,8 +77,9 @@ extern "C" int __wrap_tcflush(int fd, int what)
 extern "C" int __real_poll(pollfd* lines, nfds_t count, int timeout);
 extern "C" int __wrap_poll(pollfd* lines, nfds_t count, int timeout)
 {
-    const bool can_be_woken = count == 2 && timeout > 0 && lines[1].fd >= 0;
-    const auto failure = can_be_woken ? failure_of(next_call::poll) : std::nullopt;
+    const bool is_wait = count == 2 && timeout > 0 && lines[1].fd >= 0;
+    const bool can_be_woken = is_wait && lines[0].events != 0; // a rest between reports ends by itself
+    const auto failure = is_wait ? failure_of(next_call::poll) : std::nullopt;
     return failure ? *failure : __real_poll(lines, count, can_be_woken ? -1 : timeout);
 }
 // NOLINTEND(bugprone-reserved-identifier)

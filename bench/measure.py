@@ -373,6 +373,11 @@ def about_the_machine():
             "Median, and in brackets least and greatest, of the repeats.")
 
 
+def medians_of(benchmarks):
+    """Of Google Benchmark's table; a median says enough without mean and deviation."""
+    return "\n".join(line for line in benchmarks.rstrip().split("\n") if not re.match(r"\S+_(mean|stddev|cv) ", line))
+
+
 def write_into(document, text):
     head, rest = document.read_text().split(BEGIN)
     document.write_text(head + BEGIN + "\n" + text + "\n" + END + rest.split(END)[1])
@@ -407,7 +412,7 @@ def main():
                 print(name, json.dumps(found[name]), flush=True)
     text = report(found, chosen.programs)
     if chosen.micro:
-        text += "\n\n```\n" + chosen.micro.read_text().rstrip() + "\n```"
+        text += "\n\n```\n" + medians_of(chosen.micro.read_text()) + "\n```"
     if chosen.document:
         write_into(chosen.document, text)
     print(text)

@@ -61,7 +61,8 @@ expect "the lanes" "return [...document.querySelectorAll('[data-lane]')].map((on
     '^state,published,registration,technology,signal,antenna,resets,AT$'
 expect "their stretches" "return [...document.querySelectorAll('[data-value]')].map((one) => one.dataset.value).join()" \
     'CONNECTED.*(SEARCH|NOTREG).*RESET'
-expect "the signal's line" "return document.querySelector('path.line').getAttribute('d')" 'M.*L'
+expect "the signal's line" "return document.querySelector('path.line').getAttribute('d')" '^M.*H.*V.*H'
+expect "the last signal, to the end of the page" "const right = (what) => document.querySelector(what).getBoundingClientRect().right; return String(Math.round(right('path.line') - right('[data-value=healthy]')))" '^-?[012]$'
 expect "text of the bus that would be a script" "return String(document.images.length)" '^0$'
 
 # A click where a command was sent shows it beside what came before and after.

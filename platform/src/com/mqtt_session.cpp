@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
+#include <threads/mutex.hpp>
 #include <utility>
 
 namespace ecu::kova::com {
@@ -83,8 +84,21 @@ MqttSession::MqttSession(const MqttSettings& settings, std::optional<Will> will,
 
 bool MqttSession::open()
 {
-    return set_up_security() && set_up_will() &&
-           check("connecting", connect_async(settings_.host.c_str(), settings_.port, KEEP_ALIVE_S));
+    return set_up_security() && set_up_will() && begin_to_connect();
+}
+
+/// The library sets TLS up when a client of the process first connects, and takes no lock for it.
+bool MqttSession::begin_to_connect()
+{
+    static threads::Mutex setting_tls_up;
+    const auto connect = [this] {
+        return check("connecting", connect_async(settings_.host.c_str(), settings_.port, KEEP_ALIVE_S));
+    };
+    if (settings_.ca_file.empty()) {
+        return connect();
+    }
+    const threads::MutexLock lock(setting_tls_up);
+    return connect();
 }
 
 bool MqttSession::set_up_security()

@@ -85,6 +85,7 @@ private:
 
     bool set_up_security();
     bool set_up_will();
+    bool begin_to_connect();
     bool has_reached_the_broker(short events);
     bool check(const char* what, int code);
 

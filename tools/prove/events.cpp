@@ -77,16 +77,35 @@ void pull_sim(Unit& unit)
     unit.clock.at(60s, [&unit] { back_in(unit); });
 }
 
+/// A network that says why, where the module hands that on (3GPP TS 27.007, 10.1.29).
+void deny(Unit& unit)
+{
+    registered_as(unit, "3");
+    if (unit.family == Family::TOBY) {
+        unit.module.answers("+CEREG?", "+CEREG: 3,3,,,,0,15");
+        unit.module.urc("+CEREG: 3,,,,0,15");
+    }
+}
+
+void babble(Unit& unit)
+{
+    for (const char* report : {"+UUNFM: x", "+UUNFM: 9,-1", "+CREG: ", R"(+CGREG: ,"1A2B)", "+CEREG: x",
+                               "+CIEV: 2", "+CIEV: 12,z", "+UGPIOR: ,", "RDY"}) {
+        unit.module.urc(report);
+    }
+}
+
 const std::vector<Event> EVENTS{
     {"port lost", [](Unit& unit) { unit.module.loop_ended(); }},
     {"port mute", mute},
     {"module rebooted", reboot},
     {"registration lost", [](Unit& unit) { registered_as(unit, "0"); }},
-    {"registration denied", [](Unit& unit) { registered_as(unit, "3"); }},
+    {"registration denied", deny},
     {"back-off 0", [](Unit& unit) { unit.module.urc("+UUNFM: 0,60"); }},
     {"back-off 1", [](Unit& unit) { unit.module.urc("+UUNFM: 1,60"); }},
     {"back-off 2", [](Unit& unit) { unit.module.urc("+UUNFM: 2,60"); }},
     {"back-off 3", [](Unit& unit) { unit.module.urc("+UUNFM: 3,60"); }},
+    {"garbage reported", babble},
     {"attempts used up", [](Unit& unit) { unit.module.urc("+UUNFM: 5"); }},
     {"context lost", [](Unit& unit) { context_is(unit, false); }},
     {"SIM pulled", pull_sim},

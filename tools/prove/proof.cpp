@@ -49,13 +49,13 @@ struct Handover {
 /// Whatever ends the run.
 class RoadAtTheEnd {
 public:
-    RoadAtTheEnd(const Unit& unit, std::uint64_t& road) : unit_(unit), road_(road) {}
+    RoadAtTheEnd(Unit& unit, std::uint64_t& road) : unit_(unit), road_(road) {}
     RoadAtTheEnd(const RoadAtTheEnd&) = delete;
     RoadAtTheEnd& operator=(const RoadAtTheEnd&) = delete;
     ~RoadAtTheEnd() { road_ = unit_.road(); }
 
 private:
-    const Unit& unit_;
+    Unit& unit_;
     std::uint64_t& road_;
 };
 

@@ -1,6 +1,7 @@
 #include "unit.hpp"
 
 #include "describe.hpp"
+#include "record/journal_file.hpp"
 
 #include <iterator>
 #include <sstream>
@@ -97,7 +98,7 @@ Facts Unit::facts()
     return facts;
 }
 
-std::uint64_t Unit::road() const
+std::uint64_t Unit::road()
 {
     bus::settle(5s);
     auto road = watch.road();
@@ -106,6 +107,8 @@ std::uint64_t Unit::road() const
         road.note(topic + ' ' + std::to_string(bus::count(topic)) + ' ' +
                   (last ? celldctl::describe(topic, *last).text : "") + '\n');
     }
+    ModemFixture::end(); // what the journal has left is written
+    road.note(root.read(journal::file().path));
     return road.digest();
 }
 

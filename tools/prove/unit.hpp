@@ -108,9 +108,9 @@ public:
     /// Until all that is told when connected has been told; then what it is.
     Facts facts();
     End end();
-    /// All that left the daemon so far, in one number; of the bus how often each topic was told, and what
-    /// last.
-    std::uint64_t road() const;
+    /// All that left the daemon, in one number; of the bus how often each topic was told, and what last. The
+    /// daemon is gone then.
+    std::uint64_t road();
 
     const Family family;
     Recovery recovery;

@@ -29,13 +29,14 @@ void BackendWatch::start(std::uint32_t minutes)
         }
     };
     timer_.start(expire, std::min(minutes, MAX_MINUTES) * SECONDS_PER_MINUTE);
+    // The minutes count from here, and a stop that comes before the thread waits would be lost, and block for
+    // all of them.
+    while (timer_.active() && !timer_.waiting()) {
+        std::this_thread::yield();
+    }
 }
 
 void BackendWatch::stop()
 {
-    // A stop that comes before the thread waits is lost and would block for the whole duration.
-    while (timer_.active() && !timer_.waiting()) {
-        std::this_thread::yield();
-    }
     timer_.stop();
 }

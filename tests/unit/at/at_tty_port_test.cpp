@@ -199,6 +199,27 @@ TEST_F(AtTtyPortTest, AFaultOfOneCallIsNotTheEnd)
     EXPECT_FALSE(port.is_running());
 }
 
+TEST_F(AtTtyPortTest, RestsBehindAReportUntilACommandComesOrTheLineGoes)
+{
+    start();
+    next_call::endless_rest = true;
+    for (int round = 0; round < 2; ++round) {
+        next_call::rests = 0;
+        EXPECT_EQ(play("AT+CSQ; <+UUX: 1; AT+CSQ"), "0: >AT+CSQ =+CSQ: 20,99 !+UUX: 1 >AT+CSQ =+CSQ: 20,99");
+        EXPECT_EQ(next_call::rests, 1) << "none behind an answer";
+    }
+    say("\r\n" + std::string(2046, 'x')); // as much as is read at once: more is sure to come
+    settle();
+    EXPECT_EQ(next_call::rests, 1);
+    say("\r\n+UUX: 2\r\n");
+    settle();
+    EXPECT_EQ(next_call::rests, 2);
+    hang_up();
+    finish();
+    settle();
+    EXPECT_FALSE(port.is_running());
+}
+
 TEST_F(AtTtyPortTest, AHangUpReleasesTheCommandAndThePortCanBeStartedAnew)
 {
     start();

@@ -78,7 +78,9 @@ extern "C" int __real_poll(pollfd* lines, nfds_t count, int timeout);
 extern "C" int __wrap_poll(pollfd* lines, nfds_t count, int timeout)
 {
     const bool is_wait = count == 2 && timeout > 0 && lines[1].fd >= 0;
-    const bool can_be_woken = is_wait && lines[0].events != 0; // a rest between reports ends by itself
+    const bool is_rest = is_wait && lines[0].events == 0;
+    next_call::rests += is_rest ? 1 : 0;
+    const bool can_be_woken = is_wait && (!is_rest || next_call::endless_rest);
     const auto failure = is_wait ? failure_of(next_call::poll) : std::nullopt;
     return failure ? *failure : __real_poll(lines, count, can_be_woken ? -1 : timeout);
 }
@@ -95,6 +97,7 @@ Stage::~Stage()
     begin([this] { return port.stop().unwrap() ? "stopped" : ""; });
     finish();
     module_end = -1;
+    next_call::endless_rest = false;
 }
 
 void Stage::plug_in()

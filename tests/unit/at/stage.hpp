@@ -18,6 +18,8 @@
 namespace next_call {
 constexpr int NOTHING = -1;
 inline std::atomic<int> poll{0}, read{0}, write{0}, tcflush{0};
+inline std::atomic<bool> endless_rest{false}; ///< the port's rest behind a report ends by what ends it early
+inline std::atomic<int> rests{0};             ///< so many have begun
 } // namespace next_call
 
 /// The port on a pseudo-terminal whose other end the test itself plays, in virtual time: that stands while

@@ -29,8 +29,7 @@ void BackendWatch::start(std::uint32_t minutes)
         }
     };
     timer_.start(expire, std::min(minutes, MAX_MINUTES) * SECONDS_PER_MINUTE);
-    // The minutes count from here, and a stop that comes before the thread waits would be lost, and block for
-    // all of them.
+    // A stop that comes before the thread waits would be lost, and block for all the minutes.
     while (timer_.active() && !timer_.waiting()) {
         std::this_thread::yield();
     }

@@ -19,8 +19,9 @@ public:
 
     bool active() const { return timer_.active(); }
     /// Sets the expired flag, with a WARNING, when the backend is still not connected after that time.
+    /// Returns once the timer's thread waits, so that the time counts from here.
     void start(std::uint32_t minutes);
-    /// Never waits for the duration: reaches the timer's thread even when it has only just been started.
+    /// Never waits for the duration, even behind a start.
     void stop();
 
     /// The expired flag, cleared by the question.

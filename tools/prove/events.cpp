@@ -87,6 +87,7 @@ void deny(Unit& unit)
     }
 }
 
+/// Neither a lie nor a loss: nothing in it can be read, so nothing may come of it.
 void babble(Unit& unit)
 {
     for (const char* report : {"+UUNFM: x", "+UUNFM: 9,-1", "+CREG: ", R"(+CGREG: ,"1A2B)", "+CEREG: x",

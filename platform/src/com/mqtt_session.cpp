@@ -87,7 +87,8 @@ bool MqttSession::open()
     return set_up_security() && set_up_will() && begin_to_connect();
 }
 
-/// The library sets TLS up when a client of the process first connects, and takes no lock for it.
+/// The library sets TLS up when a client of the process first connects, and takes no lock for it: one at a
+/// time, even if another's host name takes long to resolve.
 bool MqttSession::begin_to_connect()
 {
     static threads::Mutex setting_tls_up;

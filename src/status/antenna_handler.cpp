@@ -71,6 +71,7 @@ void AntennaHandler::start()
             return;
         }
         running_ = true;
+        waiting_ = false;
     }
     try {
         thread_ = std::thread([this] { run(); });
@@ -79,6 +80,10 @@ void AntennaHandler::start()
         const threads::MutexLock lock(mutex_);
         running_ = false;
         return;
+    }
+    threads::MutexLock lock(mutex_);
+    while (!waiting_) {
+        waits_.wait(lock.standard());
     }
     LOG.info("AntennaHandler has been started.");
 }
@@ -104,6 +109,8 @@ void AntennaHandler::run()
     threads::MutexLock lock(mutex_);
     while (running_) {
         const auto deadline = clock_.now() + std::chrono::seconds(settings_.frequency_s);
+        waiting_ = true;
+        waits_.notify_all();
         while (running_ && clock_.wait_until(wake_, lock.standard(), deadline)) {
         }
         if (!running_) {

@@ -40,6 +40,7 @@ public:
     AntennaHandler& operator=(const AntennaHandler&) = delete;
     ~AntennaHandler();
 
+    /// Returns once the thread waits, so that its period counts from here.
     void start();
     void stop();
 
@@ -81,6 +82,8 @@ private:
 
     threads::Mutex mutex_;
     std::condition_variable wake_;
+    std::condition_variable waits_;
     bool running_ THREADS_GUARDED_BY(mutex_) = false;
+    bool waiting_ THREADS_GUARDED_BY(mutex_) = false; // since the last start
     std::thread thread_;
 };

@@ -156,6 +156,12 @@ Dialogue::Dialogue(const std::string& script)
     });
 }
 
+Dialogue::~Dialogue()
+{
+    module.on_command({});
+    clock.watched_by({}, {});
+}
+
 std::string Dialogue::played(const std::string& script)
 {
     std::istringstream lines(script);

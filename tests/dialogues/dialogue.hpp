@@ -11,6 +11,9 @@
 class Dialogue : public ModemFixture {
 protected:
     explicit Dialogue(const std::string& script);
+    Dialogue(const Dialogue&) = delete;
+    Dialogue& operator=(const Dialogue&) = delete;
+    ~Dialogue() override; ///< the unit outlives what records it
 
     /// What the file says when all this happens now.
     std::string played(const std::string& script);

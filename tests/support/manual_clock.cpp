@@ -13,7 +13,7 @@ const Clock::time_point START{1h};
 constexpr auto WALL_START = std::chrono::sys_days{std::chrono::year{2024} / 1 / 1};
 constexpr std::chrono::milliseconds WAKE_STEP{100};
 constexpr auto REAL_LIMIT = 5s;
-constexpr auto REAL_PAUSE = 200us; // between looks at waiters that are about to wait or to leave
+constexpr auto REAL_PAUSE = 20us; // between looks at waiters that are about to wait or to leave
 
 } // namespace
 
@@ -117,8 +117,8 @@ void ManualClock::release_due_waiters()
     for (auto* mutex : left) {
         const std::lock_guard once_through(*mutex); // behind whatever the waiter did with it
     }
-    if (!left.empty() && after_a_wake_up_) {
-        after_a_wake_up_();
+    if (!left.empty()) {
+        let_others_work();
     }
 }
 

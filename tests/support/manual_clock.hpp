@@ -37,6 +37,13 @@ public:
         before_each_ = std::move(before_each);
         after_a_wake_up_ = std::move(after_a_wake_up);
     }
+    /// What is done when a waiter has been woken, for one that something else than the clock has woken.
+    void let_others_work()
+    {
+        if (after_a_wake_up_) {
+            after_a_wake_up_();
+        }
+    }
     /// Moves to the next function or deadline and no further, by `limit` at most.
     void advance_to_next(std::chrono::milliseconds limit);
     /// Runs `action` when the clock passes `offset` from now, on the thread that moves it.

@@ -12,6 +12,7 @@ using Defaults = std::map<std::string, std::string>;
 constexpr std::chrono::milliseconds IN_STEP_LIMIT{6800};
 // ... and on a start that nobody answers.
 constexpr std::chrono::seconds START_IN_VAIN{60};
+constexpr std::chrono::milliseconds STEP{100}; // of time that passes in silence
 
 /// A module of a second boot, registered at home on its family's best network.
 const Defaults COMMON{
@@ -114,7 +115,7 @@ ScriptedPort::ScriptedPort(ManualClock& clock, Family family)
 
 PortResult ScriptedPort::start()
 {
-    if (!present_) {
+    if (!is_available()) {
         return PortResult::err("couldn't open modem: No such file or directory (2)");
     }
     if (mute_) {
@@ -132,9 +133,55 @@ PortResult ScriptedPort::stop()
     return PortResult::ok(true);
 }
 
+/// The port, for one command.
+class ScriptedPort::Turn {
+public:
+    explicit Turn(ScriptedPort& port) : port_(port) { port_.take_turn(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { port_.end_turn(); }
+
+private:
+    ScriptedPort& port_;
+};
+
+void ScriptedPort::take_turn()
+{
+    std::unique_lock held(turns_);
+    if (!lets_time_pass()) {
+        ++waiting_;
+        turn_over_.wait(held, [this] { return !wanted_ && !busy_; });
+        --waiting_;
+    }
+    for (wanted_ = lets_time_pass(); busy_;) {
+        held.unlock();
+        clock_.advance(STEP); // the other's command ends with its time-out at the latest
+        held.lock();
+    }
+    busy_ = true;
+}
+
+void ScriptedPort::end_turn()
+{
+    bool awaited = false;
+    {
+        const std::lock_guard held(turns_);
+        busy_ = false;
+        wanted_ = wanted_ && !lets_time_pass();
+        awaited = waiting_ > 0;
+    }
+    turn_over_.notify_all();
+    if (awaited && lets_time_pass()) {
+        clock_.let_others_work();
+    }
+}
+
 Result ScriptedPort::execute(const AtCommand& command)
 {
-    auto result = carry_out(command);
+    auto result = [&] {
+        const Turn turn(*this);
+        return carry_out(command);
+    }();
     command_over();
     return result;
 }
@@ -185,14 +232,40 @@ Result ScriptedPort::unanswered(std::chrono::milliseconds silence, const AtComma
 /// False when it was interrupted on the way.
 bool ScriptedPort::pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command)
 {
-    using namespace std::chrono_literals;
-    for (auto left = silence; left > 0ms; left -= 100ms) {
+    if (!lets_time_pass()) {
+        return wait_in_silence(silence, command);
+    }
+    for (auto left = silence; left.count() > 0; left -= STEP) {
         if (interrupted_ && command.interruptible) {
             return false;
         }
-        clock_.advance(100ms);
+        clock_.advance(STEP);
     }
     return true;
+}
+
+bool ScriptedPort::wait_in_silence(std::chrono::milliseconds silence, const AtCommand& command)
+{
+    std::unique_lock held(silence_);
+    const auto deadline = clock_.now() + silence;
+    while (!interrupted_ || !command.interruptible) {
+        if (!clock_.wait_until(silence_over_, held, deadline)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void ScriptedPort::interrupt() noexcept
+{
+    {
+        const std::lock_guard held(silence_);
+        interrupted_ = true;
+    }
+    silence_over_.notify_all();
+    if (lets_time_pass()) {
+        clock_.let_others_work();
+    }
 }
 
 void ScriptedPort::answers(const std::string& command, const std::string& lines)
@@ -221,6 +294,12 @@ void ScriptedPort::present(bool there)
 {
     present_ = there;
     running_ = running_.load() && there;
+}
+
+void ScriptedPort::supplied(bool on)
+{
+    supplied_ = on;
+    running_ = running_.load() && on;
 }
 
 std::size_t ScriptedPort::count(const std::string& command) const

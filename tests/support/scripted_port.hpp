@@ -4,15 +4,20 @@
 #include "support/manual_clock.hpp"
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 /// The AT port as a dialogue: each command has its answer, and a silent one costs its time-out on the manual
-/// clock. A command that neither the test nor the family's defaults know fails the test by name. Main thread
-/// only.
+/// clock. A command that neither the test nor the family's defaults know fails the test by name.
+///
+/// The thread that made it lets the time pass, and has all but `execute` and `interrupt` for itself. Another
+/// one's commands wait for their turn, as they do for a port, and their time-outs for the clock.
 class ScriptedPort final : public AtTtyPort {
 public:
     enum class Family { SARA, TOBY };
@@ -23,13 +28,13 @@ public:
     Result execute(const AtCommand& command) override;
     PortResult start() override;
     PortResult stop() override;
-    bool wait_until_available() override { return present_; }
+    bool wait_until_available() override { return is_available(); }
     void stop_wait_until_available() override {}
-    bool is_available() const override { return present_; }
+    bool is_available() const override { return present_ && supplied_; }
     bool is_running() const override { return running_; }
     bool is_write_error() const override { return write_error; }
     bool is_timeout() const override { return timeouts_ > 10; }
-    void interrupt() noexcept override { interrupted_ = true; }
+    void interrupt() noexcept override;
     void resume() noexcept override { interrupted_ = false; }
     bool is_interrupted() const noexcept override { return interrupted_; }
     void add_observer(IPortObserver* observer) override { observer_ = observer; }
@@ -58,6 +63,8 @@ public:
     void mute(bool silent) { mute_ = silent; }
     /// The device, as power and faults take it away and bring it back.
     void present(bool there);
+    /// Without its supply it is not there either.
+    void supplied(bool on);
     /// The loop has ended by itself although the node is there.
     void loop_ended() { running_ = false; }
 
@@ -77,18 +84,33 @@ private:
         bool silent = false;
     };
 
+    class Turn;
+
+    bool lets_time_pass() const { return std::this_thread::get_id() == time_passes_on_; }
+    void take_turn();
+    void end_turn();
     Result carry_out(const AtCommand& command);
     Result unanswered(std::chrono::milliseconds silence, const AtCommand& command);
     bool pass_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
+    bool wait_in_silence(std::chrono::milliseconds silence, const AtCommand& command);
 
     ManualClock& clock_;
+    const std::thread::id time_passes_on_ = std::this_thread::get_id();
+    std::mutex turns_;    // guards the next three; never held while a command is carried out
+    bool wanted_ = false; // by the thread that lets time pass, whom the others let go first
+    bool busy_ = false;
+    int waiting_ = 0; // of the other threads
+    std::condition_variable turn_over_;
+    std::mutex silence_; // waited with by the other threads
+    std::condition_variable silence_over_;
     std::map<std::string, Answer> answers_;
     std::map<std::string, std::function<void()>> actions_;
     std::function<std::optional<Result>(const AtCommand&)> overrule_;
     std::function<void(const AtCommand&)> told_;
     std::vector<std::string> sent_;
     IPortObserver* observer_ = nullptr;
-    std::atomic<bool> present_{true}; // asked by the waiting thread too
+    std::atomic<bool> present_{true};  // asked by the waiting thread too
+    std::atomic<bool> supplied_{true}; // likewise
     std::atomic<bool> running_{false};
     std::atomic<bool> interrupted_{false};
     int timeouts_ = 0;

@@ -38,10 +38,14 @@ protected:
         pin(VINT, "1", "in");     // gone
         settings->set("sim.internal.apn", "internet");
         settings->set("sim.external.apn", "internet");
-        settings->set("antenna.frequency", "100000000"); // the antenna thread sleeps through every test
+        settings->set("antenna.frequency", "100000000"); // its thread sleeps, unless a test wakes it
     }
 
-    ~ModemFixture() override { bus::set_outage(false); }
+    ~ModemFixture() override
+    {
+        end();
+        bus::set_outage(false);
+    }
 
     Modem& modem()
     {
@@ -58,7 +62,11 @@ protected:
     }
 
     /// Nothing is left of it but what it wrote.
-    void end() { modem_.reset(); }
+    void end()
+    {
+        module.interrupt(); // no time passes any more for an answer that is waited for
+        modem_.reset();
+    }
 
     /// Passes, each with its rest, until `duration` has passed or the loop wants to leave.
     void run_for(std::chrono::milliseconds duration)

@@ -1,6 +1,7 @@
 #include "events.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <tuple>
 
 using namespace std::chrono_literals;
@@ -96,6 +97,81 @@ void babble(Unit& unit)
     }
 }
 
+/// Two periods of the antenna's, and what is asked for every 20 seconds.
+constexpr auto ALL_ASKED = 25s;
+
+void for_a_while(Unit& unit)
+{
+    unit.pass_until(ALL_ASKED, [] { return false; });
+}
+
+/// Another network, and then none that can be named.
+void abroad(Unit& unit)
+{
+    const bool lte = unit.family == Family::TOBY;
+    const std::string cell = R"(5,"2B3C","01C3D4E6",)";
+    unit.module.answers("+CREG?", "+CREG: 2," + cell + (lte ? "7" : "0"));
+    unit.module.answers("+CGREG?", lte ? "+CGREG: 2,0" : "+CGREG: 2," + cell + "0,1");
+    unit.module.answers("+CEREG?", lte ? "+CEREG: 3," + cell + "7" : "");
+    unit.module.answers("+UREG?", "+UREG: 1,1");
+    unit.module.urc(R"(+CREG: 5,"2B3C","01C3D4E6",0)");
+    unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"310410")");
+    unit.module.answers("+UDOPN=2", R"(+UDOPN: 2,"Abroad")");
+    for_a_while(unit);
+    unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"nowhere")");
+    unit.module.fails("+UDOPN=2", "+CME ERROR: no network service");
+    for_a_while(unit);
+}
+
+/// First torn off, then shorted; and the signal is weak.
+void antenna_broken(Unit& unit)
+{
+    unit.module.answers("+CSQ", "+CSQ: 3,99");
+    unit.module.urc("+CIEV: 2,1");
+    unit.module.answers("+UANTR=0", "+UANTR: 0,2000");
+    for_a_while(unit);
+    unit.module.answers("+CSQ", "+CSQ: 99,99");
+    unit.module.urc("+CIEV: 2,0");
+    unit.module.answers("+UANTR=0", "+UANTR: 0,0");
+    for_a_while(unit);
+}
+
+void antenna_mended(Unit& unit)
+{
+    unit.module.answers("+CSQ", "+CSQ: 20,99");
+    unit.module.answers("+UANTR=0", "+UANTR: 0,50");
+    unit.module.urc("+CIEV: 2,4");
+}
+
+/// The lock asks for a card that is not there; then for the other one, and then for one that is there.
+void holder_empty(Unit& unit)
+{
+    unit.module.answers("+UGPIOR=42", "+UGPIOR: 42,0");
+    unit.lock_asks_for(true);
+    for_a_while(unit);
+    unit.lock_asks_for(false);
+    for_a_while(unit);
+    unit.module.answers("+UGPIOR=42", "+UGPIOR: 42,1");
+    unit.lock_asks_for(true);
+    for_a_while(unit);
+}
+
+/// Its line cannot be written: a device that is full stands in its place.
+void supply_sticks(Unit& unit, bool sticks)
+{
+    const std::filesystem::path line = unit.path("/sys/class/gpio/gpio3/value");
+    const auto aside = line.string() + ".aside";
+    if (sticks != std::filesystem::exists(aside)) {
+        if (sticks) {
+            std::filesystem::rename(line, aside);
+            std::filesystem::create_symlink("/dev/full", line);
+        } else {
+            std::filesystem::rename(aside, line);
+        }
+    }
+    unit.watch.supply_sticks(sticks);
+}
+
 const std::vector<Event> EVENTS{
     {"port lost", [](Unit& unit) { unit.module.loop_ended(); }},
     {"port mute", mute},
@@ -111,7 +187,7 @@ const std::vector<Event> EVENTS{
     {"context lost", [](Unit& unit) { context_is(unit, false); }},
     {"SIM pulled", pull_sim},
     {"SIM put in", put_sim_in},
-    {"SIM lock moved", [](Unit& unit) { unit.pin(Unit::SIM_LOCK, "0", "in"); }},
+    {"SIM lock moved", [](Unit& unit) { unit.lock_asks_for(!unit.holds_external); }},
     {"PIN wanted",
      [](Unit& unit) {
          unit.module.answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
@@ -130,6 +206,10 @@ const std::vector<Event> EVENTS{
     {"backend up", [](Unit& unit) { unit.backend(true); }},
     {"backend down", [](Unit& unit) { unit.backend(false); }},
     {"broker lost", [](Unit&) { bus::set_outage(true); }},
+    {"supply stuck", [](Unit& unit) { supply_sticks(unit, true); }},
+    {"holder empty", holder_empty, true},
+    {"abroad", abroad, true},
+    {"antenna broken", antenna_broken, true},
     {"backend down for 16 min", down_for_long, true},
     {"stop", stop},
 };
@@ -139,6 +219,9 @@ void registered_at_home(Unit& unit)
 {
     const bool lte = unit.family == Family::TOBY;
     const std::string cell = R"(1,"1A2B","01C3D4E5",)";
+    unit.module.answers("+UREG?", lte ? "+UREG: 1,7" : "+UREG: 1,3");
+    unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"26201")");
+    unit.module.answers("+UDOPN=2", R"(+UDOPN: 2,"Home, sweet")");
     unit.module.answers("+CREG?", "+CREG: 2," + cell + (lte ? "7" : "2"));
     unit.module.answers("+CGREG?", lte ? "+CGREG: 2,0" : "+CGREG: 2," + cell + "2,1");
     if (lte) {
@@ -170,7 +253,10 @@ void all_is_good(Unit& unit)
     unit.module.mute(false);
     unit.module.present(true);
     unit.module.write_error = false;
-    unit.pin(Unit::SIM_LOCK, "1", "in");
+    supply_sticks(unit, false);
+    unit.lock_asks_for(unit.holds_external);
+    unit.module.answers("+UGPIOR=42", "+UGPIOR: 42,1");
+    antenna_mended(unit);
     registered_at_home(unit);
     context_is(unit, true);
     unit.module.answers("+CPIN?", "+CPIN: READY");

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iomanip>
 #include <iostream>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -24,12 +25,13 @@ constexpr Part PARTS[] = {
     {"silence", "radio silence at commands", radio_silence},
     {"bus", "brokers, and floods", bus_side},
     {"pairs", "two events in each state", pairs_of_events},
+    {"units", "an event of other units", each_unit},
     {"endurance", "a day in which all happens", days},
 };
 
 constexpr const char* USAGE =
     "Usage: prove [--every N] [--seed N] [--roads FILE | --compare FILE] [single] [lasting] [silence] [bus] "
-    "[pairs] [endurance]\n"
+    "[pairs] [units] [endurance]\n"
     "       prove recovery\n"
     "\n"
     "Lets things go wrong with a whole daemon in virtual time, and says what came of it.\n"
@@ -158,6 +160,7 @@ bool prove_parts(const Settings& settings)
 
 int main(int count, char** words)
 {
+    prctl(PR_SET_TIMERSLACK, 1); // in nanoseconds: the runs sleep often, and for microseconds only
     testing::GTEST_FLAG(throw_on_failure) = true; // a fixture that is at a loss ends its run
     testing::InitGoogleTest(&count, words);
     const auto settings = settings_of(count, words);

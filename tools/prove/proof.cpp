@@ -17,12 +17,15 @@ namespace {
 constexpr unsigned int LONGEST_RUN_S = 120; // of the machine's time; they take less than a second
 constexpr int OUTPUT_BYTES = 256 * 1024;    // a child never waits for its reader
 
-/// Made before the first run, so that each has them.
-const Facts& good(Unit::Family family)
+/// Made before the first run that asks for them, so that its process has them.
+const Facts& good_of(const Run& run)
 {
-    static const std::map<Unit::Family, Facts> FACTS{{Unit::Family::SARA, good_facts(Unit::Family::SARA)},
-                                                     {Unit::Family::TOBY, good_facts(Unit::Family::TOBY)}};
-    return FACTS.at(family);
+    static std::map<std::pair<Unit::Family, void (*)(Unit&)>, Facts> facts;
+    const std::pair unit(run.family, run.kind.fitted);
+    if (facts.count(unit) == 0) {
+        facts[unit] = good_facts(run.family, {.fitted = run.kind.fitted});
+    }
+    return facts.at(unit);
 }
 
 /// What did not hold on the way, and what is not so in the end though all is good.
@@ -30,7 +33,7 @@ std::string what_is_wrong(const Run& run, Unit& unit, End end)
 {
     std::vector<std::string> all;
     if (end == End::CONNECTED && run.all_good) {
-        all = differences(good(run.family), unit.facts());
+        all = differences(good_of(run), unit.facts());
     }
     all.insert(all.end(), unit.watch.broken().begin(), unit.watch.broken().end());
     std::string text;
@@ -155,7 +158,6 @@ bool is_right(const Run& run, End end)
 
 void make(const std::vector<Run>& runs, const std::function<void(const Run&, const Outcome&)>& done)
 {
-    static_cast<void>(good(Unit::Family::SARA));
     std::map<pid_t, Child> children;
     const std::size_t most = std::max(1U, std::thread::hardware_concurrency());
     const auto finish = [&](std::size_t still) {
@@ -171,6 +173,9 @@ void make(const std::vector<Run>& runs, const std::function<void(const Run&, con
         }
     };
     for (const auto& run : runs) {
+        if (run.all_good) {
+            static_cast<void>(good_of(run));
+        }
         finish(most - 1);
         const Child child(run);
         children.emplace(child.process(), child);

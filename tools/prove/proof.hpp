@@ -57,5 +57,7 @@ std::vector<Run> lasting_faults(ScriptedPort::Family family, unsigned long seed)
 std::vector<Run> bus_side(ScriptedPort::Family family, unsigned long seed);
 /// Two events in each state, at once and a pass apart; then the world is good again.
 std::vector<Run> pairs_of_events(ScriptedPort::Family family, unsigned long seed);
+/// Each event that may come, in a connection of units that are configured and fitted in other ways.
+std::vector<Run> each_unit(ScriptedPort::Family family, unsigned long seed);
 /// Days in which anything happens at any time, and is over after a while. Each day has a seed of its own.
 std::vector<Run> days(ScriptedPort::Family family, unsigned long seed);

@@ -15,8 +15,15 @@ constexpr auto ON_THE_WAY = 10min;
 constexpr auto ALL_TOLD = 45s; // the operator is asked for every 20 seconds, the status told every ten
 
 constexpr const char* TOLD[] = {
-    "system/modem/status",       "system/modem/hardware", "system/modem/sim",
-    "system/modem/registration", "rt/system/modem_creg",  "rt/system/status_ext_sim_card_pin_locked",
+    "system/modem/status",
+    "system/modem/hardware",
+    "system/modem/sim",
+    "system/modem/registration",
+    "rt/system/modem_creg",
+    "rt/system/status_ext_sim_card_pin_locked",
+    "rt/system/modem_rssi",
+    "rt/system/status_cellular_antenna_open_circuit",
+    "rt/system/status_cellular_antenna_short_to_ground",
 };
 
 /// What a module keeps over a restart (its AT manual).
@@ -35,16 +42,22 @@ constexpr const char* TRUTH[][2] = {
     {"system/modem/sim", R"(imsi="001010000000001")"},
     {"system/modem/registration", "registration=HOME"},
     {"rt/system/modem_creg", "modem_creg=HOME"},
+    {"rt/system/modem_rssi", "modem_rssi=20"},
 };
 
+/// Without the other card's record, which is what was read of it when it was last in use.
 std::string without_history(const std::string& text)
 {
-    // The other card's record is what was read of it when it was last in use.
-    std::istringstream words(text.substr(0, text.find(" sim=SIM_EXTERNAL")));
+    std::istringstream words(text);
+    std::string active;
     std::string kept;
+    bool other_card = false;
     for (std::string word; words >> word;) {
-        const bool past = std::any_of(std::begin(HISTORY), std::end(HISTORY),
-                                      [&word](const char* key) { return word.rfind(key, 0) == 0; });
+        active = word.starts_with("active=") ? word.substr(word.find('=')) : active;
+        other_card = word.starts_with("sim=") ? word.substr(word.find('=')) != active : other_card;
+        const bool past =
+            other_card || std::any_of(std::begin(HISTORY), std::end(HISTORY),
+                                      [&word](const char* key) { return word.starts_with(key); });
         kept += past ? "" : (kept.empty() ? "" : " ") + word;
     }
     return kept;
@@ -56,16 +69,18 @@ Unit::Unit(Family of, Kind kind)
     : ModemFixture(of), family(of), watch(clock, module, log, root), before_(ProcessFacts::of("self"))
 {
     module.refuses_unknown = true;
-    if (!kind.modem) {
-        root.write("/etc/vexa/ecu_variables.conf",
-                   "hwvariant = QBX2\nmodemtype = NONE\nhasintsim = true\nhasextsim = true\n"
-                   "divantenna = NONE\nhwversion = qbx\n");
-    }
     if (kind.mqtt) {
         transport = ecu::kova::com::TransportType::MQTT;
         settings->set("host", "127.0.0.1");
         settings->set("port", std::to_string(broker_port_));
         settings->set("client_name", "celld");
+    }
+    if (!kind.mqtt) {                             // whose threads are at work in their own time
+        settings->set("antenna.frequency", "10"); // seconds, as a unit has it
+        watch.await_the_woken();
+    }
+    if (kind.fitted != nullptr) {
+        kind.fitted(*this);
     }
     ecu::kova::logging::configure_logging("NOTICE"); // a day's DEBUG fills the memory
     begin();
@@ -129,11 +144,11 @@ End Unit::end()
     }
 }
 
-Facts good_facts(Unit::Family family)
+Facts good_facts(Unit::Family family, Unit::Kind kind)
 {
-    Unit unit(family);
+    Unit unit(family, kind);
     if (!unit.connects_within(ON_THE_WAY)) {
-        throw std::runtime_error("a good module does not connect");
+        throw std::runtime_error("a good module does not connect:\n" + unit.watch.story());
     }
     auto facts = unit.facts();
     for (const auto& [topic, words] : TRUTH) {

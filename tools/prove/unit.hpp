@@ -44,8 +44,9 @@ public:
     using Family = ScriptedPort::Family;
 
     struct Kind {
-        bool modem = true; ///< or a board without one
         bool mqtt = false; ///< a bus of MQTT, whose broker the run brings; or one within the process
+        /// What it is, in place of what most units are: given to it before it begins.
+        void (*fitted)(Unit&) = nullptr;
     };
 
     Unit(Family of, Kind kind);
@@ -65,6 +66,9 @@ public:
     int broker_port() const { return broker_port_; }
     std::string path(const std::string& file) const { return root.path(file).string(); }
     void write(const std::string& file, const std::string& text) const { root.write(file, text); }
+    void lock_asks_for(bool external) const { pin(SIM_LOCK, external == lock_active_high ? "1" : "0", "in"); }
+    /// Before it begins.
+    void configure(const std::string& key, const std::string& value) { settings->set(key, value); }
 
     void blackout(bool on)
     {
@@ -114,7 +118,9 @@ public:
 
     const Family family;
     Recovery recovery;
-    bool card_out = false; ///< of its holder, and the module has said so
+    bool card_out = false;         ///< of its holder, and the module has said so
+    bool holds_external = false;   ///< the lock asks for the card in the holder while the world is good
+    bool lock_active_high = false; ///< high is what asks for it
     Watch watch;
 
 private:
@@ -124,7 +130,7 @@ private:
 };
 
 /// The facts of a unit that never had any trouble. @throws std::runtime_error when they are not the module's
-Facts good_facts(Unit::Family family);
+Facts good_facts(Unit::Family family, Unit::Kind kind);
 
 /// What of them is otherwise, in words.
 std::vector<std::string> differences(const Facts& good, const Facts& present);

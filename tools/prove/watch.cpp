@@ -27,14 +27,15 @@ constexpr std::size_t STORY_END = 3'000; // characters of a log that are kept
 } // namespace
 
 Watch::Watch(ManualClock& clock, ScriptedPort& module, LogCapture& log, const TempRoot& root)
-    : clock_(clock), module_(module), log_(log),
+    : clock_(clock), module_(module), log_(log), root_(root.path("").string()),
       supply_file_(open(root.path(VCC).c_str(), O_RDONLY | O_CLOEXEC)), pin_attempts_(PIN_ATTEMPTS)
 {
     if (!supply_file_.is_open()) {
         throw std::runtime_error("there is no line of the supply");
     }
     module_.on_command([this](const AtCommand& sent) { command(sent); });
-    clock_.watched_by([this] { time_passes(); }, [] { await_threads(); });
+    module_.supplied(supply_);
+    clock_.watched_by([this] { time_passes(); }, {});
 }
 
 Watch::~Watch()
@@ -45,17 +46,18 @@ Watch::~Watch()
 
 void Watch::command(const AtCommand& command)
 {
-    if (on_look_) {
+    if (on_look_ && std::this_thread::get_id() == main_thread_) {
         on_look_();
     }
     look_at_the_supply();
     const auto& text = command.command;
     note("AT" + text + " " + std::to_string(command.timeout.count()));
     asked_to_end_ = asked_to_end_ || text == "+CPWROFF";
-    if (text.find('=') != std::string::npos) {
+    const bool enters_pin = text.starts_with("+CPIN=");
+    if (text.find('=') != std::string::npos && !enters_pin && !text.starts_with("+UGPIOR=")) {
         settings_.insert(text);
     }
-    if (text.rfind("+CPIN=", 0) == 0 && pin_attempts_ <= LAST_ATTEMPT) {
+    if (enters_pin && pin_attempts_ <= LAST_ATTEMPT) {
         breaks("last attempt", "a PIN was sent with " + std::to_string(pin_attempts_) + " attempts left");
     }
     if (const auto many = commands_.count(clock_.now()); many > MOST_COMMANDS_A_MINUTE) {
@@ -63,11 +65,9 @@ void Watch::command(const AtCommand& command)
     }
 }
 
-void Watch::await_threads()
+void Watch::await_the_woken()
 {
-    if (steady_) {
-        await_sleepers();
-    }
+    clock_.watched_by([this] { time_passes(); }, [] { await_sleepers(); });
 }
 
 void Watch::time_passes()
@@ -83,7 +83,9 @@ void Watch::time_passes()
 
 void Watch::pass_ended()
 {
-    await_threads();
+    if (steady_) {
+        await_sleepers();
+    }
     time_passes();
     read_records();
     refusals_ = refused_this_pass_.empty() ? 0 : refusals_;
@@ -95,6 +97,13 @@ void Watch::radio_silence(bool ordered)
     silence_since_ = !ordered ? std::nullopt : silence_since_ ? silence_since_ : std::optional(clock_.now());
 }
 
+void Watch::supply_sticks(bool sticks)
+{
+    if (std::exchange(sticks_, sticks) && !sticks && silence_since_) {
+        silence_since_ = clock_.now();
+    }
+}
+
 void Watch::look_at_the_supply()
 {
     const bool on = supplied();
@@ -104,8 +113,9 @@ void Watch::look_at_the_supply()
     asked_to_end_ = asked_to_end_ && supply_ == on;
     if (std::exchange(supply_, on) != on) {
         note(on ? "supply on" : "supply off");
+        module_.supplied(on);
     }
-    if (on && silence_since_ && clock_.now() - *silence_since_ > SILENT_WITHIN) {
+    if (on && !sticks_ && silence_since_ && clock_.now() - *silence_since_ > SILENT_WITHIN) {
         breaks("radio silence", "the supply is on though radio silence was ordered long ago");
     }
 }
@@ -116,7 +126,7 @@ void Watch::read_records()
         if (record.level > LogCapture::Level::NOTICE) {
             continue;
         }
-        note(record.text);
+        note(unrooted(record.text));
         if (const auto many = records_.count(clock_.now()); many > MOST_RECORDS_A_MINUTE) {
             breaks("records", std::to_string(many) + " records within a minute, the last: " + record.text);
         }
@@ -133,6 +143,15 @@ void Watch::read_records()
     if (story_.size() > 2 * STORY_END) {
         story_.erase(0, story_.size() - STORY_END);
     }
+}
+
+/// Without where this run has its files, which no other one shares.
+std::string Watch::unrooted(std::string text) const
+{
+    for (auto at = text.find(root_); at != std::string::npos; at = text.find(root_, at)) {
+        text.erase(at, root_.size());
+    }
+    return text;
 }
 
 void Watch::note(const std::string& text)

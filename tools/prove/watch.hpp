@@ -13,11 +13,13 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 /// What holds in every run whatever happens, looked at with each command, before time passes and after each
-/// pass. What breaks it is kept in words, once a rule. Main thread only.
+/// pass; the module is there only with its supply. What breaks it is kept in words, once a rule. Main thread
+/// only, but for the commands of another one, for which that waits.
 ///
 /// - The supply is not taken from a module whose port is open before "+CPWROFF" was written.
 /// - Radio silence means supply off, within its bound and until it is over.
@@ -28,9 +30,11 @@ class Watch {
 public:
     Watch(ManualClock& clock, ScriptedPort& module, LogCapture& log, const TempRoot& root);
 
-    /// From now on a run goes the same way each time: whenever time has passed or a pass is over, the
-    /// daemon's other threads are waited for. That takes several times as long.
+    /// From now on a run goes the same way each time: whenever a pass is over the daemon's other threads are
+    /// waited for. That takes several times as long.
     static void steady() { steady_ = true; }
+    /// What time has woken is waited for each time, before more of it passes.
+    void await_the_woken();
 
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -41,10 +45,12 @@ public:
     void time_passes();
     void pass_ended();
 
-    /// Run whenever the watch looks, also in the middle of a pass.
+    /// Run whenever the watch looks on the main thread, also in the middle of a pass.
     void on_look(std::function<void()> action) { on_look_ = std::move(action); }
 
     void radio_silence(bool ordered);
+    /// Its line cannot be written, so that it stays on without the daemon's doing.
+    void supply_sticks(bool sticks);
     bool silence_ordered() const { return silence_since_.has_value(); }
     /// What the card would answer.
     void pin_attempts(int left) { pin_attempts_ = left; }
@@ -71,10 +77,10 @@ private:
         std::deque<Clock::time_point> times_;
     };
 
-    static void await_threads();
     bool supplied() const;
     void look_at_the_supply();
     void read_records();
+    std::string unrooted(std::string text) const;
     void note(const std::string& text);
 
     static inline bool steady_ = false;
@@ -83,10 +89,13 @@ private:
     const Clock::time_point beginning_ = clock_.now();
     ScriptedPort& module_;
     LogCapture& log_;
+    const std::string root_;
     UniqueFd supply_file_;
+    const std::thread::id main_thread_ = std::this_thread::get_id();
     std::function<void()> on_look_;
 
     bool supply_ = false;
+    bool sticks_ = false;
     bool asked_to_end_ = false; ///< "+CPWROFF" since the supply is on
     std::optional<Clock::time_point> silence_since_;
     int pin_attempts_;

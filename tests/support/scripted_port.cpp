@@ -273,6 +273,12 @@ void ScriptedPort::answers(const std::string& command, const std::string& lines)
     answers_[command] = {lines, "OK", false};
 }
 
+std::string ScriptedPort::answer_to(const std::string& command) const
+{
+    const auto known = answers_.find(command);
+    return known == answers_.end() ? "" : known->second.lines;
+}
+
 void ScriptedPort::fails(const std::string& command, const std::string& final_line)
 {
     answers_[command] = {"", final_line, false};

@@ -43,6 +43,8 @@ public:
     void answers(const std::string& command, const std::string& lines);
     void fails(const std::string& command, const std::string& final_line);
     void is_silent(const std::string& command);
+    /// The lines that it has for the command; none for one that it fails or does not know.
+    std::string answer_to(const std::string& command) const;
     /// Runs on every execution of the command, before its answer.
     void on(const std::string& command, std::function<void()> action)
     {

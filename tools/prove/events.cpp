@@ -95,14 +95,46 @@ void babble(Unit& unit)
                                "+CIEV: 2", "+CIEV: 12,z", "+UGPIOR: ,", "RDY"}) {
         unit.module.urc(report);
     }
+    for (const char* topic : {"be/status", "rt/system/blackout_mode"}) {
+        unit.modem().message(topic, ecu::kova::com::Message({0x00, 0xff, 0x0a}));
+        unit.modem().message(topic, ecu::kova::com::Message());
+    }
 }
 
 /// Two periods of the antenna's, and what is asked for every 20 seconds.
 constexpr auto ALL_ASKED = 25s;
+/// Less than the shortest limit of a search among the units.
+constexpr auto SEARCH = 45s;
 
 void for_a_while(Unit& unit)
 {
     unit.pass_until(ALL_ASKED, [] { return false; });
+}
+
+/// As at the beginning: a SARA on UTRAN, a TOBY on E-UTRAN, where "+CGREG" knows no registration.
+void registered_at_home(Unit& unit)
+{
+    const bool lte = unit.family == Family::TOBY;
+    const std::string cell = R"(1,"1A2B","01C3D4E5",)";
+    unit.module.answers("+UREG?", lte ? "+UREG: 1,7" : "+UREG: 1,3");
+    unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"26201")");
+    unit.module.answers("+UDOPN=2", R"(+UDOPN: 2,"Home, sweet")");
+    unit.module.answers("+CREG?", "+CREG: 2," + cell + (lte ? "7" : "2"));
+    unit.module.answers("+CGREG?", lte ? "+CGREG: 2,0" : "+CGREG: 2," + cell + "2,1");
+    if (lte) {
+        unit.module.answers("+CEREG?", "+CEREG: 3," + cell + "7");
+    }
+}
+
+/// Twice, each time for less than a search may take; what the first one has used up is the second's again.
+void network_comes_and_goes(Unit& unit)
+{
+    for (int round = 0; round < 2; ++round) {
+        registered_as(unit, "2");
+        unit.pass_until(SEARCH, [] { return false; });
+        registered_at_home(unit);
+        for_a_while(unit);
+    }
 }
 
 /// Another network, and then none that can be named.
@@ -172,6 +204,14 @@ void supply_sticks(Unit& unit, bool sticks)
     unit.watch.supply_sticks(sticks);
 }
 
+/// For longer than it takes until that is said again.
+void stuck_in_silence(Unit& unit)
+{
+    supply_sticks(unit, true);
+    unit.blackout(true);
+    unit.pass_until(70s, [] { return false; });
+}
+
 const std::vector<Event> EVENTS{
     {"port lost", [](Unit& unit) { unit.module.loop_ended(); }},
     {"port mute", mute},
@@ -182,7 +222,7 @@ const std::vector<Event> EVENTS{
     {"back-off 1", [](Unit& unit) { unit.module.urc("+UUNFM: 1,60"); }},
     {"back-off 2", [](Unit& unit) { unit.module.urc("+UUNFM: 2,60"); }},
     {"back-off 3", [](Unit& unit) { unit.module.urc("+UUNFM: 3,60"); }},
-    {"garbage reported", babble},
+    {"garbage reported", babble}, // by module and bus
     {"attempts used up", [](Unit& unit) { unit.module.urc("+UUNFM: 5"); }},
     {"context lost", [](Unit& unit) { context_is(unit, false); }},
     {"SIM pulled", pull_sim},
@@ -207,27 +247,14 @@ const std::vector<Event> EVENTS{
     {"backend down", [](Unit& unit) { unit.backend(false); }},
     {"broker lost", [](Unit&) { bus::set_outage(true); }},
     {"supply stuck", [](Unit& unit) { supply_sticks(unit, true); }},
+    {"supply stuck in radio silence", stuck_in_silence, true},
     {"holder empty", holder_empty, true},
+    {"network away twice", network_comes_and_goes, true},
     {"abroad", abroad, true},
     {"antenna broken", antenna_broken, true},
     {"backend down for 16 min", down_for_long, true},
     {"stop", stop},
 };
-
-/// As at the beginning: a SARA on UTRAN, a TOBY on E-UTRAN, where "+CGREG" knows no registration.
-void registered_at_home(Unit& unit)
-{
-    const bool lte = unit.family == Family::TOBY;
-    const std::string cell = R"(1,"1A2B","01C3D4E5",)";
-    unit.module.answers("+UREG?", lte ? "+UREG: 1,7" : "+UREG: 1,3");
-    unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"26201")");
-    unit.module.answers("+UDOPN=2", R"(+UDOPN: 2,"Home, sweet")");
-    unit.module.answers("+CREG?", "+CREG: 2," + cell + (lte ? "7" : "2"));
-    unit.module.answers("+CGREG?", lte ? "+CGREG: 2,0" : "+CGREG: 2," + cell + "2,1");
-    if (lte) {
-        unit.module.answers("+CEREG?", "+CEREG: 3," + cell + "7");
-    }
-}
 
 } // namespace
 

@@ -79,6 +79,7 @@ Unit::Unit(Family of, Kind kind)
         settings->set("antenna.frequency", "10"); // seconds, as a unit has it
         watch.await_the_woken();
     }
+    root.write("/proc/sys/kernel/random/boot_id", "5b1d0c8e-3f4a-4a57-9a10-6f0c2d7e8b91\n");
     if (kind.fitted != nullptr) {
         kind.fitted(*this);
     }

@@ -134,9 +134,15 @@ const std::vector<Fitting> FITTINGS{
     {"no bounds for its antenna", [](Unit& unit) { parameters(unit, {}); }},
     {"a weak signal and a slow antenna",
      [](Unit& unit) {
+         parameters(unit, {{"41024", "50"}, {"41025", "50"}}); // what it measures is just healthy
          configure(unit, {{"antenna.frequency", "15"},
                           {"antenna.rssi_threshold", "25"},
                           {"antenna.force_check_interval", "1"}});
+     }},
+    {"a variable that comes late",
+     [](Unit& unit) {
+         variables(unit, {{"hwvariant", ""}});
+         unit.clock.at(3s, [&unit] { variables(unit, {}); });
      }},
     {"a backend that is not watched",
      [](Unit& unit) {

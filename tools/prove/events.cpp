@@ -307,13 +307,13 @@ const std::vector<Event>& all_events()
 std::vector<Event> passing_events()
 {
     auto events = EVENTS;
-    std::erase_if(events, [](const Event& event) { return is_long_absence(event) || is_stop(event); });
+    std::erase_if(events, [](const Event& event) { return is_long(event) || is_stop(event); });
     return events;
 }
 
-bool is_long_absence(const Event& event)
+bool is_long(const Event& event)
 {
-    return event.what == down_for_long;
+    return event.what == down_for_long || event.what == network_comes_and_goes;
 }
 
 bool is_stop(const Event& event)

@@ -18,8 +18,8 @@ const std::vector<Event>& all_events();
 /// The same without those after which a unit may rightly end elsewhere.
 std::vector<Event> passing_events();
 
-/// No backend for longer than the unit bears.
-bool is_long_absence(const Event& event);
+/// Lasts longer than the unit bears to be without a backend, or what another event has taken away.
+bool is_long(const Event& event);
 bool is_stop(const Event& event);
 
 // The world around a unit.

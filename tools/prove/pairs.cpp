@@ -139,8 +139,8 @@ std::set<End> ends(const Place& place, const Pair& pair)
     if (pair.has(is_stop)) {
         ends = {End::OFF, End::GIVEN_UP};
     }
-    // What lasts for a quarter of an hour may be the hardware's.
-    if (place.state == State::DTC_HW_ERROR || pair.has(is_long_absence)) {
+    // What lasts for minutes may be the hardware's.
+    if (place.state == State::DTC_HW_ERROR || pair.has(is_long)) {
         ends.insert(End::HARDWARE_ERROR);
     }
     return ends;

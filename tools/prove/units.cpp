@@ -209,7 +209,7 @@ std::vector<Run> each_unit(Family family, unsigned long)
             if (is_stop(event)) {
                 ends.insert({End::OFF, End::GIVEN_UP});
             }
-            if (is_long_absence(event)) {
+            if (is_long(event)) {
                 ends.insert(End::HARDWARE_ERROR);
             }
             const auto what = [&fitting, &event](Unit& unit) { live_with(fitting, event, unit); };

@@ -88,7 +88,9 @@ bool print_recovery()
     for (const auto family : {Family::SARA, Family::TOBY}) {
         std::map<std::string, std::vector<Measured>> kinds;
         std::size_t ended = 0;
-        make(single_faults(family, 0), [&](const Run& run, const Outcome& outcome) {
+        auto runs = single_faults(family, 0);
+        std::erase_if(runs, [](const Run& run) { return run.fault.empty(); });
+        make(runs, [&](const Run& run, const Outcome& outcome) {
             if (outcome.end == End::CONNECTED && outcome.recovery.measured) {
                 kinds[run.fault].push_back({run.name, outcome.recovery});
             } else if (run.ends.count(outcome.end) != 0) {

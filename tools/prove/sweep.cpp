@@ -240,7 +240,7 @@ std::vector<Run> single_faults(Family family, unsigned long)
                             family,
                             what,
                             {End::FATAL}});
-            runs.back().fault = name;
+            runs.back().fault = fault == padded ? "" : name; // from which nothing has to be recovered
         }
     }
     return runs;

@@ -204,12 +204,14 @@ void supply_sticks(Unit& unit, bool sticks)
     unit.watch.supply_sticks(sticks);
 }
 
-/// For longer than it takes until that is said again.
+/// More than the minute after which a supply that sticks is said again.
+constexpr auto SAID_AGAIN = 70s;
+
 void stuck_in_silence(Unit& unit)
 {
     supply_sticks(unit, true);
     unit.blackout(true);
-    unit.pass_until(70s, [] { return false; });
+    unit.pass_until(SAID_AGAIN, [] { return false; });
 }
 
 const std::vector<Event> EVENTS{
@@ -257,6 +259,22 @@ const std::vector<Event> EVENTS{
 };
 
 } // namespace
+
+void board_says(Unit& unit, const std::map<std::string, std::string>& own)
+{
+    auto all = own;
+    all.merge(std::map<std::string, std::string>{{"hwvariant", "QBX2"},
+                                                 {"modemtype", "SARA"},
+                                                 {"hasintsim", "true"},
+                                                 {"hasextsim", "true"},
+                                                 {"divantenna", "NONE"},
+                                                 {"hwversion", "qbx"}});
+    std::string text;
+    for (const auto& [key, value] : all) {
+        text.append(key).append(" = ").append(value).append("\n");
+    }
+    unit.write("/etc/vexa/ecu_variables.conf", text);
+}
 
 void registered_as(Unit& unit, const std::string& status)
 {

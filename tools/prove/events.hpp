@@ -23,6 +23,9 @@ bool is_long(const Event& event);
 bool is_stop(const Event& event);
 
 // The world around a unit.
+/// The board's variables that are not as most units have them; empty for what it does not say. Before the
+/// unit begins, or while it waits for them.
+void board_says(Unit& unit, const std::map<std::string, std::string>& own);
 void registered_as(Unit& unit, const std::string& status);
 void context_is(Unit& unit, bool active);
 void all_is_good(Unit& unit);

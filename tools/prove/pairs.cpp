@@ -166,11 +166,7 @@ void without_a_modem(Family family, const Pair& pair, std::vector<Run>& runs)
     };
     const auto ends = pair.has(is_stop) ? std::set{End::OFF, End::GIVEN_UP} : std::set{End::NO_HARDWARE};
     runs.push_back({name(family, State::NO_MODEM_HARDWARE, pair), family, what, ends, false});
-    runs.back().kind.fitted = [](Unit& unit) {
-        unit.write("/etc/vexa/ecu_variables.conf",
-                   "hwvariant = QBX2\nmodemtype = NONE\nhasintsim = true\nhasextsim = true\n"
-                   "divantenna = NONE\nhwversion = qbx\n");
-    };
+    runs.back().kind.fitted = [](Unit& unit) { board_says(unit, {{"modemtype", "NONE"}}); };
 }
 
 } // namespace

@@ -74,8 +74,7 @@ Unit::Unit(Family of, Kind kind)
         settings->set("host", "127.0.0.1");
         settings->set("port", std::to_string(broker_port_));
         settings->set("client_name", "celld");
-    }
-    if (!kind.mqtt) {                             // whose threads are at work in their own time
+    } else {                                      // the threads of MQTT are at work in their own time
         settings->set("antenna.frequency", "10"); // seconds, as a unit has it
         watch.await_the_woken();
     }

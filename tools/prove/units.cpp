@@ -16,22 +16,6 @@ constexpr const char* ITS_PIN = R"(+CPIN="4321")";
 
 using Values = std::vector<std::pair<const char*, const char*>>;
 
-/// Of the board, those that are not given as most have them; empty for what it does not say.
-void variables(Unit& unit, const Values& own)
-{
-    std::map<std::string, std::string> all{{"hwvariant", "QBX2"},  {"modemtype", "SARA"},
-                                           {"hasintsim", "true"},  {"hasextsim", "true"},
-                                           {"divantenna", "NONE"}, {"hwversion", "qbx"}};
-    for (const auto& [key, value] : own) {
-        all[key] = value;
-    }
-    std::string text;
-    for (const auto& [key, value] : all) {
-        text += key + " = " + value + '\n';
-    }
-    unit.write("/etc/vexa/ecu_variables.conf", text);
-}
-
 void parameters(Unit& unit, const Values& all)
 {
     std::string text;
@@ -76,23 +60,23 @@ struct Fitting {
 const std::vector<Fitting> FITTINGS{
     {"a denied external SIM",
      [](Unit& unit) {
-         variables(unit, {{"hasextsim", ""}});
+         board_says(unit, {{"hasextsim", ""}});
          configure(unit, {{"sim.external.state", "DISABLE"}});
          external_card(unit);
      }},
     {"no internal SIM",
      [](Unit& unit) {
-         variables(unit, {{"hasintsim", "false"}});
+         board_says(unit, {{"hasintsim", "false"}});
          external_card(unit);
      }},
     {"both SIMs denied",
      [](Unit& unit) {
-         variables(unit, {{"hasintsim", ""}, {"hasextsim", ""}});
+         board_says(unit, {{"hasintsim", ""}, {"hasextsim", ""}});
          configure(unit, {{"sim.internal.state", "DISABLE"}, {"sim.external.state", "DISABLE"}});
      }},
     {"a board that denies both SIMs",
      [](Unit& unit) {
-         variables(unit, {{"hasintsim", "false"}, {"hasextsim", "false"}});
+         board_says(unit, {{"hasintsim", "false"}, {"hasextsim", "false"}});
      }},
     {"a PIN of its own",
      [](Unit& unit) {
@@ -122,13 +106,13 @@ const std::vector<Fitting> FITTINGS{
      }},
     {"a lock that is high for the other SIM",
      [](Unit& unit) {
-         variables(unit, {{"hwvariant", "QBX3_1"}});
+         board_says(unit, {{"hwvariant", "QBX3_1"}});
          unit.lock_active_high = true;
          unit.lock_asks_for(false);
      }},
     {"a diversity antenna",
      [](Unit& unit) {
-         variables(unit, {{"divantenna", "INTERNAL_R08"}});
+         board_says(unit, {{"divantenna", "INTERNAL_R08"}});
          parameters(unit, {{"41024", "20"}, {"41025", "200"}, {"41026", "20"}, {"41027", "200"}});
      }},
     {"no bounds for its antenna", [](Unit& unit) { parameters(unit, {}); }},
@@ -141,8 +125,8 @@ const std::vector<Fitting> FITTINGS{
      }},
     {"a variable that comes late",
      [](Unit& unit) {
-         variables(unit, {{"hwvariant", ""}});
-         unit.clock.at(3s, [&unit] { variables(unit, {}); });
+         board_says(unit, {{"hwvariant", ""}});
+         unit.clock.at(3s, [&unit] { board_says(unit, {}); });
      }},
     {"a backend that is not watched",
      [](Unit& unit) {
@@ -175,12 +159,12 @@ const std::vector<Fitting> FITTINGS{
      }},
     {"a parameter that says on",
      [](Unit& unit) {
-         variables(unit, {{"hwvariant", "RMX1"}, {"hwversion", "rmx"}});
+         board_says(unit, {{"hwvariant", "RMX1"}, {"hwversion", "rmx"}});
          parameters(unit, {{"41024", "10"}, {"41025", "100"}, {"41060", "1"}});
      }},
     {"a parameter that says off",
      [](Unit& unit) {
-         variables(unit, {{"hwvariant", "RMX1"}, {"hwversion", "rmx"}});
+         board_says(unit, {{"hwvariant", "RMX1"}, {"hwversion", "rmx"}});
          parameters(unit, {{"41060", "0"}});
      },
      {End::OFF}},

@@ -148,15 +148,17 @@ private:
 void ScriptedPort::take_turn()
 {
     std::unique_lock held(turns_);
-    if (!lets_time_pass()) {
+    if (lets_time_pass()) {
+        wanted_ = true;
+        while (busy_) {
+            held.unlock();
+            clock_.advance(STEP); // the other's command ends with its time-out at the latest
+            held.lock();
+        }
+    } else {
         ++waiting_;
         turn_over_.wait(held, [this] { return !wanted_ && !busy_; });
         --waiting_;
-    }
-    for (wanted_ = lets_time_pass(); busy_;) {
-        held.unlock();
-        clock_.advance(STEP); // the other's command ends with its time-out at the latest
-        held.lock();
     }
     busy_ = true;
 }

@@ -224,6 +224,12 @@ void be_silent(std::size_t place, const Moment& moment, Unit& unit)
     unit.module.overruled_by({});
 }
 
+/// Nothing may come of an answer that is right.
+std::set<End> ends_of(Fault fault, const std::set<End>& ends)
+{
+    return fault == padded ? std::set<End>() : ends;
+}
+
 } // namespace
 
 std::vector<Run> single_faults(Family family, unsigned long)
@@ -237,9 +243,7 @@ std::vector<Run> single_faults(Family family, unsigned long)
             };
             runs.push_back({name_of(family) + ": command " + std::to_string(place) + ", AT" +
                                 road.commands[place] + ", " + name,
-                            family,
-                            what,
-                            {End::FATAL}});
+                            family, what, ends_of(fault, {End::FATAL})});
             runs.back().fault = fault == padded ? "" : name; // from which nothing has to be recovered
         }
     }
@@ -286,11 +290,8 @@ std::vector<Run> lasting_faults(Family family, unsigned long)
                 }
                 unit.module.overruled_by({});
             };
-            runs.push_back({name_of(family) + ": AT" + command + ", " + name + " for good",
-                            family,
-                            what,
-                            {End::FATAL, End::HARDWARE_ERROR, End::GIVEN_UP},
-                            false});
+            runs.push_back({name_of(family) + ": AT" + command + ", " + name + " for good", family, what,
+                            ends_of(fault, {End::FATAL, End::HARDWARE_ERROR, End::GIVEN_UP}), false});
         }
     }
     return runs;

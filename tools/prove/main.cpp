@@ -128,6 +128,7 @@ bool prove_parts(const Settings& settings)
     std::size_t tried = 0;
     std::size_t short_of = 0;
     std::map<std::string, std::uint64_t> roads;
+    std::vector<Measured> recoveries;
     for (const auto& part : PARTS) {
         for (const auto family : {Family::SARA, Family::TOBY}) {
             if (!settings.parts.empty() && settings.parts.count(part.name) == 0) {
@@ -137,12 +138,19 @@ bool prove_parts(const Settings& settings)
             print_row(part, family, tally);
             tried += tally.tried;
             short_of += tally.short_of;
+            recoveries.insert(recoveries.end(), tally.recoveries.begin(), tally.recoveries.end());
             for (const auto& [run, road] : tally.roads) {
                 roads[std::string(part.name) + ": " + run] = road;
             }
         }
     }
     std::cout << '\n';
+    if (!recoveries.empty()) {
+        std::cout << "Seconds back to CONNECTED after one fault at one place, beside the fixed waits on that "
+                     "road:\n\n";
+        print_recoveries(recoveries);
+        std::cout << '\n';
+    }
     if (!settings.roads.empty()) {
         Roads written;
         std::for_each(roads.begin(), roads.end(),

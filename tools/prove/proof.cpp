@@ -183,6 +183,14 @@ void make(const std::vector<Run>& runs, const std::function<void(const Run&, con
     finish(0);
 }
 
+std::optional<Measured> measured(const Run& run, const Outcome& outcome)
+{
+    if (run.fault.empty() || outcome.end != End::CONNECTED || !outcome.recovery.measured) {
+        return std::nullopt;
+    }
+    return Measured{run.name, run.fault, run.family, outcome.recovery};
+}
+
 Tally prove(const std::vector<Run>& runs)
 {
     Tally tally;
@@ -191,6 +199,9 @@ Tally prove(const std::vector<Run>& runs)
         ++tally.tried;
         if (!run.kind.mqtt) {
             tally.roads[run.name] = outcome.road;
+        }
+        if (const auto one = measured(run, outcome)) {
+            tally.recoveries.push_back(*one);
         }
         if (!is_right(run, outcome.end)) {
             ++tally.short_of;

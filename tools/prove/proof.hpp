@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,6 +23,14 @@ struct Run {
     std::function<std::string()> explain{}; ///< asked when it has fallen short, for what more there is to say
 };
 
+/// What one fault of its kind has cost.
+struct Measured {
+    std::string run;
+    std::string fault;
+    ScriptedPort::Family family = ScriptedPort::Family::SARA;
+    Recovery recovery;
+};
+
 /// What came of many runs.
 struct Tally {
     std::size_t tried = 0;
@@ -29,6 +38,7 @@ struct Tally {
     std::size_t ended = 0; ///< as one of `Run::ends`
     std::size_t short_of = 0;
     std::map<std::string, std::uint64_t> roads; ///< by the name of the run; none of those in real time
+    std::vector<Measured> recoveries;           ///< of the runs that are one fault
 };
 
 /// What one run came to.
@@ -38,6 +48,9 @@ struct Outcome {
     std::uint64_t road = 0;
     std::string text; ///< what there is to say of one that fell short
 };
+
+/// Nothing when the run is no fault, or did not come back.
+std::optional<Measured> measured(const Run& run, const Outcome& outcome);
 
 /// Makes each run in a process of its own, since one end is the process', a few at a time.
 void make(const std::vector<Run>& runs, const std::function<void(const Run&, const Outcome&)>& done);

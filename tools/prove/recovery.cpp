@@ -1,7 +1,5 @@
 #include "recovery.hpp"
 
-#include "proof.hpp"
-
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -17,6 +15,7 @@ using Seconds = std::chrono::duration<double>;
 
 constexpr double MUCH = 1.2;      // times the fixed waits
 constexpr auto A_FEW_PASSES = 5s; // until the loop, which rests between its passes, has seen something
+constexpr auto A_SEQUENCE = 15s;  // to go through again: the selection of the SIM, the set-up of the context
 
 constexpr const char* HEAD = R"(# How long a recovery takes
 
@@ -28,7 +27,9 @@ beside the median and the worst the fixed waits on the road that was taken then,
 the module's own absence, and the way of a good module from where it had to begin anew (the command, the port, or the
 supply).
 
-| fault | family | runs | held | median | waits | worst | waits |
+)";
+
+constexpr const char* TABLE_HEAD = R"(| fault | family | runs | held | median | waits | worst | waits |
 |---|---|---:|---:|---:|---:|---:|---:|
 )";
 
@@ -37,16 +38,6 @@ In each of them a sequence was gone through again, as it must be: the selection 
 pauses, or the set-up of the context behind the five that a search needs to end.
 )";
 
-struct Measured {
-    std::string name;
-    Recovery recovery;
-
-    bool took_long() const
-    {
-        return Seconds(recovery.took) > MUCH * Seconds(recovery.waits) + Seconds(A_FEW_PASSES);
-    }
-};
-
 std::string seconds(std::chrono::milliseconds time)
 {
     std::ostringstream text;
@@ -54,9 +45,13 @@ std::string seconds(std::chrono::milliseconds time)
     return text.str();
 }
 
-/// A row of one kind of fault, and what took long.
-void print_row(const std::string& fault, Family family, std::vector<Measured> all,
-               std::vector<Measured>& long_ones)
+bool took_more(const Recovery& recovery, std::chrono::seconds besides)
+{
+    return Seconds(recovery.took) > MUCH * Seconds(recovery.waits) + Seconds(besides);
+}
+
+/// Of one kind of fault.
+void print_row(const std::string& fault, Family family, std::vector<Measured> all)
 {
     const auto held = static_cast<std::size_t>(
         std::count_if(all.begin(), all.end(), [](const Measured& one) { return one.recovery.held; }));
@@ -71,28 +66,61 @@ void print_row(const std::string& fault, Family family, std::vector<Measured> al
     }
     const auto& median = all[all.size() / 2].recovery;
     const auto& worst = all.back().recovery;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(long_ones),
-                 [](const Measured& one) { return one.took_long(); });
     std::cout << "| " << fault << " | " << (family == Family::SARA ? "SARA" : "TOBY") << " | " << runs
               << " | " << held << " | " << seconds(median.took) << " | " << seconds(median.waits) << " | "
               << seconds(worst.took) << " | " << seconds(worst.waits) << " |\n";
 }
 
+void print_long_ones(std::vector<Measured> all)
+{
+    std::erase_if(all, [](const Measured& one) { return !took_long(one.recovery); });
+    std::sort(all.begin(), all.end(),
+              [](const Measured& one, const Measured& other) { return one.run < other.run; });
+    std::cout << "\nThose that took more than " << MUCH << " times the waits and "
+              << std::chrono::seconds(A_FEW_PASSES).count() << " s:\n\n";
+    for (const auto& one : all) {
+        std::cout << "- " << one.run << ": " << seconds(one.recovery.took) << " s in place of "
+                  << seconds(one.recovery.waits) << " s\n";
+    }
+    std::cout << (all.empty() ? "None.\n" : WHY_LONG);
+}
+
 } // namespace
+
+bool took_long(const Recovery& recovery)
+{
+    return !recovery.held && took_more(recovery, A_FEW_PASSES);
+}
+
+bool took_too_long(const Recovery& recovery)
+{
+    return !recovery.held && took_more(recovery, A_SEQUENCE);
+}
+
+void print_recoveries(const std::vector<Measured>& all)
+{
+    std::map<std::pair<Family, std::string>, std::vector<Measured>> kinds;
+    for (const auto& one : all) {
+        kinds[{one.family, one.fault}].push_back(one);
+    }
+    std::cout << TABLE_HEAD;
+    for (const auto& [kind, some] : kinds) {
+        print_row(kind.second, kind.first, some);
+    }
+    print_long_ones(all);
+}
 
 bool print_recovery()
 {
-    std::cout << HEAD;
-    std::vector<Measured> long_ones;
+    std::vector<Measured> all;
     bool all_right = true;
     for (const auto family : {Family::SARA, Family::TOBY}) {
-        std::map<std::string, std::vector<Measured>> kinds;
         std::size_t ended = 0;
         auto runs = single_faults(family, 0);
         std::erase_if(runs, [](const Run& run) { return run.fault.empty(); });
         make(runs, [&](const Run& run, const Outcome& outcome) {
-            if (outcome.end == End::CONNECTED && outcome.recovery.measured) {
-                kinds[run.fault].push_back({run.name, outcome.recovery});
+            if (const auto one = measured(run, outcome)) {
+                all.push_back(*one);
             } else if (run.ends.count(outcome.end) != 0) {
                 ++ended;
             } else {
@@ -100,19 +128,10 @@ bool print_recovery()
                 std::cerr << "fell short: " << run.name << '\n' << outcome.text << '\n';
             }
         });
-        for (const auto& [fault, all] : kinds) {
-            print_row(fault, family, all, long_ones);
-        }
         std::cerr << ended << " ended as they may\n";
     }
-    std::sort(long_ones.begin(), long_ones.end(),
-              [](const Measured& one, const Measured& other) { return one.name < other.name; });
-    std::cout << "\nThose that took more than " << MUCH << " times the waits and "
-              << std::chrono::seconds(A_FEW_PASSES).count() << " s:\n\n";
-    for (const auto& one : long_ones) {
-        std::cout << "- " << one.name << ": " << seconds(one.recovery.took) << " s in place of "
-                  << seconds(one.recovery.waits) << " s\n";
-    }
-    std::cout << (long_ones.empty() ? "None.\n" : WHY_LONG) << std::flush;
+    std::cout << HEAD;
+    print_recoveries(all);
+    std::cout << std::flush;
     return all_right;
 }

@@ -31,20 +31,50 @@ void stop(Unit& unit)
     unit.stop();
 }
 
+void attempts_left(Unit& unit, int count)
+{
+    unit.watch.pin_attempts(count);
+    unit.module.answers("+UPINCNT", "+UPINCNT: " + std::to_string(count) + ",3,10,10");
+}
+
+/// A card that takes the configured PIN, which makes its attempts whole again.
+void want_pin(Unit& unit)
+{
+    attempts_left(unit, Watch::PIN_ATTEMPTS);
+    unit.module.answers("+CPIN?", "+CPIN: SIM PIN");
+    unit.module.answers(PIN_ENTRY, "");
+    unit.module.on(PIN_ENTRY, [&unit] { unit.module.answers("+CPIN?", "+CPIN: READY"); });
+}
+
+void put_sim_in(Unit& unit)
+{
+    unit.card_bad = false;
+    unit.module.answers("+CPIN?", "+CPIN: READY");
+    unit.module.urc("+CIEV: 12,1");
+}
+
+void good_card(Unit& unit)
+{
+    if (unit.card_bad) {
+        put_sim_in(unit);
+    }
+}
+
+/// For less than the errors of the card that are the hardware's.
+void bad_card(Unit& unit)
+{
+    unit.card_bad = true;
+    unit.clock.at(60s, [&unit] { good_card(unit); });
+}
+
 /// A card that refuses the configured PIN, and counts.
 void wrong_pin(Unit& unit)
 {
-    const auto counts = [&unit] {
-        unit.module.answers("+UPINCNT",
-                            "+UPINCNT: " + std::to_string(unit.watch.pin_attempts()) + ",3,10,10");
-    };
-    counts();
+    bad_card(unit);
+    attempts_left(unit, unit.watch.pin_attempts());
     unit.module.answers("+CPIN?", "+CPIN: SIM PIN");
     unit.module.fails(PIN_ENTRY, "+CME ERROR: incorrect password");
-    unit.module.on(PIN_ENTRY, [&unit, counts] {
-        unit.watch.pin_attempts(unit.watch.pin_attempts() - 1);
-        counts();
-    });
+    unit.module.on(PIN_ENTRY, [&unit] { attempts_left(unit, unit.watch.pin_attempts() - 1); });
     unit.module.urc("+CIEV: 12,1");
 }
 
@@ -55,27 +85,11 @@ void mute(Unit& unit)
     unit.clock.at(100s, [&unit] { unit.module.mute(false); });
 }
 
-void put_sim_in(Unit& unit)
-{
-    unit.card_out = false;
-    unit.module.answers("+CPIN?", "+CPIN: READY");
-    unit.module.urc("+CIEV: 12,1");
-}
-
-void back_in(Unit& unit)
-{
-    if (unit.card_out) {
-        put_sim_in(unit);
-    }
-}
-
-/// For less than the errors of the card that are the hardware's.
 void pull_sim(Unit& unit)
 {
-    unit.card_out = true;
+    bad_card(unit);
     unit.module.fails("+CPIN?", "+CME ERROR: SIM not inserted");
     unit.module.urc("+CIEV: 12,0");
-    unit.clock.at(60s, [&unit] { back_in(unit); });
 }
 
 /// A network that says why, where the module hands that on (3GPP TS 27.007, 10.1.29).
@@ -175,11 +189,17 @@ void antenna_mended(Unit& unit)
     unit.module.urc("+CIEV: 2,4");
 }
 
-/// The lock asks for a card that is not there; then for the other one, and then for one that is there.
-void holder_empty(Unit& unit)
+/// The lock asks for a card that is not there.
+void empty_holder(Unit& unit)
 {
     unit.module.answers("+UGPIOR=42", "+UGPIOR: 42,0");
     unit.lock_asks_for(true);
+}
+
+/// Then for the other one, and then for one that is there.
+void holder_empty_for_a_while(Unit& unit)
+{
+    empty_holder(unit);
     for_a_while(unit);
     unit.lock_asks_for(false);
     for_a_while(unit);
@@ -230,13 +250,8 @@ const std::vector<Event> EVENTS{
     {"SIM pulled", pull_sim},
     {"SIM put in", put_sim_in},
     {"SIM lock moved", [](Unit& unit) { unit.lock_asks_for(!unit.holds_external); }},
-    {"PIN wanted",
-     [](Unit& unit) {
-         unit.module.answers("+UPINCNT", "+UPINCNT: 3,3,10,10");
-         unit.module.answers("+CPIN?", "+CPIN: SIM PIN");
-         unit.module.answers(PIN_ENTRY, "");
-         unit.module.on(PIN_ENTRY, [&unit] { unit.module.answers("+CPIN?", "+CPIN: READY"); });
-     }},
+    {"holder empty", empty_holder},
+    {"PIN wanted", want_pin},
     {"wrong PIN", wrong_pin},
     {"PUK wanted",
      [](Unit& unit) {
@@ -250,7 +265,7 @@ const std::vector<Event> EVENTS{
     {"broker lost", [](Unit&) { bus::set_outage(true); }},
     {"supply stuck", [](Unit& unit) { supply_sticks(unit, true); }},
     {"supply stuck in radio silence", stuck_in_silence, true},
-    {"holder empty", holder_empty, true},
+    {"holder empty for a while", holder_empty_for_a_while, true},
     {"network away twice", network_comes_and_goes, true},
     {"abroad", abroad, true},
     {"antenna broken", antenna_broken, true},
@@ -306,7 +321,7 @@ void all_is_good(Unit& unit)
     context_is(unit, true);
     unit.module.answers("+CPIN?", "+CPIN: READY");
     unit.module.on(PIN_ENTRY, [] {});
-    back_in(unit);
+    good_card(unit);
     unit.blackout(false);
     unit.backend(true);
 }
@@ -331,7 +346,7 @@ std::vector<Event> passing_events()
 
 bool is_long(const Event& event)
 {
-    return event.what == down_for_long || event.what == network_comes_and_goes;
+    return event.what == down_for_long;
 }
 
 bool is_stop(const Event& event)

@@ -18,7 +18,7 @@ const std::vector<Event>& all_events();
 /// The same without those after which a unit may rightly end elsewhere.
 std::vector<Event> passing_events();
 
-/// Lasts longer than the unit bears to be without a backend, or what another event has taken away.
+/// Lasts longer than the unit bears to be without a backend, or without what else is away meanwhile.
 bool is_long(const Event& event);
 bool is_stop(const Event& event);
 

@@ -34,6 +34,7 @@ void contexts_come(Unit& unit)
     unit.module.answers("+CGACT=1,1", "");
 }
 
+// But for CONFIGURED, which is left at once: nothing can happen in it.
 const std::vector<Place> PLACES{
     {State::OFF, [](Unit& unit) { unit.blackout(true); }},
     {State::POWER_ON, nothing, true},
@@ -68,6 +69,8 @@ struct Pair {
     bool at_once; ///< or a pass apart
 
     bool has(bool (*kind)(const Event&)) const { return kind(first) || kind(second); }
+    /// So long that a port which does not come meanwhile is the hardware's.
+    bool lasts() const { return has(is_long) || (first.lasts && second.lasts); }
 };
 
 void lead_to(const Place& place, Unit& unit)
@@ -139,8 +142,7 @@ std::set<End> ends(const Place& place, const Pair& pair)
     if (pair.has(is_stop)) {
         ends = {End::OFF, End::GIVEN_UP};
     }
-    // What lasts for minutes may be the hardware's.
-    if (place.state == State::DTC_HW_ERROR || pair.has(is_long)) {
+    if (place.state == State::DTC_HW_ERROR || (place.state == State::WAITING_FOR_ATPORT && pair.lasts())) {
         ends.insert(End::HARDWARE_ERROR);
     }
     return ends;

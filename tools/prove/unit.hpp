@@ -118,7 +118,7 @@ public:
 
     const Family family;
     Recovery recovery;
-    bool card_out = false;         ///< of its holder, and the module has said so
+    bool card_bad = false;         ///< out of its holder, or one that refuses its PIN; the module has said so
     bool holds_external = false;   ///< the lock asks for the card in the holder while the world is good
     bool lock_active_high = false; ///< high is what asks for it
     Watch watch;

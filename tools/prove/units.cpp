@@ -193,9 +193,6 @@ std::vector<Run> each_unit(Family family, unsigned long)
             if (is_stop(event)) {
                 ends.insert({End::OFF, End::GIVEN_UP});
             }
-            if (is_long(event)) {
-                ends.insert(End::HARDWARE_ERROR);
-            }
             const auto what = [&fitting, &event](Unit& unit) { live_with(fitting, event, unit); };
             runs.push_back({(family == Family::SARA ? "SARA with " : "TOBY with ") +
                                 std::string(fitting.name) + ": " + event.name,

@@ -12,7 +12,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr const char* VCC = "/sys/class/gpio/gpio3/value";
-constexpr int PIN_ATTEMPTS = 3; // ETSI TS 102 221, 9.5
 constexpr int LAST_ATTEMPT = 1;
 
 // A TOBY that answers nothing any more: the command under way, the antenna's, "+CPWROFF" and its waits.

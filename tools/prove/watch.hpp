@@ -28,6 +28,8 @@
 /// - A transition that is refused is not asked for again and again.
 class Watch {
 public:
+    static constexpr int PIN_ATTEMPTS = 3; ///< of a card (ETSI TS 102 221, 9.5)
+
     Watch(ManualClock& clock, ScriptedPort& module, LogCapture& log, const TempRoot& root);
 
     /// From now on a run goes the same way each time: whenever a pass is over the daemon's other threads are

@@ -303,12 +303,11 @@ void AtTtyPort::release_command()
 {
     {
         const threads::MutexLock held(exchange_mutex_);
-        if (!current_) {
-            return;
+        if (current_) {
+            port_log.error("Seems like modem rebooted and the port was lost. Release promise from command: ",
+                           current_->command.text_for_log());
+            complete({"", "PORT_CLOSED"});
         }
-        port_log.error("Seems like modem rebooted and the port was lost. Release promise from command: ",
-                       current_->command.text_for_log());
-        complete({"", "PORT_CLOSED"});
     }
-    answered_.notify_all();
+    answered_.notify_all(); // those too who wait for quiet
 }

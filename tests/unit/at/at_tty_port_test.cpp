@@ -232,6 +232,9 @@ TEST_F(AtTtyPortTest, AHangUpReleasesTheCommandAndThePortCanBeStartedAnew)
     EXPECT_TRUE(port.stop().unwrap());
     start();
     EXPECT_EQ(play("AT"), "0: >AT =");
+    clock.at(1100ms, [this] { hang_up(); }); // in the quiet that is waited for
+    EXPECT_EQ(play("AT+LOST 1; end; AT+CSQ"),
+              "0: >AT+LOST\n1000: =2 \n1100: =14 Port is no longer reading or writing");
 }
 
 TEST_F(AtTtyPortTest, AnInterruptionEndsTheCommandAndLaterOnesUntilItIsOver)

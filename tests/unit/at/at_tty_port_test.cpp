@@ -42,18 +42,18 @@ TEST_F(AtTtyPortTest, OpensTheLineRawAndForItselfAlone)
 {
     start();
     termios line = {};
-    ASSERT_EQ(::tcgetattr(device.get(), &line), 0);
+    ASSERT_EQ(::tcgetattr(wire.device(), &line), 0);
     EXPECT_EQ(std::tuple(line.c_oflag, line.c_lflag & (ICANON | ECHO), line.c_iflag & (ICRNL | IXOFF),
                          ::cfgetospeed(&line)),
               std::tuple(0, 0, IXOFF, B115200));
     const auto is_exclusive = [this] {
         int exclusive = -1;
-        return ::ioctl(device.get(), TIOCGEXCL, &exclusive) == 0 && exclusive == 1;
+        return ::ioctl(wire.device(), TIOCGEXCL, &exclusive) == 0 && exclusive == 1;
     };
     EXPECT_TRUE(is_exclusive());
     EXPECT_EQ(Stage::start(), "0: =0"); // it runs already
     EXPECT_TRUE(port.is_available());
-    ASSERT_EQ(::fchmod(device.get(), 0), 0);
+    ASSERT_EQ(::fchmod(wire.device(), 0), 0);
     EXPECT_FALSE(port.is_available()); // the descriptor counts while the port is open
     EXPECT_TRUE(port.stop().unwrap());
     EXPECT_FALSE(port.stop().unwrap());
@@ -202,18 +202,18 @@ TEST_F(AtTtyPortTest, AFaultOfOneCallIsNotTheEnd)
 TEST_F(AtTtyPortTest, RestsBehindAReportUntilACommandComesOrTheLineGoes)
 {
     start();
-    next_call::endless_rest = true;
+    port_rest::kind = port_rest::Kind::ENDLESS;
     for (int round = 0; round < 2; ++round) {
-        next_call::rests = 0;
+        port_rest::begun = 0;
         EXPECT_EQ(play("AT+CSQ; <+UUX: 1; AT+CSQ"), "0: >AT+CSQ =+CSQ: 20,99 !+UUX: 1 >AT+CSQ =+CSQ: 20,99");
-        EXPECT_EQ(next_call::rests, 1) << "none behind an answer";
+        EXPECT_EQ(port_rest::begun, 1) << "none behind an answer";
     }
     say("\r\n" + std::string(2046, 'x')); // as much as is read at once: more is sure to come
     settle();
-    EXPECT_EQ(next_call::rests, 1);
+    EXPECT_EQ(port_rest::begun, 1);
     say("\r\n+UUX: 2\r\n");
     settle();
-    EXPECT_EQ(next_call::rests, 2);
+    EXPECT_EQ(port_rest::begun, 2);
     hang_up();
     finish();
     settle();

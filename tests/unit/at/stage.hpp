@@ -3,28 +3,17 @@
 #include "at/at_tty_port.hpp"
 #include "support/log_capture.hpp"
 #include "support/manual_clock.hpp"
+#include "support/pty_wire.hpp"
 #include "support/temp_root.hpp"
-#include "utils/unique_fd.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
 #include <future>
 #include <map>
 
-/// What the system's next call for the port ends with, once: an errno, or NOTHING for a call that does
-/// nothing.
-namespace next_call {
-constexpr int NOTHING = -1;
-inline std::atomic<int> poll{0}, read{0}, write{0}, tcflush{0};
-inline std::atomic<bool> endless_rest{false}; ///< the port's rest behind a report ends by what ends it early
-inline std::atomic<int> rests{0};             ///< so many have begun
-} // namespace next_call
-
 /// The port on a pseudo-terminal whose other end the test itself plays, in virtual time: that stands while
 /// anybody is at work or a byte is on its way, and then goes to the next event, however slow the machine is.
-/// The port's thread waits without a limit, so that a wake-up that is missed shows.
 class Stage : public testing::Test, private IPortObserver {
 protected:
     static constexpr const char* DEVICE = "/dev/ttyUbloxModemAT";
@@ -33,9 +22,9 @@ protected:
     ~Stage() override;
 
     // The module: answers what it has an answer for, with its lines and OK; is silent otherwise.
-    void plug_in();
-    void hang_up();
-    void say(const std::string& bytes);
+    void plug_in() { wire.plug_in(root.path(DEVICE)); }
+    void hang_up() { wire.hang_up(); }
+    void say(const std::string& bytes) { wire.say(bytes); }
     void answer(const std::string& line);
     std::map<std::string, std::string> answers{
         {"AT", ""}, {"AT+CMEE?", "+CMEE: 2"}, {"AT+CFUN?", "+CFUN: 1"}};
@@ -67,15 +56,12 @@ protected:
     LogCapture log;
     ManualClock clock;
     AtTtyPort port{{DEVICE}, clock};
-    UniqueFd device; // held open, or the module's end reads errors while no port is open
+    PtyWire wire;
 
 private:
     void urc(const AtCommandResponse& response) override;
-    bool hear();
     void note(const std::string& text);
 
-    UniqueFd module_;
-    std::string input_;
     std::vector<std::future<std::string>> calls_;
     std::string record_;
     Clock::time_point begin_ = clock.now();

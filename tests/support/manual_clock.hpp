@@ -8,6 +8,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
+#include <utility>
 #include <vector>
 
 /// A clock that stands still until it is moved. Any thread.
@@ -44,6 +46,14 @@ public:
             after_a_wake_up_();
         }
     }
+    /// This thread blocks no more inside `wait_until`: the others work, which `others_work` awaits, and only
+    /// when there was nothing to do (false) does the clock move on to what comes next. Empty: it blocks
+    /// again.
+    void pass_waits(std::function<bool()> others_work)
+    {
+        passes_waits_ = std::this_thread::get_id();
+        others_work_ = std::move(others_work);
+    }
     /// Moves to the next function or deadline and no further, by `limit` at most.
     void advance_to_next(std::chrono::milliseconds limit);
     /// Runs `action` when the clock passes `offset` from now, on the thread that moves it.
@@ -59,8 +69,12 @@ private:
         time_point deadline;
     };
 
+    bool pass(std::unique_lock<std::mutex>& held, time_point deadline);
+
     std::function<void()> before_each_;
     std::function<void()> after_a_wake_up_;
+    std::thread::id passes_waits_;
+    std::function<bool()> others_work_;
 
     time_point next_stop(time_point target) const;
     void run_due_actions();

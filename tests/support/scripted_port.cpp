@@ -1,5 +1,7 @@
 #include "support/scripted_port.hpp"
 
+#include "support/sleeping_threads.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,6 +19,10 @@ constexpr std::chrono::milliseconds STEP{100}; // of time that passes in silence
 /// A module of a second boot, registered at home on its family's best network.
 const Defaults COMMON{
     {"", ""},
+    {"+CMEE?", "+CMEE: 2"}, // what the port itself asks, to get in step
+    {"+CFUN?", "+CFUN: 1"},
+    {"+CGEREP?", "+CGEREP: 2,1"},
+    {"+CMER?", "+CMER: 1,0,0,2,1"},
     {"E0", ""},
     {"+GMI", "u-blox"},
     {"+CGSN", "490154203237518"},
@@ -200,6 +206,23 @@ Result ScriptedPort::carry_out(const AtCommand& command)
         return unanswered(IN_STEP_LIMIT, command);
     }
     owes_ = mute_;
+    heard(command);
+    if (auto instead = overrule_ ? overrule_(command) : std::nullopt) {
+        return *std::move(instead);
+    }
+    const auto* const answer = known(command);
+    if (mute_ || (answer != nullptr && answer->silent)) {
+        return unanswered(command.timeout, command);
+    }
+    if (answer == nullptr) {
+        return AtCommand::exec_result(AtCommandResponse("", "ERROR"));
+    }
+    timeouts_ = 0;
+    return AtCommand::exec_result(AtCommandResponse(answer->lines, answer->final_line));
+}
+
+void ScriptedPort::heard(const AtCommand& command)
+{
     sent_.push_back(command.command);
     if (told_) {
         told_(command);
@@ -207,19 +230,21 @@ Result ScriptedPort::carry_out(const AtCommand& command)
     if (const auto action = actions_.find(command.command); action != actions_.end()) {
         action->second();
     }
-    if (auto instead = overrule_ ? overrule_(command) : std::nullopt) {
-        return *std::move(instead);
-    }
-    const auto known = answers_.find(command.command);
-    if (mute_ || (known != answers_.end() && known->second.silent)) {
-        return unanswered(command.timeout, command);
-    }
-    if (known == answers_.end()) {
+}
+
+const ScriptedPort::Answer* ScriptedPort::known(const AtCommand& command) const
+{
+    const auto answer = answers_.find(command.command);
+    if (answer == answers_.end()) {
         EXPECT_TRUE(refuses_unknown) << "nobody knows what to answer to AT" << command.command;
-        return AtCommand::exec_result(AtCommandResponse("", "ERROR"));
+        return nullptr;
     }
-    timeouts_ = 0;
-    return AtCommand::exec_result(AtCommandResponse(known->second.lines, known->second.final_line));
+    return &answer->second;
+}
+
+void ScriptedPort::let_others_work()
+{
+    await_sleepers();
 }
 
 Result ScriptedPort::unanswered(std::chrono::milliseconds silence, const AtCommand& command)

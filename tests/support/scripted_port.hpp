@@ -18,7 +18,7 @@
 ///
 /// The thread that made it lets the time pass, and has all but `execute` and `interrupt` for itself. Another
 /// one's commands wait for their turn, as they do for a port, and their time-outs for the clock.
-class ScriptedPort final : public AtTtyPort {
+class ScriptedPort : public AtTtyPort {
 public:
     enum class Family { SARA, TOBY };
 
@@ -50,6 +50,9 @@ public:
     {
         actions_[command] = std::move(action);
     }
+    /// Until the other threads have done what there is to do.
+    virtual void let_others_work();
+
     /// Told of every command that is sent, before its answer.
     void on_command(std::function<void(const AtCommand&)> told) { told_ = std::move(told); }
     /// Asked with every command that is sent for what becomes of it in place of its answer.
@@ -59,16 +62,16 @@ public:
     }
     /// Costs the command its time-out, unless it is interrupted.
     Result unanswered(const AtCommand& command) { return unanswered(command.timeout, command); }
-    void urc(const std::string& line);
+    virtual void urc(const std::string& line);
 
     /// The port is there and says nothing, whatever it is asked.
     void mute(bool silent) { mute_ = silent; }
     /// The device, as power and faults take it away and bring it back.
-    void present(bool there);
+    virtual void present(bool there);
     /// Without its supply it is not there either.
-    void supplied(bool on);
+    virtual void supplied(bool on);
     /// The loop has ended by itself although the node is there.
-    void loop_ended() { running_ = false; }
+    virtual void loop_ended() { running_ = false; }
 
     bool write_error = false;
     bool refuses_unknown = false; ///< as a module does, in place of failing the test
@@ -79,16 +82,23 @@ public:
     const std::vector<std::string>& sent() const { return sent_; }
     void forget() { sent_.clear(); }
 
-private:
+protected:
     struct Answer {
         std::string lines;
         std::string final_line = "OK";
         bool silent = false;
     };
 
+    bool lets_time_pass() const { return std::this_thread::get_id() == time_passes_on_; }
+    /// Counts and tells of a command, and does what is to be done with it.
+    void heard(const AtCommand& command);
+    /// Null for a command that nobody knows, which then fails the test unless it is to be refused.
+    const Answer* known(const AtCommand& command) const;
+    bool is_mute() const { return mute_; }
+
+private:
     class Turn;
 
-    bool lets_time_pass() const { return std::this_thread::get_id() == time_passes_on_; }
     void take_turn();
     void end_turn();
     Result carry_out(const AtCommand& command);

@@ -24,8 +24,17 @@ protected:
     using State = Modem::State;
     using Action = Modem::RunAction;
 
-    explicit ModemFixture(ScriptedPort::Family family = ScriptedPort::Family::SARA)
-        : module_ptr(std::make_shared<ScriptedPort>(clock, family)), module(*module_ptr)
+    using MakePort = std::shared_ptr<ScriptedPort> (*)(ManualClock&, ScriptedPort::Family, const TempRoot&);
+
+    static std::shared_ptr<ScriptedPort> scripted(ManualClock& clock, ScriptedPort::Family family,
+                                                  const TempRoot&)
+    {
+        return std::make_shared<ScriptedPort>(clock, family);
+    }
+
+    explicit ModemFixture(ScriptedPort::Family family = ScriptedPort::Family::SARA,
+                          MakePort make_port = scripted)
+        : module_ptr(make_port(clock, family, root)), module(*module_ptr)
     {
         bus::reset();
         root.write("/etc/vexa/ecu_variables.conf", "hwvariant = QBX2\nmodemtype = SARA\nhasintsim = true\n"

@@ -53,9 +53,38 @@ Result fate(unsigned kind, const std::string& text, Unit& unit, const AtCommand&
     }
 }
 
+/// The same on the line.
+void fate_on_the_line(unsigned kind, const std::string& text, WiredPort& line, const std::string& bytes)
+{
+    switch (kind % 4) {
+    case 0:
+        return;
+    case 1:
+        line.say("\r\n" + text + bytes);
+        return;
+    case 2:
+        line.say_piecemeal(bytes.substr(0, bytes.size() / 2));
+        line.loop_ended();
+        return;
+    default:
+        line.say("\r\n" + text + "\r\n\r\nOK\r\n");
+    }
+}
+
 void with_next_command(Unit& unit, unsigned kind, const std::string& text)
 {
     bool due = true;
+    if (auto* const line = dynamic_cast<WiredPort*>(&unit.module)) {
+        line->fault([kind, text, due](const AtCommand&) mutable -> WiredPort::Fault {
+            if (!std::exchange(due, false)) {
+                return nullptr;
+            }
+            return [kind, text](WiredPort& on, const AtCommand&, const std::string& bytes) {
+                fate_on_the_line(kind, text, on, bytes);
+            };
+        });
+        return;
+    }
     unit.module.overruled_by([&unit, kind, text, due](const AtCommand& command) mutable {
         return std::exchange(due, false) ? std::optional(fate(kind, text, unit, command)) : std::nullopt;
     });
@@ -110,16 +139,20 @@ void judge(Unit& unit)
 } // namespace
 
 /// A whole unit for which the bytes play module, bus and time; then the world is good. The first byte chooses
-/// the family.
+/// the family, and whether its port is the daemon's own.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     Bytes bytes(data, size);
     try {
-        Unit unit((bytes.byte() & 1) == 0 ? Unit::Family::SARA : Unit::Family::TOBY);
+        const auto kind = bytes.byte();
+        Unit unit((kind & 1) == 0 ? Unit::Family::SARA : Unit::Family::TOBY, {.wired = (kind & 2) != 0});
         for (int steps = 0; steps < MOST_STEPS && !bytes.empty() && !unit.left; ++steps) {
             step(bytes, unit);
         }
         unit.module.overruled_by({});
+        if (auto* const line = dynamic_cast<WiredPort*>(&unit.module)) {
+            line->fault({});
+        }
         all_is_good(unit);
         unit.pass_until(RECOVERY, [&unit] {
             return unit.state() == Unit::State::CONNECTED || unit.state() == Unit::State::DTC_HW_ERROR;

@@ -22,6 +22,7 @@ struct Part {
 constexpr Part PARTS[] = {
     {"single", "one fault at one place", single_faults},
     {"lasting", "one fault for good", lasting_faults},
+    {"line", "one fault on the line", faults_on_the_line},
     {"silence", "radio silence at commands", radio_silence},
     {"bus", "brokers, and floods", bus_side},
     {"pairs", "two events in each state", pairs_of_events},
@@ -30,7 +31,9 @@ constexpr Part PARTS[] = {
 };
 
 constexpr const char* USAGE =
-    "Usage: prove [--every N] [--seed N] [--roads FILE | --compare FILE] [single] [lasting] [silence] [bus] "
+    "Usage: prove [--every N] [--seed N] [--only TEXT] [--roads FILE | --compare FILE] [single] [lasting] "
+    "[line] [silence] "
+    "[bus] "
     "[pairs] [units] [endurance]\n"
     "       prove recovery\n"
     "\n"
@@ -38,6 +41,7 @@ constexpr const char* USAGE =
     "\n"
     "  --every N   one run in N only, another one with each seed (default: 1)\n"
     "  --seed N    which of them, and what happens in a day of endurance (default: the date)\n"
+    "  --only TEXT the runs with this in their name, as a run is named that falls short\n"
     "  --roads FILE    writes down which way each run went: all that left the daemon, as one number\n"
     "  --compare FILE  says which runs went another way than written there\n"
     "\n"
@@ -56,18 +60,10 @@ unsigned long number(const char* text)
     return value;
 }
 
-std::vector<Run> one_in(unsigned long every, unsigned long seed, const std::vector<Run>& all)
-{
-    std::vector<Run> some;
-    for (std::size_t i = seed % every; i < all.size(); i += every) {
-        some.push_back(all[i]);
-    }
-    return some;
-}
-
 struct Settings {
     unsigned long every = 1;
     unsigned long seed = static_cast<unsigned long>(std::time(nullptr) / 86400);
+    std::string only;
     std::string roads;
     std::string compare;
     std::set<std::string> parts;
@@ -80,13 +76,28 @@ Settings settings_of(int count, char** words)
         const std::string word = words[i];
         if (word == "--every" || word == "--seed") {
             (word == "--every" ? settings.every : settings.seed) = number(words[++i]);
-        } else if ((word == "--roads" || word == "--compare") && words[i + 1] != nullptr) {
-            (word == "--roads" ? settings.roads : settings.compare) = words[++i];
+        } else if ((word == "--only" || word == "--roads" || word == "--compare") &&
+                   words[i + 1] != nullptr) {
+            auto& value = word == "--only"    ? settings.only
+                          : word == "--roads" ? settings.roads
+                                              : settings.compare;
+            value = words[++i];
         } else {
             settings.parts.insert(word);
         }
     }
     return settings;
+}
+
+std::vector<Run> chosen(const Settings& settings, const std::vector<Run>& all)
+{
+    std::vector<Run> some;
+    for (std::size_t i = settings.seed % settings.every; i < all.size(); i += settings.every) {
+        if (all[i].name.find(settings.only) != std::string::npos) {
+            some.push_back(all[i]);
+        }
+    }
+    return some;
 }
 
 void print_head(const Settings& settings)
@@ -134,7 +145,7 @@ bool prove_parts(const Settings& settings)
             if (!settings.parts.empty() && settings.parts.count(part.name) == 0) {
                 continue;
             }
-            const auto tally = prove(one_in(settings.every, settings.seed, part.runs(family, settings.seed)));
+            const auto tally = prove(chosen(settings, part.runs(family, settings.seed)));
             print_row(part, family, tally);
             tried += tally.tried;
             short_of += tally.short_of;

@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -20,10 +21,10 @@ constexpr int OUTPUT_BYTES = 256 * 1024;    // a child never waits for its reade
 /// Made before the first run that asks for them, so that its process has them.
 const Facts& good_of(const Run& run)
 {
-    static std::map<std::pair<Unit::Family, void (*)(Unit&)>, Facts> facts;
-    const std::pair unit(run.family, run.kind.fitted);
+    static std::map<std::tuple<Unit::Family, void (*)(Unit&), bool>, Facts> facts;
+    const std::tuple unit(run.family, run.kind.fitted, run.kind.wired);
     if (facts.count(unit) == 0) {
-        facts[unit] = good_facts(run.family, {.fitted = run.kind.fitted});
+        facts[unit] = good_facts(run.family, {.wired = run.kind.wired, .fitted = run.kind.fitted});
     }
     return facts.at(unit);
 }

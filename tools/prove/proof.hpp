@@ -66,6 +66,9 @@ std::vector<Run> radio_silence(ScriptedPort::Family family, unsigned long seed);
 std::vector<Run> single_faults(ScriptedPort::Family family, unsigned long seed);
 /// The same with the fault there for good.
 std::vector<Run> lasting_faults(ScriptedPort::Family family, unsigned long seed);
+/// Each command of the same with each fault that its answer can have on the line, once, through the daemon's
+/// own port.
+std::vector<Run> faults_on_the_line(ScriptedPort::Family family, unsigned long seed);
 /// Brokers that are absent, late, or bad, and floods: in real time, where it is the broker's.
 std::vector<Run> bus_side(ScriptedPort::Family family, unsigned long seed);
 /// Two events in each state, at once and a pass apart; then the world is good again.

@@ -45,6 +45,11 @@ constexpr const char* TRUTH[][2] = {
     {"rt/system/modem_rssi", "modem_rssi=20"},
 };
 
+std::shared_ptr<ScriptedPort> wired(ManualClock& clock, ScriptedPort::Family family, const TempRoot& root)
+{
+    return std::make_shared<WiredPort>(clock, family, root);
+}
+
 /// Without the other card's record, which is what was read of it when it was last in use.
 std::string without_history(const std::string& text)
 {
@@ -66,7 +71,8 @@ std::string without_history(const std::string& text)
 } // namespace
 
 Unit::Unit(Family of, Kind kind)
-    : ModemFixture(of), family(of), watch(clock, module, log, root), before_(ProcessFacts::of("self"))
+    : ModemFixture(of, kind.wired ? wired : scripted), family(of), watch(clock, module, log, root),
+      before_(ProcessFacts::of("self"))
 {
     module.refuses_unknown = true;
     if (kind.mqtt) {

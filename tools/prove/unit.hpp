@@ -2,6 +2,7 @@
 
 #include "support/free_port.hpp"
 #include "support/process_facts.hpp"
+#include "support/wired_port.hpp"
 #include "unit/modem/modem_fixture.hpp"
 #include "watch.hpp"
 
@@ -44,7 +45,8 @@ public:
     using Family = ScriptedPort::Family;
 
     struct Kind {
-        bool mqtt = false; ///< a bus of MQTT, whose broker the run brings; or one within the process
+        bool mqtt = false;  ///< a bus of MQTT, whose broker the run brings; or one within the process
+        bool wired = false; ///< the daemon's own port, at the other end of its line; or a dialogue alone
         /// What it is, in place of what most units are: given to it before it begins.
         void (*fitted)(Unit&) = nullptr;
     };
@@ -52,6 +54,9 @@ public:
     Unit(Family of, Kind kind);
     explicit Unit(Family of) : Unit(of, Kind()) {}
     void TestBody() override {}
+
+    /// Of a wired one.
+    WiredPort& wire() { return dynamic_cast<WiredPort&>(module); }
 
     using ModemFixture::backend;
     using ModemFixture::clock;

@@ -1,7 +1,5 @@
 #include "watch.hpp"
 
-#include "support/sleeping_threads.hpp"
-
 #include <fcntl.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -66,7 +64,7 @@ void Watch::command(const AtCommand& command)
 
 void Watch::await_the_woken()
 {
-    clock_.watched_by([this] { time_passes(); }, [] { await_sleepers(); });
+    clock_.watched_by([this] { time_passes(); }, [this] { module_.let_others_work(); });
 }
 
 void Watch::time_passes()
@@ -83,7 +81,7 @@ void Watch::time_passes()
 void Watch::pass_ended()
 {
     if (steady_) {
-        await_sleepers();
+        module_.let_others_work();
     }
     time_passes();
     read_records();

@@ -36,6 +36,9 @@ WiredPort::~WiredPort()
 Result WiredPort::execute(const AtCommand& command)
 {
     auto result = AtTtyPort::execute(command);
+    if (lets_time_pass()) {
+        settle(); // who waits for a turn has it now, each time
+    }
     if (ended_) {
         ended_(command, result);
     }
@@ -76,25 +79,31 @@ void WiredPort::take_the_line()
     if (there == std::filesystem::is_symlink(node_)) {
         return;
     }
-    disturbed_ = true;
-    queue_.clear();
-    busy_until_ = {};
+    forget_what_is_owed();
     if (there) {
         wire_.plug_in(node_);
     } else {
         wire_.hang_up();
         std::filesystem::remove(node_);
-        settle();
     }
+    disturbed_ = true;
+    settle();
 }
 
 void WiredPort::loop_ended()
 {
     if (ScriptedPort::is_available()) {
-        disturbed_ = true;
+        forget_what_is_owed();
         wire_.plug_in(node_);
+        disturbed_ = true;
         settle();
     }
+}
+
+void WiredPort::forget_what_is_owed()
+{
+    queue_.clear();
+    busy_until_ = {};
 }
 
 void WiredPort::say(const std::string& bytes)

@@ -54,6 +54,7 @@ public:
 
 private:
     void take_the_line();
+    void forget_what_is_owed();
     bool settle();
     void hear(const std::string& line);
     void answer(const std::string& line);
@@ -64,7 +65,7 @@ private:
     PtyWire wire_;
     std::function<Fault(const AtCommand&)> which_fault_;
     std::function<void(const AtCommand&, const Result&)> ended_;
-    std::deque<std::string> queue_; // heard while it was busy
+    std::deque<std::string> queue_; // heard while it is busy
     Clock::time_point busy_until_{};
     bool settling_ = false;
     std::atomic<bool> disturbed_{false}; // by what the threads have not yet done something about

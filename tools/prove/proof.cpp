@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <fcntl.h>
 #include <iostream>
 #include <map>
@@ -120,6 +121,11 @@ public:
         std::array<char, 4096> buffer{};
         for (ssize_t count = 0; (count = read(output_, buffer.data(), buffer.size())) > 0;) {
             outcome.text.append(buffer.data(), static_cast<std::size_t>(count));
+        }
+        if (WIFSIGNALED(status)) {
+            outcome.text += WTERMSIG(status) == SIGALRM
+                                ? "it went on for " + std::to_string(LONGEST_RUN_S) + " s"
+                                : "ended by signal " + std::to_string(WTERMSIG(status));
         }
         close(output_);
         munmap(handover_, sizeof(Handover));

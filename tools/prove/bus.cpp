@@ -209,8 +209,7 @@ std::vector<Run> bus_side(Family family, unsigned long)
 {
     std::vector<Run> runs;
     for (const auto& one : CASES) {
-        runs.push_back(
-            {(family == Family::SARA ? "SARA: " : "TOBY: ") + std::string(one.name), family, one.what, {}});
+        runs.push_back({name_of(family) + ": " + one.name, family, one.what, {}});
         runs.back().all_good = false; // told on another bus
         runs.back().kind.mqtt = true;
     }

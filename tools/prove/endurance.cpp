@@ -138,10 +138,9 @@ std::vector<Run> days(Family family, unsigned long seed)
     for (unsigned long number = 0; number < DAYS; ++number) {
         const bool wired = number % ONE_WIRED_IN == 0;
         const auto day = a_day(seed * DAYS + number, wired ? LONGEST_QUIET_WIRED_S : LONGEST_QUIET_S);
-        auto run = run_of(family,
-                          (family == Family::SARA ? "SARA" : "TOBY") + std::string(", day ") +
-                              std::to_string(number) + " of seed " + std::to_string(seed),
-                          day, wired);
+        auto run = run_of(
+            family, name_of(family) + ", day " + std::to_string(number) + " of seed " + std::to_string(seed),
+            day, wired);
         run.explain = [family, day, wired] { return shortest(family, day, wired); };
         runs.push_back(std::move(run));
     }

@@ -147,8 +147,8 @@ std::vector<Run> faults_on_the_line(Family family, unsigned long)
     std::vector<Run> runs;
     for (const auto& fault : FAULTS) {
         for (std::size_t place = 0; place < way.commands.size(); ++place) {
-            runs.push_back({(family == Family::SARA ? "SARA: line " : "TOBY: line ") + std::to_string(place) +
-                                ", AT" + way.commands[place] + ", " + fault.name,
+            runs.push_back({name_of(family) + ": line " + std::to_string(place) + ", AT" +
+                                way.commands[place] + ", " + fault.name,
                             family,
                             [&way, &fault, place](Unit& unit) { be_disturbed(way, place, fault, unit); },
                             {}});

@@ -110,10 +110,9 @@ void print_head(const Settings& settings)
 
 void print_row(const Part& part, Family family, const Tally& tally)
 {
-    std::cout << std::left << std::setw(28) << part.title << std::setw(8)
-              << (family == Family::SARA ? "SARA" : "TOBY") << std::right << std::setw(8) << tally.tried
-              << std::setw(12) << tally.recovered << std::setw(18) << tally.ended << std::setw(12)
-              << tally.short_of << std::endl;
+    std::cout << std::left << std::setw(28) << part.title << std::setw(8) << name_of(family) << std::right
+              << std::setw(8) << tally.tried << std::setw(12) << tally.recovered << std::setw(18)
+              << tally.ended << std::setw(12) << tally.short_of << std::endl;
 }
 
 /// Names the first few, counts all.

@@ -153,8 +153,8 @@ std::set<End> ends(const Place& place, const Pair& pair)
 
 std::string name(Family family, State state, const Pair& pair)
 {
-    return (family == Family::SARA ? "SARA in " : "TOBY in ") + Modem::state_to_str(state) + ": " +
-           pair.first.name + (pair.at_once ? " and " : ", then ") + pair.second.name;
+    return name_of(family) + " in " + Modem::state_to_str(state) + ": " + pair.first.name +
+           (pair.at_once ? " and " : ", then ") + pair.second.name;
 }
 
 /// A board without a modem is left alone whatever comes.

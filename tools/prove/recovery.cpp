@@ -66,9 +66,9 @@ void print_row(const std::string& fault, Family family, std::vector<Measured> al
     }
     const auto& median = all[all.size() / 2].recovery;
     const auto& worst = all.back().recovery;
-    std::cout << "| " << fault << " | " << (family == Family::SARA ? "SARA" : "TOBY") << " | " << runs
-              << " | " << held << " | " << seconds(median.took) << " | " << seconds(median.waits) << " | "
-              << seconds(worst.took) << " | " << seconds(worst.waits) << " |\n";
+    std::cout << "| " << fault << " | " << name_of(family) << " | " << runs << " | " << held << " | "
+              << seconds(median.took) << " | " << seconds(median.waits) << " | " << seconds(worst.took)
+              << " | " << seconds(worst.waits) << " |\n";
 }
 
 void print_long_ones(std::vector<Measured> all)

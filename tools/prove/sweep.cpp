@@ -76,11 +76,6 @@ constexpr auto SILENCE = 2min;  // more than its bound
 constexpr auto LASTING = 24h;   // ten resets, each after two search limits
 constexpr auto SETTLED = 30min; // a connection that holds so long
 
-std::string name_of(Family family)
-{
-    return family == Family::SARA ? "SARA" : "TOBY";
-}
-
 /// The way of a good module, by which one with a fault is measured.
 struct Road {
     std::vector<std::string> commands;            ///< from supply off to a minute of connection

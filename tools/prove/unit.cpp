@@ -150,6 +150,11 @@ End Unit::end()
     }
 }
 
+std::string name_of(Unit::Family family)
+{
+    return family == Unit::Family::SARA ? "SARA" : "TOBY";
+}
+
 Facts good_facts(Unit::Family family, Unit::Kind kind)
 {
     Unit unit(family, kind);

@@ -134,6 +134,8 @@ private:
     const ProcessFacts before_;
 };
 
+std::string name_of(Unit::Family family);
+
 /// The facts of a unit that never had any trouble. @throws std::runtime_error when they are not the module's
 Facts good_facts(Unit::Family family, Unit::Kind kind);
 

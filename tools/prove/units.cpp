@@ -194,9 +194,8 @@ std::vector<Run> each_unit(Family family, unsigned long)
                 ends.insert({End::OFF, End::GIVEN_UP});
             }
             const auto what = [&fitting, &event](Unit& unit) { live_with(fitting, event, unit); };
-            runs.push_back({(family == Family::SARA ? "SARA with " : "TOBY with ") +
-                                std::string(fitting.name) + ": " + event.name,
-                            family, what, ends});
+            runs.push_back(
+                {name_of(family) + " with " + fitting.name + ": " + event.name, family, what, ends});
             runs.back().kind.fitted = fitting.fit;
             runs.back().all_good = fitting.ends.count(End::OFF) == 0;
         }

@@ -129,6 +129,7 @@ PortResult ScriptedPort::start()
         return PortResult::err("Modem does not respond to AT commands.");
     }
     timeouts_ = 0;
+    write_error = false;
     running_ = true;
     return PortResult::ok(true);
 }

@@ -73,7 +73,7 @@ public:
     /// The loop has ended by itself although the node is there.
     virtual void loop_ended() { running_ = false; }
 
-    bool write_error = false;
+    bool write_error = false;     ///< until it is started anew
     bool refuses_unknown = false; ///< as a module does, in place of failing the test
 
     /// How often it was sent since `forget`.

@@ -48,6 +48,7 @@ Result WiredPort::execute(const AtCommand& command)
 PortResult WiredPort::start()
 {
     settle(); // what a command has left on the line
+    write_error = false;
     return AtTtyPort::start();
 }
 

@@ -140,10 +140,11 @@ void registered_at_home(Unit& unit)
     }
 }
 
-/// Twice, each time for less than a search may take; what the first one has used up is the second's again.
+/// Each time for less than a search may take; what one has used up is the next one's again. All of them are
+/// more than the shortest limit of a unit's.
 void network_comes_and_goes(Unit& unit)
 {
-    for (int round = 0; round < 2; ++round) {
+    for (int round = 0; round < 3; ++round) {
         registered_as(unit, "2");
         unit.pass_until(SEARCH, [] { return false; });
         registered_at_home(unit);
@@ -151,21 +152,34 @@ void network_comes_and_goes(Unit& unit)
     }
 }
 
-/// Another network, and then none that can be named.
+/// Another network, and then none that can be named. Its area is one that might be a number of another kind.
 void abroad(Unit& unit)
 {
     const bool lte = unit.family == Family::TOBY;
-    const std::string cell = R"(5,"2B3C","01C3D4E6",)";
+    const std::string cell = R"(5,"0012","01C3D4E6",)";
     unit.module.answers("+CREG?", "+CREG: 2," + cell + (lte ? "7" : "0"));
     unit.module.answers("+CGREG?", lte ? "+CGREG: 2,0" : "+CGREG: 2," + cell + "0,1");
     unit.module.answers("+CEREG?", lte ? "+CEREG: 3," + cell + "7" : "");
     unit.module.answers("+UREG?", "+UREG: 1,1");
-    unit.module.urc(R"(+CREG: 5,"2B3C","01C3D4E6",0)");
+    unit.module.urc(R"(+CREG: 5,"0012","01C3D4E6",0)");
     unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"310410")");
     unit.module.answers("+UDOPN=2", R"(+UDOPN: 2,"Abroad")");
     for_a_while(unit);
     unit.module.answers("+UDOPN=0", R"(+UDOPN: 0,"nowhere")");
     unit.module.fails("+UDOPN=2", "+CME ERROR: no network service");
+    for_a_while(unit);
+}
+
+/// One that refuses the PIN is changed for one that takes it.
+void change_card(Unit& unit)
+{
+    wrong_pin(unit);
+    for_a_while(unit);
+    pull_sim(unit);
+    for_a_while(unit);
+    unit.card_bad = false;
+    want_pin(unit);
+    unit.module.urc("+CIEV: 12,1");
     for_a_while(unit);
 }
 
@@ -237,6 +251,7 @@ void stuck_in_silence(Unit& unit)
 const std::vector<Event> EVENTS{
     {"port lost", [](Unit& unit) { unit.module.loop_ended(); }},
     {"port mute", mute},
+    {"port unwritable", [](Unit& unit) { unit.module.write_error = true; }}, // until it is opened anew
     {"module rebooted", reboot},
     {"registration lost", [](Unit& unit) { registered_as(unit, "0"); }},
     {"registration denied", deny},
@@ -265,8 +280,9 @@ const std::vector<Event> EVENTS{
     {"broker lost", [](Unit&) { bus::set_outage(true); }},
     {"supply stuck", [](Unit& unit) { supply_sticks(unit, true); }},
     {"supply stuck in radio silence", stuck_in_silence, true},
+    {"card changed", change_card, true},
     {"holder empty for a while", holder_empty_for_a_while, true},
-    {"network away twice", network_comes_and_goes, true},
+    {"network away three times", network_comes_and_goes, true},
     {"abroad", abroad, true},
     {"antenna broken", antenna_broken, true},
     {"backend down for 16 min", down_for_long, true},

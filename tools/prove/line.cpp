@@ -15,6 +15,8 @@ constexpr auto LATE = 5s;
 constexpr auto TOO_LATE = 25s;
 constexpr auto MUCH_TOO_LATE = 200s;
 
+constexpr auto SILENCE = 2min; // more than its bound
+
 constexpr const char* OK = "\r\nOK\r\n";
 constexpr const char* REPORT = "\r\n+CIEV: 2,3\r\n"; // a signal, which is asked for anew
 
@@ -26,7 +28,7 @@ std::string lines_of(const std::string& bytes)
 
 struct LineFault {
     const char* name;
-    void (*what)(WiredPort&, const AtCommand&, const std::string& bytes);
+    void (*what)(Unit&, const AtCommand&, const std::string& bytes);
     bool harmless = false;         ///< nothing may come of it
     bool alters = false;           ///< the answer, so that it is another one
     std::chrono::seconds over{30}; ///< what is wrong has been seen by then, and the port is in step again
@@ -34,52 +36,67 @@ struct LineFault {
 
 const std::vector<LineFault> FAULTS{
     {"byte by byte",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say_piecemeal(bytes); }, true},
+     [](Unit& unit, const AtCommand&, const std::string& bytes) { unit.wire().say_piecemeal(bytes); }, true},
     {"a report within",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) {
-         line.say(lines_of(bytes) + REPORT + OK);
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say(lines_of(bytes) + REPORT + OK);
      },
      true},
     {"echoed",
-     [](WiredPort& line, const AtCommand& command, const std::string& bytes) {
-         line.say("AT" + command.command + "\r" + bytes);
+     [](Unit& unit, const AtCommand& command, const std::string& bytes) {
+         unit.wire().say("AT" + command.command + "\r" + bytes);
      },
      true, true},
     {"late",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say_after(LATE, bytes); }},
+     [](Unit& unit, const AtCommand&, const std::string& bytes) { unit.wire().say_after(LATE, bytes); }},
     {"too late",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say_after(TOO_LATE, bytes); },
+     [](Unit& unit, const AtCommand&, const std::string& bytes) { unit.wire().say_after(TOO_LATE, bytes); },
      false, false, 2 * TOO_LATE},
     {"much too late",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) {
-         line.say_after(MUCH_TOO_LATE, bytes);
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say_after(MUCH_TOO_LATE, bytes);
      },
      false, false, 2 * MUCH_TOO_LATE},
+    {"too late, and twice",
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say_after(TOO_LATE, bytes + OK + OK);
+     },
+     false, false, 2 * TOO_LATE},
     {"one OK too many",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say(bytes + OK); }},
+     [](Unit& unit, const AtCommand&, const std::string& bytes) { unit.wire().say(bytes + OK); }},
     {"without its OK",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say(lines_of(bytes)); }},
-    {"cut off", [](WiredPort& line, const AtCommand&,
-                   const std::string& bytes) { line.say(bytes.substr(0, bytes.size() / 2)); }},
+     [](Unit& unit, const AtCommand&, const std::string& bytes) { unit.wire().say(lines_of(bytes)); }},
+    {"cut off", [](Unit& unit, const AtCommand&,
+                   const std::string& bytes) { unit.wire().say(bytes.substr(0, bytes.size() / 2)); }},
     {"a line without an end",
-     [](WiredPort& line, const AtCommand& command, const std::string&) {
-         line.say("\r\n" + command.prefix() + ": " + std::string(A_LOT, 'x'));
+     [](Unit& unit, const AtCommand& command, const std::string&) {
+         unit.wire().say("\r\n" + command.prefix() + ": " + std::string(A_LOT, 'x'));
      },
      false, true},
     {"behind noise",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) {
-         line.say(std::string("\0\xff\x7f\r\n\x01", 6) + bytes);
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say(std::string("\0\xff\x7f\r\n\x01", 6) + bytes);
      },
      false, true},
     {"another's line in front",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) { line.say("\r\n+XYZ: 1\r\n" + bytes); },
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say("\r\n+XYZ: 1\r\n" + bytes);
+     },
      false, true},
+    {"radio silence in place of it",
+     [](Unit& unit, const AtCommand&, const std::string&) { unit.blackout(true); }, false, false, SILENCE},
+    {"radio silence behind it",
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say(bytes);
+         unit.blackout(true);
+     },
+     false, false, SILENCE},
     {"hang-up in place of it",
-     [](WiredPort& line, const AtCommand&, const std::string&) { line.loop_ended(); }},
+     [](Unit& unit, const AtCommand&, const std::string&) { unit.wire().loop_ended(); }},
     {"hang-up within",
-     [](WiredPort& line, const AtCommand&, const std::string& bytes) {
-         line.say_piecemeal(bytes.substr(0, bytes.size() / 2));
-         line.loop_ended();
+     [](Unit& unit, const AtCommand&, const std::string& bytes) {
+         unit.wire().say_piecemeal(bytes.substr(0, bytes.size() / 2));
+         unit.wire().loop_ended();
      }},
 };
 
@@ -109,6 +126,25 @@ Way way_of(Family family)
     return {unit.module.sent(), connected};
 }
 
+/// Connected, or as soon as a good module is.
+void must_not_matter(const Way& way, Unit& unit)
+{
+    const auto soon = std::max(way.connected, unit.clock.now());
+    unit.connects_within(RECOVERY);
+    if (unit.clock.now() > soon) {
+        unit.watch.breaks("harmless", "the connection came later, or was lost");
+    }
+}
+
+/// If there is any: then it is silent.
+void end_silence(Unit& unit)
+{
+    if (unit.watch.silence_ordered() && unit.state() != Unit::State::OFF) {
+        unit.watch.breaks("radio silence", "it is " + Modem::state_to_str(unit.state()));
+    }
+    unit.blackout(false);
+}
+
 void be_disturbed(const Way& way, std::size_t place, const LineFault& fault, Unit& unit)
 {
     std::size_t heard = 0;
@@ -118,7 +154,9 @@ void be_disturbed(const Way& way, std::size_t place, const LineFault& fault, Uni
             return nullptr;
         }
         altered = fault.alters ? command.command : "(none)";
-        return fault.what;
+        return [&](WiredPort&, const AtCommand& asked, const std::string& bytes) {
+            fault.what(unit, asked, bytes);
+        };
     });
     unit.wire().on_result([&](const AtCommand& command, const Result& result) {
         if (command.command != altered) {
@@ -126,12 +164,11 @@ void be_disturbed(const Way& way, std::size_t place, const LineFault& fault, Uni
         }
     });
     unit.pass_until(RECOVERY, [&] { return heard > place; });
-    const auto disturbed = unit.clock.now();
-    unit.connects_within(RECOVERY);
-    if (fault.harmless && unit.clock.now() > std::max(way.connected, disturbed)) {
-        unit.watch.breaks("harmless", "the connection came later, or was lost");
+    if (fault.harmless) {
+        must_not_matter(way, unit);
     }
     unit.pass_for(fault.over);
+    end_silence(unit);
     unit.connects_within(RECOVERY);
     unit.wire().fault({});
     unit.wire().on_result({});

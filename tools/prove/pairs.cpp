@@ -19,7 +19,7 @@ constexpr std::size_t ONE_WIRED_IN = 31;
 struct Place {
     State state;
     void (*world)(Unit&);
-    bool within_a_pass = false; ///< the state never outlives the pass in which it is entered
+    bool within_a_pass = false; ///< as where the state never outlives the pass in which it is entered
 };
 
 void nothing(Unit&) {}
@@ -56,6 +56,8 @@ const std::vector<Place> PLACES{
     {State::AT_PORT_LOST, [](Unit& unit) { unit.module.loop_ended(); }},
     {State::RESET,
      [](Unit& unit) { unit.modem().prepare_reset(pb::ModemStatus_ModemResetReason_SIM_ERROR); }},
+    {State::RESET, [](Unit& unit) { unit.modem().prepare_reset(pb::ModemStatus_ModemResetReason_SIM_ERROR); },
+     true},
     {State::DTC_HW_ERROR, [](Unit& unit) { unit.modem().set_internal_hw_error_dtc(); }},
 };
 
@@ -151,10 +153,10 @@ std::set<End> ends(const Place& place, const Pair& pair)
     return ends;
 }
 
-std::string name(Family family, State state, const Pair& pair)
+std::string name(Family family, State state, bool within, const Pair& pair)
 {
-    return name_of(family) + " in " + Modem::state_to_str(state) + ": " + pair.first.name +
-           (pair.at_once ? " and " : ", then ") + pair.second.name;
+    return name_of(family) + (within ? " within " : " in ") + Modem::state_to_str(state) + ": " +
+           pair.first.name + (pair.at_once ? " and " : ", then ") + pair.second.name;
 }
 
 /// A board without a modem is left alone whatever comes.
@@ -170,7 +172,7 @@ void without_a_modem(Family family, const Pair& pair, std::vector<Run>& runs)
         }
     };
     const auto ends = pair.has(is_stop) ? std::set{End::OFF, End::GIVEN_UP} : std::set{End::NO_HARDWARE};
-    runs.push_back({name(family, State::NO_MODEM_HARDWARE, pair), family, what, ends, false});
+    runs.push_back({name(family, State::NO_MODEM_HARDWARE, false, pair), family, what, ends, false});
     runs.back().kind.fitted = [](Unit& unit) { board_says(unit, {{"modemtype", "NONE"}}); };
 }
 
@@ -188,7 +190,8 @@ std::vector<Run> pairs_of_events(Family family, unsigned long)
                 for (const bool at_once : {true, false}) {
                     const Pair pair{first, second, at_once};
                     const auto what = [&place, pair](Unit& unit) { go_through(place, pair, unit); };
-                    runs.push_back({name(family, place.state, pair), family, what, ends(place, pair)});
+                    runs.push_back({name(family, place.state, place.within_a_pass, pair), family, what,
+                                    ends(place, pair)});
                 }
             }
             without_a_modem(family, {first, second, true}, runs);

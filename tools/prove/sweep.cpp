@@ -7,7 +7,8 @@ namespace {
 
 using Family = ScriptedPort::Family;
 
-constexpr auto CRASH = 5s; // until the module is there again
+constexpr auto CRASH = 5s;           // until the module is there again
+constexpr std::size_t A_LOT = 3'000; // characters of an answer
 
 /// What becomes of a command.
 using Fault = Result (*)(Unit&, const AtCommand&);
@@ -38,6 +39,11 @@ Result garbage(Unit&, const AtCommand& command)
         AtCommandResponse(command.command + ": ,\"\xff,-1,9999999999999999999999999", "OK"));
 }
 
+Result endless(Unit&, const AtCommand& command)
+{
+    return AtCommand::exec_result(AtCommandResponse(command.prefix() + ": " + std::string(A_LOT, '7'), "OK"));
+}
+
 /// Right, and blanks wherever some firmware has them: no fault at all.
 Result padded(Unit& unit, const AtCommand& command)
 {
@@ -65,8 +71,8 @@ Result crash(Unit& unit, const AtCommand&)
 }
 
 const std::vector<std::pair<Fault, const char*>> FAULTS{
-    {refused, "refused"}, {unanswered, "unanswered"}, {empty, "empty"}, {garbage, "garbage"},
-    {padded, "padded"},   {hung_up, "hang-up"},       {crash, "crash"},
+    {refused, "refused"}, {unanswered, "unanswered"}, {empty, "empty"},     {garbage, "garbage"},
+    {endless, "endless"}, {padded, "padded"},         {hung_up, "hang-up"}, {crash, "crash"},
 };
 
 // Ten resets with all their waits and a search that is started anew take less.
@@ -225,6 +231,12 @@ void be_silent(std::size_t place, const Moment& moment, Unit& unit)
     unit.module.overruled_by({});
 }
 
+/// Whatever it is, it is told on.
+bool tells_who_it_is(const std::string& command)
+{
+    return command == "+GMI" || command == "+GMM";
+}
+
 /// Nothing may come of an answer that is right.
 std::set<End> ends_of(Fault fault, const std::set<End>& ends)
 {
@@ -246,6 +258,7 @@ std::vector<Run> single_faults(Family family, unsigned long)
                                 road.commands[place] + ", " + name,
                             family, what, ends_of(fault, {End::FATAL})});
             runs.back().fault = fault == padded ? "" : name; // from which nothing has to be recovered
+            runs.back().all_good = fault != endless || !tells_who_it_is(road.commands[place]);
         }
     }
     return runs;

@@ -25,6 +25,7 @@ public:
     Result execute(const AtCommand& command) override;
     PortResult start() override;
     PortResult stop() override { return AtTtyPort::stop(); }
+    bool is_available() const override { return AtTtyPort::is_available(); }
     bool is_running() const override { return AtTtyPort::is_running(); }
     bool is_write_error() const override { return write_error || AtTtyPort::is_write_error(); }
     bool is_timeout() const override { return AtTtyPort::is_timeout(); }

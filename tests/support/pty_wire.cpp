@@ -8,6 +8,7 @@
 #include <optional>
 #include <poll.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <thread>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr const char* LINE_END = "\r\n";
 constexpr int NO_LINE = -1;
+constexpr std::string_view OF_THE_LINE = "\x03\x11\x13\x1a\x1c"; // VINTR, VSTART, VSTOP, VSUSP, VQUIT
 
 std::atomic<int> module_end{NO_LINE};
 std::atomic<long> to_port{0}; // bytes written on the one side and not yet read on the other
@@ -115,8 +117,10 @@ void PtyWire::hang_up()
 
 void PtyWire::say(const std::string& bytes)
 {
-    to_port += static_cast<long>(bytes.size());
-    if (::write(module_.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+    auto carried = bytes;
+    std::erase_if(carried, [](char byte) { return OF_THE_LINE.find(byte) != std::string_view::npos; });
+    to_port += static_cast<long>(carried.size());
+    if (::write(module_.get(), carried.data(), carried.size()) != static_cast<ssize_t>(carried.size())) {
         throw std::runtime_error("the pseudo-terminal takes no more");
     }
 }
@@ -127,8 +131,11 @@ bool PtyWire::hear(const std::function<void(const std::string& line)>& told)
     while (to_module > 0) {
         std::array<char, 1024> buffer;
         const auto got = ::read(module_.get(), buffer.data(), buffer.size());
+        if (got <= 0) {
+            throw std::runtime_error("what the port has written cannot be read");
+        }
         to_module -= got;
-        heard_.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        heard_.append(buffer.data(), static_cast<std::size_t>(got));
         for (auto end = heard_.find(LINE_END); end != std::string::npos; end = heard_.find(LINE_END)) {
             const auto line = heard_.substr(0, end);
             heard_.erase(0, end + 2);

@@ -41,9 +41,11 @@ public:
     /// The port's end, which is held open, or the module's would read errors while no port is open.
     int device() const { return device_.get(); }
 
-    /// @throws std::runtime_error when the line does not take it
+    /// Without the characters that the line takes for itself (termios(3), IXON and ISIG): nobody would ever
+    /// read them. @throws std::runtime_error when the line does not take it
     void say(const std::string& bytes);
     /// Tells of each line that the port has written. Whether there was anything, a whole line or not.
+    /// @throws std::runtime_error when it cannot be read
     bool hear(const std::function<void(const std::string& line)>& told);
     /// Whether the port has read all that was said.
     static bool is_read();

@@ -3,7 +3,6 @@
 #include "support/sleeping_threads.hpp"
 
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -13,7 +12,6 @@ namespace {
 
 constexpr const char* NODE = "/dev/ttyUbloxModemAT";
 constexpr auto REAL_PAUSE = 10us;
-constexpr std::string_view OF_THE_LINE = "\x03\x11\x13\x1a\x1c"; // VINTR, VSTART, VSTOP, VSUSP, VQUIT
 
 } // namespace
 
@@ -110,9 +108,7 @@ void WiredPort::forget_what_is_owed()
 void WiredPort::say(const std::string& bytes)
 {
     if (ScriptedPort::is_available() && is_running()) { // else nobody reads it
-        auto taken = bytes;
-        std::erase_if(taken, [](char byte) { return OF_THE_LINE.find(byte) != std::string_view::npos; });
-        wire_.say(taken);
+        wire_.say(bytes);
         disturbed_ = true;
         settle();
     }

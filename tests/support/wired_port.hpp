@@ -46,7 +46,7 @@ public:
     /// Told how each command of the daemon's ended, on its caller's thread.
     void on_result(std::function<void(const AtCommand&, const Result&)> told) { ended_ = std::move(told); }
 
-    /// In one piece, but for the characters that the line takes for itself (termios(3), IXON and ISIG).
+    /// In one piece.
     void say(const std::string& bytes);
     /// The port has read each byte before the next one comes.
     void say_piecemeal(const std::string& bytes);

@@ -13,10 +13,6 @@ namespace {
 using Family = Unit::Family;
 using Seconds = std::chrono::duration<double>;
 
-constexpr double MUCH = 1.2;      // times the fixed waits
-constexpr auto A_FEW_PASSES = 5s; // until the loop, which rests between its passes, has seen something
-constexpr auto A_SEQUENCE = 15s;  // to go through again: the selection of the SIM, the set-up of the context
-
 constexpr const char* HEAD = R"(# How long a recovery takes
 
 <!-- Printed by `prove recovery > docs/recovery.md`. Change the program, not this text. -->
@@ -45,11 +41,6 @@ std::string seconds(std::chrono::milliseconds time)
     return text.str();
 }
 
-bool took_more(const Recovery& recovery, std::chrono::seconds besides)
-{
-    return Seconds(recovery.took) > MUCH * Seconds(recovery.waits) + Seconds(besides);
-}
-
 /// Of one kind of fault.
 void print_row(const std::string& fault, Family family, std::vector<Measured> all)
 {
@@ -76,8 +67,8 @@ void print_long_ones(std::vector<Measured> all)
     std::erase_if(all, [](const Measured& one) { return !took_long(one.recovery); });
     std::sort(all.begin(), all.end(),
               [](const Measured& one, const Measured& other) { return one.run < other.run; });
-    std::cout << "\nThose that took more than " << MUCH << " times the waits and "
-              << std::chrono::seconds(A_FEW_PASSES).count() << " s:\n\n";
+    std::cout << "\nThose that took more than " << MUCH << " times the waits and " << A_FEW_PASSES.count()
+              << " s:\n\n";
     for (const auto& one : all) {
         std::cout << "- " << one.run << ": " << seconds(one.recovery.took) << " s in place of "
                   << seconds(one.recovery.waits) << " s\n";
@@ -86,16 +77,6 @@ void print_long_ones(std::vector<Measured> all)
 }
 
 } // namespace
-
-bool took_long(const Recovery& recovery)
-{
-    return !recovery.held && took_more(recovery, A_FEW_PASSES);
-}
-
-bool took_too_long(const Recovery& recovery)
-{
-    return !recovery.held && took_more(recovery, A_SEQUENCE);
-}
 
 void print_recoveries(const std::vector<Measured>& all)
 {

@@ -1,5 +1,4 @@
 #include "proof.hpp"
-#include "recovery.hpp"
 
 using namespace std::chrono_literals;
 
@@ -180,7 +179,7 @@ void fail_once(const Road& road, std::size_t place, Fault fault, Unit& unit)
     unit.module.overruled_by({});
     unit.recovery = {true, held, held ? 0ms : between(failed, unit.clock.now()),
                      waits(road, place, fault, unit, fault_took)};
-    if (took_too_long(unit.recovery) && fault != padded) {
+    if (took_too_long(unit.recovery)) {
         unit.watch.breaks("recovery", std::to_string(unit.recovery.took / 1s) +
                                           " s to a connection in place of " +
                                           std::to_string(unit.recovery.waits / 1s) + " s");

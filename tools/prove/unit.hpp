@@ -1,5 +1,6 @@
 #pragma once
 
+#include "recovery_time.hpp"
 #include "support/free_port.hpp"
 #include "support/process_facts.hpp"
 #include "support/wired_port.hpp"
@@ -28,14 +29,6 @@ struct Facts {
     std::set<std::string> settings;          ///< that the module has been given since it started
     std::size_t descriptors = 0;             ///< of the process, more than before the unit was there
     std::size_t threads = 0;                 ///< likewise
-};
-
-/// What a fault has cost, in the daemon's time.
-struct Recovery {
-    bool measured = false;
-    bool held = false;                 ///< the connection was not lost
-    std::chrono::milliseconds took{};  ///< from the fault to the connection
-    std::chrono::milliseconds waits{}; ///< the fixed waits on the road that was taken
 };
 
 /// A whole unit in virtual time, made for one run, and watched.

@@ -53,7 +53,7 @@ Result fate(unsigned kind, const std::string& text, Unit& unit, const AtCommand&
     }
 }
 
-/// The same on the line.
+/// Likewise on the line, where the text may stand in front of the answer.
 void fate_on_the_line(unsigned kind, const std::string& text, WiredPort& line, const std::string& bytes)
 {
     switch (kind % 4) {

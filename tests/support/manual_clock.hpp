@@ -48,7 +48,7 @@ public:
     }
     /// This thread blocks no more inside `wait_until`: the others work, which `others_work` awaits, and only
     /// when there was nothing to do (false) does the clock move on to what comes next. Empty: it blocks
-    /// again.
+    /// again. Set while no other thread has the clock.
     void pass_waits(std::function<bool()> others_work)
     {
         passes_waits_ = std::this_thread::get_id();
@@ -69,13 +69,12 @@ private:
         time_point deadline;
     };
 
-    bool pass(std::unique_lock<std::mutex>& held, time_point deadline);
-
     std::function<void()> before_each_;
     std::function<void()> after_a_wake_up_;
     std::thread::id passes_waits_;
     std::function<bool()> others_work_;
 
+    bool pass(std::unique_lock<std::mutex>& held, time_point deadline);
     time_point next_stop(time_point target) const;
     void run_due_actions();
     void release_due_waiters();

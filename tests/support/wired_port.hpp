@@ -12,7 +12,7 @@
 
 /// The daemon's own port, thread and bytes included, at a module that answers as a ScriptedPort does: one
 /// command after the other. Time passes while the thread that made it waits for an answer. Links with
-/// `celld::wired_port`. That thread only, but for `execute`.
+/// `celld::wired_port`. That thread only, but for `execute` and what only asks.
 class WiredPort final : public ScriptedPort {
 public:
     /// What becomes of a command, in place of `bytes`, which are its answer.

@@ -119,6 +119,7 @@ void babble(Unit& unit)
 constexpr auto ALL_ASKED = 25s;
 /// Less than the shortest limit of a search among the units.
 constexpr auto SEARCH = 45s;
+constexpr int SEARCHES = 3; // in all more than what a unit of short limits bears without a connection
 
 void for_a_while(Unit& unit)
 {
@@ -140,11 +141,10 @@ void registered_at_home(Unit& unit)
     }
 }
 
-/// Each time for less than a search may take; what one has used up is the next one's again. All of them are
-/// more than the shortest limit of a unit's.
+/// Each time for less than a search may take; what one has used up is the next one's again.
 void network_comes_and_goes(Unit& unit)
 {
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < SEARCHES; ++round) {
         registered_as(unit, "2");
         unit.pass_until(SEARCH, [] { return false; });
         registered_at_home(unit);

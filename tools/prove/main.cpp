@@ -32,9 +32,7 @@ constexpr Part PARTS[] = {
 
 constexpr const char* USAGE =
     "Usage: prove [--every N] [--seed N] [--only TEXT] [--roads FILE | --compare FILE] [single] [lasting] "
-    "[line] [silence] "
-    "[bus] "
-    "[pairs] [units] [endurance]\n"
+    "[line] [silence] [bus] [pairs] [units] [endurance]\n"
     "       prove recovery\n"
     "\n"
     "Lets things go wrong with a whole daemon in virtual time, and says what came of it.\n"
@@ -169,6 +167,9 @@ bool prove_parts(const Settings& settings)
     }
     if (!settings.compare.empty()) {
         print_others(known, roads);
+    }
+    if (tried == 0) {
+        std::cerr << "prove: there is no such run\n";
     }
     std::cout << tried << " tried, " << short_of << " fell short" << std::endl;
     return short_of == 0 && tried > 0;

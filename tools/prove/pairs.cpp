@@ -19,7 +19,7 @@ constexpr std::size_t ONE_WIRED_IN = 31;
 struct Place {
     State state;
     void (*world)(Unit&);
-    bool within_a_pass = false; ///< as where the state never outlives the pass in which it is entered
+    bool within_a_pass = false; ///< the first event comes in the middle of the one in which the state is
 };
 
 void nothing(Unit&) {}
@@ -75,7 +75,7 @@ struct Pair {
 
     bool has(bool (*kind)(const Event&)) const { return kind(first) || kind(second); }
     /// So long that a port which does not come meanwhile is the hardware's.
-    bool lasts() const { return has(is_long) || (first.lasts && second.lasts); }
+    bool lasts_for_minutes() const { return has(is_long) || (first.lasts && second.lasts); }
 };
 
 void lead_to(const Place& place, Unit& unit)
@@ -147,7 +147,8 @@ std::set<End> ends(const Place& place, const Pair& pair)
     if (pair.has(is_stop)) {
         ends = {End::OFF, End::GIVEN_UP};
     }
-    if (place.state == State::DTC_HW_ERROR || (place.state == State::WAITING_FOR_ATPORT && pair.lasts())) {
+    if (place.state == State::DTC_HW_ERROR ||
+        (place.state == State::WAITING_FOR_ATPORT && pair.lasts_for_minutes())) {
         ends.insert(End::HARDWARE_ERROR);
     }
     return ends;
